@@ -1,0 +1,93 @@
+#pragma once
+
+#include <boost/system/error_code.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "platform/Text.h"
+
+namespace ZelmoraTevra::platform {
+
+using ErrorCode = boost::system::error_code;
+
+enum class EntryKind { missing, file, folder, other };
+
+struct FolderEntry {
+  WideText name;
+  EntryKind kind;  // of the entry itself: a symbolic link is `other`, whatever it leads to
+};
+
+struct Space {
+  std::uint64_t capacity = 0;  // bytes
+  std::uint64_t free = 0;      // bytes, those reserved for the superuser included
+};
+
+enum class OpenMode {
+  read,      // the file must exist
+  truncate,  // created, or emptied; the parent folder must exist
+  append,    // created, or continued at its end; the parent folder must exist
+};
+
+// An open file. Destruction closes it. Every operation clears `error` on success and sets it on failure.
+class FileHandle {
+ public:
+  virtual ~FileHandle() = default;
+
+  // Fills the buffer as far as the file goes: fewer bytes than `size` only at the end. -1 on failure.
+  virtual std::int64_t read(void* buffer, std::size_t size, ErrorCode& error) = 0;
+  // Writes all bytes or fails; after a failure some of them may have been written.
+  virtual bool write(const void* data, std::size_t size, ErrorCode& error) = 0;
+  // Where the next read or write takes place, in bytes from the start. A file opened with `append` ignores it for
+  // writing.
+  virtual bool seek(std::uint64_t position, ErrorCode& error) = 0;
+  // The file's size in bytes now; -1 on failure.
+  virtual std::int64_t size(ErrorCode& error) = 0;
+  virtual bool truncate(std::uint64_t size, ErrorCode& error) = 0;
+  // Starts the way of what was written to the medium, without waiting for it.
+  virtual bool flush(ErrorCode& error) = 0;
+  // Returns when what was written is on the medium.
+  virtual bool sync(ErrorCode& error) = 0;
+  // A failure that the system kept back until now is told here. The handle can't be used afterwards.
+  virtual bool close(ErrorCode& error) = 0;
+};
+
+// The operations on the file system under which all of the program's file access lies. Paths are wide text with "\"
+// and "/" as separators. No operation throws; each clears `error` on success and sets it on failure.
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  // What stands at the path, behind symbolic links. An absent entry is `missing` without an error; an answer that
+  // could not be had is `missing` with one.
+  virtual EntryKind kind(const WideText& path, ErrorCode& error) = 0;
+  // True if the entry itself is a symbolic link. A missing entry is none.
+  virtual bool isLink(const WideText& path, ErrorCode& error) = 0;
+  // Size of a file in bytes, -1 on failure.
+  virtual std::int64_t fileSize(const WideText& path, ErrorCode& error) = 0;
+  // Capacity and free space of the volume on which the path lies.
+  virtual bool space(const WideText& path, Space& space, ErrorCode& error) = 0;
+  // Appends the direct entries of a folder, in the file system's order. On failure nothing is appended.
+  virtual bool list(const WideText& folder, std::vector<FolderEntry>& entries, ErrorCode& error) = 0;
+
+  [[nodiscard]] virtual std::unique_ptr<FileHandle> open(const WideText& path, OpenMode mode,
+                                                         ErrorCode& error) = 0;
+  // One level. An existing folder is a failure (file exists).
+  virtual bool createFolder(const WideText& path, ErrorCode& error) = 0;
+  // Replaces a file at the destination.
+  virtual bool rename(const WideText& from, const WideText& to, ErrorCode& error) = 0;
+  // A symbolic link is removed itself, never what it leads to.
+  virtual bool removeFile(const WideText& path, ErrorCode& error) = 0;
+  // Only an empty folder can be removed.
+  virtual bool removeFolder(const WideText& path, ErrorCode& error) = 0;
+  // Takes away the read-only and hidden marks that stand in the way of a removal.
+  virtual bool clearReadOnlyAndHidden(const WideText& path, ErrorCode& error) = 0;
+  // Last-write time (and creation time, where the system lets it be set) in seconds since the epoch, UTC.
+  virtual bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) = 0;
+  // Returns when the folder's entries are on the medium.
+  virtual bool syncFolder(const WideText& folder, ErrorCode& error) = 0;
+};
+
+}  // namespace ZelmoraTevra::platform
