@@ -5,14 +5,15 @@
 
 namespace ZelmoraTevra::platform {
 
-// Brings drive letters to a file system that has none. A text that begins with one ASCII letter and ":" (alone, or
-// followed by a separator) is a path on that drive, in either case of the letter; a letter that no volume has names
-// nothing: every test on it is false and every open fails. A write-protected volume refuses every change, and a volume
-// with a capacity of its own answers questions about space with it (free: the capacity less the sizes of all files
-// below the folder), both also for paths that reach the volume's folder without the letter.
+// Brings drive letters to a file system that has none. A text that begins with one ASCII letter and ":"
+// (alone, or followed by a separator) is a path on that drive, in either case of the letter; a letter that no
+// volume has names nothing: every test on it is false and every open fails. A write-protected volume refuses
+// every change, and a volume with a capacity of its own answers questions about space with it (free: the
+// capacity less the sizes of all files below the folder), both also for paths that reach the volume's folder
+// without the letter.
 class VolumeFileSystem : public ForwardingFileSystem {
  public:
-  // Both must outlive this object.
+  // Both must outlive this object. `native` must take a path on a drive for one that names nothing.
   VolumeFileSystem(FileSystem& native, Volumes& volumes) : ForwardingFileSystem(native), volumes_(volumes) {}
 
   EntryKind kind(const WideText& path, ErrorCode& error) override;
@@ -30,6 +31,8 @@ class VolumeFileSystem : public ForwardingFileSystem {
   bool syncFolder(const WideText& folder, ErrorCode& error) override;
 
  private:
+  class Place;
+
   Volumes& volumes_;
 };
 

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/Clock.h"
+
+namespace ZelmoraTevra::platform {
+
+class LinuxClock : public Clock {
+ public:
+  std::int64_t secondsSinceEpoch() override;
+  std::tm localTime() override;
+  std::uint32_t tickMilliseconds() override;
+  void sleepMilliseconds(std::uint32_t milliseconds) override;
+};
+
+}  // namespace ZelmoraTevra::platform

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "platform/Volumes.h"
+
+namespace ZelmoraTevra::platform {
+
+// A computer on which no device is looked for: it has no drive letters.
+class LinuxVolumes : public Volumes {
+ public:
+  const std::vector<Volume>& volumes() override { return none_; }
+
+ private:
+  std::vector<Volume> none_;
+};
+
+}  // namespace ZelmoraTevra::platform
