@@ -1,6 +1,7 @@
 #include <memory>
 
 #include "platform/Machine.h"
+#include "platform/NativeFileSystem.h"
 #include "platform/VolumeFileSystem.h"
 #include "platform/linux/LinuxClock.h"
 #include "platform/linux/LinuxFileSystem.h"
@@ -26,12 +27,20 @@ struct LinuxMachine {
   Machine machine{&files, &volumes, &processes, &power, &registry, &clock, &identifiers};
 };
 
+LinuxMachine& linuxMachine() {
+  // Never destroyed: other objects that live until the end of the process still use it in their destructors.
+  static LinuxMachine* const machine = std::make_unique<LinuxMachine>().release();
+  return *machine;
+}
+
 }  // namespace
 
 const Machine& nativeMachine() {
-  // Never destroyed: other objects that live until the end of the process still use it in their destructors.
-  static const LinuxMachine* const native = std::make_unique<LinuxMachine>().release();
-  return native->machine;
+  return linuxMachine().machine;
+}
+
+FileSystem& nativeFileSystem() {
+  return linuxMachine().disk;
 }
 
 }  // namespace ZelmoraTevra::platform
