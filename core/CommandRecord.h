@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "platform/Text.h"
+
+namespace ZelmoraTevra {
+
+class InstallXml;
+
+// One package of a "PackageSequence".
+struct ContentEntry {
+  std::uint64_t fileSize = 0;              // bytes of the zip
+  std::uint64_t fileSizeUncompressed = 0;  // bytes
+  WideText md5;
+  WideText sha1;
+  WideText url;  // with a local installation the path of the zip
+  WideText name;
+  WideText description;
+  WideText installText;  // the unpacked install description
+  WideText id;
+  std::shared_ptr<InstallXml> installXml;  // the same, parsed; null where the command carries none
+};
+
+// One command of a job, with the same fields for all commands; each uses its subset.
+struct CommandRecord {
+  WideText commandName;
+
+  std::vector<ContentEntry> packages;
+  WideText proxyHost;
+  WideText proxyPort;
+  WideText proxyUser;
+  WideText proxyPassword;
+
+  WideText storageCardDriveLetter;  // root of the device's main storage
+  WideText secondDriveLetter;       // root of the second one; empty if there is none
+
+  bool localInstall = false;
+  bool checkHashFile = false;
+  bool notRunMoveMap = false;
+};
+
+}  // namespace ZelmoraTevra

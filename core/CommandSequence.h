@@ -1,0 +1,52 @@
+#pragma once
+
+#include <tinyxml.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/CommandTable.h"
+
+namespace ZelmoraTevra {
+
+// The commands of a job: read and checked as a whole first, then run one after the other.
+class CommandSequence {
+ public:
+  // The table must outlive the sequence.
+  explicit CommandSequence(const CommandTable& table);
+  // Removes the indicator file, if the job made one.
+  ~CommandSequence();
+  CommandSequence(const CommandSequence&) = delete;
+  CommandSequence& operator=(const CommandSequence&) = delete;
+
+  // The source is the shared block of that name or the path of a command document, by
+  // `commandsInSharedMemory`. False at the first bad command: nothing is to be run then. What is wrong has
+  // been reported, but for a command that isn't in the table: only the log tells of it.
+  [[nodiscard]] bool readCommandSequence(WideText commandSource, WideText tempFolder, WideText backupFolder);
+  // 0, or -1 as soon as a command fails.
+  [[nodiscard]] int runCommandSequence();
+
+  [[nodiscard]] const std::vector<CommandRecord>& commands() const { return commands_; }
+  // What the front end wants to stand in the indicator file.
+  [[nodiscard]] const std::optional<std::string>& indicatorContent() const { return indicatorContent_; }
+
+ private:
+  [[nodiscard]] bool loadDocument(const WideText& commandSource);
+  [[nodiscard]] bool readCommandParameters(const TiXmlElement& element, const WideText& name);
+  [[nodiscard]] bool runCommand(std::size_t index);
+  void createIndicatorFile(const TiXmlElement& element);
+  [[nodiscard]] WideText indicatorPath() const;
+
+  const CommandTable& table_;
+  std::shared_ptr<TiXmlDocument> document_;
+  std::vector<CommandRecord> commands_;
+  std::optional<std::string> indicatorContent_;
+};
+
+// Makes the folders that every command needs and sets the folder values of the process. A failure has been
+// reported.
+[[nodiscard]] bool prepareFolders(const WideText& tempFolder, const WideText& backupFolder, bool movesFolder);
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,144 @@
+#include "core/Directory_new.h"
+
+#include <utility>
+
+#include "core/BackendLogger.h"
+#include "core/File_platformIndependent.h"
+#include "core/Text.h"
+#include "platform/Machine.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+using platform::EntryKind;
+using platform::ErrorCode;
+using platform::FolderEntry;
+
+constexpr WideView probeName = u"Tevra_131284_tmp";
+
+platform::FileSystem& disk() {
+  return *platform::machine().files;
+}
+
+// Removes a folder and what is in it, deepest entries first.
+bool removeTree(const WideText& folder) {
+  ErrorCode error;
+  std::vector<FolderEntry> entries;
+  bool removedAll = disk().list(folder, entries, error);
+  for (const FolderEntry& entry : entries) {
+    const WideText path = folder + u'\\' + entry.name;
+    if (entry.kind == EntryKind::folder) {
+      removedAll = removeTree(path) && removedAll;
+      continue;
+    }
+    if (entry.kind == EntryKind::file) disk().clearReadOnlyAndHidden(path, error);
+    removedAll = disk().removeFile(path, error) && removedAll;
+  }
+  return disk().removeFolder(folder, error) && removedAll;
+}
+
+}  // namespace
+
+Directory_new::Directory_new(WideText path, bool normalise)
+    : path_(normalise ? toBackslashes(std::move(path)) : std::move(path)) {}
+
+bool Directory_new::exists() const {
+  ErrorCode error;
+  const EntryKind kind = disk().kind(path_, error);
+  if (error) writeLog(u"DIRECTORY: exception when check if directory exists " + path_);
+  return kind == EntryKind::folder;
+}
+
+bool Directory_new::create() {
+  if (exists()) return true;
+  ErrorCode error;
+  const bool created = disk().createFolder(path_, error);
+  if (!created) writeLog(u"DIRECTORY: exception when create directory " + path_);
+  return created;
+}
+
+bool Directory_new::createAllLevels() {
+  if (exists()) return true;
+  const WideText parent = parentFolder(path_);
+  if (!parent.empty() && !Directory_new(parent, false).createAllLevels()) return false;
+  return create();
+}
+
+std::int64_t Directory_new::size() const {
+  if (!exists()) return -1;
+  ErrorCode error;
+  platform::Space space;
+  disk().space(path_, space, error);
+  if (error) writeLog(u"DIRECTORY: exception when get directory size " + path_);
+  return error ? -1 : static_cast<std::int64_t>(space.capacity - space.free);
+}
+
+std::int64_t Directory_new::freeSpace() const {
+  if (!exists()) return -1;
+  ErrorCode error;
+  platform::Space space;
+  disk().space(path_, space, error);
+  if (error) writeLog(u"DIRECTORY: exception when get directory free space " + path_);
+  return error ? -1 : static_cast<std::int64_t>(space.free);
+}
+
+bool Directory_new::isWriteProtected() {
+  if (!exists()) return false;
+  File_platformIndependent probe(path_ + u'\\' + WideText(probeName), false);
+  if (!probe.create()) return true;
+  probe.close();
+  probe.remove();
+  return false;
+}
+
+bool Directory_new::isEmpty() const {
+  if (!exists()) return false;
+  std::vector<WideText> paths;
+  return files(paths, true) && paths.empty();
+}
+
+bool Directory_new::files(std::vector<WideText>& paths, bool recursive) const {
+  if (walk(paths, recursive, EntryKind::file)) return true;
+  writeLog(u"DIRECTORY: exception when get files path " + path_);
+  return false;
+}
+
+bool Directory_new::folders(std::vector<WideText>& paths, bool recursive) const {
+  if (walk(paths, recursive, EntryKind::folder)) return true;
+  writeLog(u"DIRECTORY: exception when get directories path " + path_);
+  return false;
+}
+
+bool Directory_new::folderObjects(std::vector<std::shared_ptr<Directory_new>>& objects,
+                                  bool recursive) const {
+  std::vector<WideText> paths;
+  const bool complete = folders(paths, recursive);
+  for (const WideText& path : paths) objects.push_back(std::make_shared<Directory_new>(path));
+  return complete;
+}
+
+void Directory_new::remove() {
+  if (!exists()) return;
+  if (!removeTree(path_)) writeLog(u"DIRECTORY: exception when remove directory " + path_);
+}
+
+bool Directory_new::walk(std::vector<WideText>& paths, bool recursive, EntryKind wanted) const {
+  std::vector<WideText> pending{path_};
+  bool complete = true;
+  while (!pending.empty()) {
+    const WideText folder = std::move(pending.back());
+    pending.pop_back();
+    ErrorCode error;
+    std::vector<FolderEntry> entries;
+    complete = disk().list(folder, entries, error) && complete;
+    for (const FolderEntry& entry : entries) {
+      WideText path = folder + u'\\' + entry.name;
+      if (entry.kind == wanted) paths.push_back(path);
+      if (recursive && entry.kind == EntryKind::folder) pending.push_back(std::move(path));
+    }
+  }
+  return complete;
+}
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "platform/FileSystem.h"
+
+namespace ZelmoraTevra {
+
+// One folder. No operation throws: a failure is a line in the log and the operation's failure value.
+class Directory_new {
+ public:
+  // With `normalise` every "/" of the path becomes "\".
+  explicit Directory_new(WideText path, bool normalise = true);
+
+  [[nodiscard]] const WideText& path() const { return path_; }
+
+  // True only for a folder.
+  [[nodiscard]] bool exists() const;
+  // One level; true if it exists already.
+  [[nodiscard]] bool create();
+  // Makes the missing folders of the path, from the top.
+  [[nodiscard]] bool createAllLevels();
+  // Used space of the whole volume in bytes; -1 if the folder doesn't exist.
+  [[nodiscard]] std::int64_t size() const;
+  // Free space of the volume in bytes; -1 if the folder doesn't exist.
+  [[nodiscard]] std::int64_t freeSpace() const;
+  // Whether a file could not be created in it, for whatever reason. False if the folder doesn't exist.
+  [[nodiscard]] bool isWriteProtected();
+  // True if no regular file is anywhere below; folders don't count. False if the folder doesn't exist.
+  [[nodiscard]] bool isEmpty() const;
+
+  // Append the paths of the regular files or of the folders: this folder's text, "\", and the components
+  // below joined by
+  // "\". A symbolic link is neither. False if a folder could not be read; what was found stays.
+  bool files(std::vector<WideText>& paths, bool recursive) const;
+  bool folders(std::vector<WideText>& paths, bool recursive) const;
+  bool folderObjects(std::vector<std::shared_ptr<Directory_new>>& objects, bool recursive) const;
+
+  // Removes the folder with everything in it; a symbolic link inside is removed, not followed.
+  void remove();
+
+ private:
+  bool walk(std::vector<WideText>& paths, bool recursive, platform::EntryKind wanted) const;
+
+  WideText path_;
+};
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,56 @@
+#include "core/PathBelowRoot.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "core/Text.h"
+#include "platform/Machine.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+bool isLink(const WideText& path) {
+  platform::ErrorCode error;
+  return platform::machine().files->isLink(path, error);
+}
+
+bool isAsciiLetter(char16_t unit) {
+  return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
+}
+
+}  // namespace
+
+bool staysBelowRoot(WideView path) {
+  if (path.empty() || path.find(u'\0') != WideView::npos) return false;
+  if (path.front() == u'/' || path.front() == u'\\') return false;
+  if (path.size() >= 2 && isAsciiLetter(path[0]) && path[1] == u':') return false;
+  const std::vector<WideText> components = split(toForwardSlashes(WideText(path)), u'/');
+  return std::find(components.begin(), components.end(), u"..") == components.end();
+}
+
+PathBelowRoot::PathBelowRoot(WideText root) : root_(std::move(root)) {}
+
+std::optional<WideText> PathBelowRoot::join(const WideText& relativePath) {
+  if (root_.empty() || !staysBelowRoot(relativePath)) return std::nullopt;
+  const WideText folder = parentFolder(relativePath);
+  if (lastFolder_ != folder) {
+    lastFolderIsPlain_ = folderHasNoLink(folder);
+    lastFolder_ = folder;
+  }
+  WideText path = root_ + u'\\' + relativePath;
+  if (!lastFolderIsPlain_ || isLink(path)) return std::nullopt;
+  return path;
+}
+
+bool PathBelowRoot::folderHasNoLink(const WideText& folder) {
+  WideText path = root_;
+  for (const WideText& name : split(toForwardSlashes(folder), u'/')) {
+    if (name.empty()) continue;
+    path += u'\\' + name;
+    if (isLink(path)) return false;
+  }
+  return true;
+}
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <optional>
+
+#include "platform/Text.h"
+
+namespace ZelmoraTevra {
+
+// True if a relative path can't lead out of the folder that it is joined to: it isn't empty, isn't absolute,
+// has no drive letter, no ".." and no NUL.
+[[nodiscard]] bool staysBelowRoot(WideView relativePath);
+
+// Joins a root folder and paths that come from a package or a device, which may be hostile. No path that it
+// gives leaves the root: neither by its text nor through a symbolic link that lies below the root. What has
+// been looked at is remembered for the folder of the last path, so that the files of one folder cost one
+// look.
+class PathBelowRoot {
+ public:
+  // An empty root joins nothing.
+  explicit PathBelowRoot(WideText root);
+
+  [[nodiscard]] const WideText& root() const { return root_; }
+  // root, "\", relative path; nothing if that would leave the root.
+  [[nodiscard]] std::optional<WideText> join(const WideText& relativePath);
+
+ private:
+  [[nodiscard]] bool folderHasNoLink(const WideText& relativeFolder);
+
+  WideText root_;
+  std::optional<WideText> lastFolder_;
+  bool lastFolderIsPlain_ = false;
+};
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,36 @@
+#include "core/ProcessEnd.h"
+
+#include <utility>
+#include <vector>
+
+#include "platform/Machine.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+std::vector<std::function<void()>>& actions() {
+  static std::vector<std::function<void()>> list;
+  return list;
+}
+
+}  // namespace
+
+void endProcess(int exitValue) {
+  while (!actions().empty()) {
+    const std::function<void()> action = std::move(actions().back());
+    actions().pop_back();
+    action();
+  }
+  platform::machine().processes->end(exitValue);
+}
+
+AtProcessEnd::AtProcessEnd(std::function<void()> action) {
+  actions().push_back(std::move(action));
+}
+
+AtProcessEnd::~AtProcessEnd() {
+  if (!actions().empty()) actions().pop_back();
+}
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+
+namespace ZelmoraTevra {
+
+// Ends the process at once, after a status has been saved: nothing on the stack is destroyed, but what has
+// been registered with AtProcessEnd is done first.
+[[noreturn]] void endProcess(int exitValue);
+
+// For as long as it lives, `action` is part of endProcess. It must neither throw nor save a status.
+class AtProcessEnd {
+ public:
+  explicit AtProcessEnd(std::function<void()> action);
+  ~AtProcessEnd();
+  AtProcessEnd(const AtProcessEnd&) = delete;
+  AtProcessEnd& operator=(const AtProcessEnd&) = delete;
+};
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <tinyxml.h>
+
+#include <string>
+#include <string_view>
+
+#include "platform/Text.h"
+
+namespace ZelmoraTevra {
+
+// The parser works recursively and compares each attribute with all others of its element. A text beyond
+// these bounds is refused before it is parsed.
+constexpr int maximalXmlDepth = 512;
+constexpr int maximalXmlAttributes = 512;  // of one element
+
+// Parses UTF-8 text. False if it isn't well-formed, has no node, or is beyond the bounds; the document is
+// then to be taken for empty.
+[[nodiscard]] bool parseXml(std::string_view text, TiXmlDocument& document);
+// The same for the file at the path. False also if it can't be read.
+[[nodiscard]] bool loadXml(const WideText& path, TiXmlDocument& document);
+
+// The document as the XML library prints it, UTF-8.
+[[nodiscard]] std::string printXml(const TiXmlNode& node);
+// Writes the printed document directly over the file.
+[[nodiscard]] bool saveXml(const TiXmlDocument& document, const WideText& path);
+
+// A new document with the declaration version "1.0" and the encoding, which may be empty.
+[[nodiscard]] TiXmlDocument newXmlDocument(const char* encoding);
+// Appends an element, with a text if one is given. The parent owns what comes back.
+TiXmlElement& addElement(TiXmlNode& parent, std::string_view name);
+TiXmlElement& addElement(TiXmlNode& parent, std::string_view name, WideView text);
+
+// Slash-path lookup: "/content/md5" from a "content" element. The first name must be that of the start
+// element or of a following sibling; each further one is looked for among the children. A null start finds
+// nothing.
+[[nodiscard]] const TiXmlElement* findElement(const TiXmlElement* start, std::string_view path);
+// The text of the element found, empty if there is none or it has no text; true if the text isn't empty.
+// Throws the UTF-8 library's exception if the text isn't UTF-8.
+bool lookupText(const TiXmlElement* start, std::string_view path, WideText& text);
+[[nodiscard]] WideText lookupText(const TiXmlElement* start, std::string_view path);
+// As written in the document.
+[[nodiscard]] std::string lookupUtf8(const TiXmlElement* start, std::string_view path);
+// False, and the number unchanged, if the text is empty or there is none.
+bool lookupInteger(const TiXmlElement* start, std::string_view path, int& number);
+
+// The attribute's value; empty if it isn't there.
+[[nodiscard]] WideText attributeText(const TiXmlElement& element, const char* name);
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include "core/ProgressObserver.h"
+#include "install/InstallXml.h"
+
+namespace ZelmoraTevra {
+
+// Carries out one kind of an update's work on the device.
+class IUpdateInstaller {
+ public:
+  virtual ~IUpdateInstaller() = default;
+  [[nodiscard]] virtual std::unique_ptr<IUpdateInstaller> clone() const = 0;
+  // True when everything of the update has been handled. A failure has been reported. `otherRoot` is empty on
+  // a device with one storage.
+  [[nodiscard]] virtual bool install(const InstallUpdate& update, const WideText& zipPath,
+                                     const WideText& targetRoot, const WideText& primaryRoot,
+                                     const WideText& otherRoot, ProgressObserver* observer) = 0;
+};
+
+class IFileUpdateInstaller : public IUpdateInstaller {};
+
+}  // namespace ZelmoraTevra

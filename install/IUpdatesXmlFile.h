@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/Text.h"
+
+namespace ZelmoraTevra {
+
+// Where the register "updates.xml" of a device is read and written.
+class IUpdatesXmlFile {
+ public:
+  virtual ~IUpdatesXmlFile() = default;
+  [[nodiscard]] virtual WideText getRootPath() const = 0;
+  // The working copy if there is one, else the file on the device; empty if the device has no place for a
+  // register.
+  [[nodiscard]] virtual WideText getFilePath() const = 0;
+  [[nodiscard]] virtual bool isKd3Layout() const = 0;
+  [[nodiscard]] virtual bool isZelmoraLayout() const = 0;
+};
+
+}  // namespace ZelmoraTevra

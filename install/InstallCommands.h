@@ -1,0 +1,10 @@
+#pragma once
+
+#include "core/CommandTable.h"
+
+namespace ZelmoraTevra {
+
+// The commands that bring packages to a device.
+void addInstallCommands(CommandTable& table);
+
+}  // namespace ZelmoraTevra

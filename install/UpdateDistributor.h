@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "install/InstallXml.h"
+#include "platform/Text.h"
+
+namespace ZelmoraTevra {
+
+// What a distribution comes to. All in bytes; a need is what is placed less the room that is won back.
+struct Distribution {
+  bool fits = false;
+  std::int64_t deficitSoftware = 0;
+  std::int64_t deficitContent = 0;
+  std::int64_t neededSoftware = 0;
+  std::int64_t neededContent = 0;
+};
+
+// Decides for every update which of the device's storages it goes to, and whether the whole fits. It reckons
+// with files that an update replaces or deletes, and with the part of a cluster that each new file wastes.
+class UpdateDistributor {
+ public:
+  // The second path is empty on a device without a card. 0, or -1 after a report for an empty primary path.
+  int setPaths(const WideText& primary, const WideText& secondary);
+  // Bytes to keep free, and bytes that temporary updates give back later.
+  void setExtraSpace(std::int64_t software, std::int64_t content);
+  void setTemporarySpace(std::int64_t software, std::int64_t content);
+
+  // 0, or -1 if not initialised, the path is empty, or the folder doesn't exist.
+  int getFreeSpace(const WideText& path, std::int64_t& bytes) const;
+  // Whether files of these sizes fit into the work folder. The result is that of the question for its free
+  // space; on failure they don't.
+  int checkTemporarySpace(const std::vector<std::int64_t>& sizes, bool& fits) const;
+
+  // Sets the location flags and the needs of the updates and changes their file lists: folder deletions are
+  // expanded, deletions of files that another update writes are dropped. 0: the answer is in `result`; 1: not
+  // initialised; -1: a report was saved, or the free space of the primary storage is unknown.
+  int distribute(const std::vector<InstallUpdate*>& updates, Distribution& result);
+
+ private:
+  WideText primaryPath_;
+  WideText secondaryPath_;
+  bool initialized_ = false;
+  std::int64_t extraSpaceSoftware_ = 0;
+  std::int64_t extraSpaceContent_ = 0;
+  std::int64_t temporarySpaceSoftware_ = 0;
+  std::int64_t temporarySpaceContent_ = 0;
+};
+
+}  // namespace ZelmoraTevra
