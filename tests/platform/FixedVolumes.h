@@ -1,0 +1,21 @@
+#pragma once
+
+#include <utility>
+
+#include "platform/Volumes.h"
+
+namespace ZelmoraTevra::platform {
+
+// Volumes that a test chooses and may change.
+class FixedVolumes : public Volumes {
+ public:
+  explicit FixedVolumes(std::vector<Volume> volumes) : volumes_(std::move(volumes)) {}
+
+  const std::vector<Volume>& volumes() override { return volumes_; }
+  void set(std::vector<Volume> volumes) { volumes_ = std::move(volumes); }
+
+ private:
+  std::vector<Volume> volumes_;
+};
+
+}  // namespace ZelmoraTevra::platform
