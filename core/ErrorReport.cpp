@@ -46,4 +46,14 @@ void ErrorReport::save() const {
   status.save();
 }
 
+void saveState(Status state, int exitCode) {
+  StatusXml::instance().setAttribute(u"exitCode", numberText(exitCode));
+  saveState(state);
+}
+
+void saveState(Status state) {
+  StatusXml::instance().setState(state);
+  StatusXml::instance().save();
+}
+
 }  // namespace ZelmoraTevra

@@ -38,4 +38,8 @@ class ErrorReport {
   std::vector<std::pair<WideText, WideText>> attributes_;
 };
 
+// A state with an exit code alone, or with nothing: what a job reports when all went well, and at an abort.
+void saveState(Status state, int exitCode);
+void saveState(Status state);
+
 }  // namespace ZelmoraTevra

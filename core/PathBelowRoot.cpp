@@ -26,7 +26,9 @@ bool staysBelowRoot(WideView path) {
   if (path.front() == u'/' || path.front() == u'\\') return false;
   if (path.size() >= 2 && isAsciiLetter(path[0]) && path[1] == u':') return false;
   const std::vector<WideText> components = split(toForwardSlashes(WideText(path)), u'/');
-  return std::find(components.begin(), components.end(), u"..") == components.end();
+  if (std::find(components.begin(), components.end(), u"..") != components.end()) return false;
+  return std::any_of(components.begin(), components.end(),
+                     [](const WideText& name) { return !name.empty() && name != u"."; });
 }
 
 PathBelowRoot::PathBelowRoot(WideText root) : root_(std::move(root)) {}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+
+#include "core/ProcessEnd.h"
+#include "install/ClientUpdatesXmlFile.h"
+#include "install/UpdatesXml.h"
+
+namespace ZelmoraTevra {
+
+// The register of a device for the length of an installation. What was recorded reaches the device however
+// the installation ends: by `close`, by destruction, or by the end of the process.
+class DeviceRegister {
+ public:
+  explicit DeviceRegister(const WideText& primaryRoot);
+  ~DeviceRegister();
+
+  [[nodiscard]] bool isUsable() const { return file_.isUsable(); }
+  [[nodiscard]] UpdatesXml& updates() { return updates_; }
+
+  // Records an update. The working copy is written after the 1st, 2nd, 4th, 8th update and so on: a disk that
+  // takes no write shows at once, and many updates cost in proportion to their number. False if a write
+  // failed.
+  [[nodiscard]] bool record(const Update& update);
+  // Writes what isn't written yet to the working copy.
+  [[nodiscard]] bool save() { return updates_.save(); }
+  // Brings the register to the device. False if it did not get there.
+  bool close();
+
+ private:
+  ClientUpdatesXmlFile file_;
+  UpdatesXml updates_;
+  std::size_t recorded_ = 0;
+  AtProcessEnd atProcessEnd_;
+};
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,20 @@
+#include "install/InstallCommands.h"
+
+#include "install/InstallCommandReader.h"
+#include "install/InstallPackageRunner.h"
+#include "install/TevraInstallRunner.h"
+
+namespace ZelmoraTevra {
+
+void addInstallCommands(CommandTable& table) {
+  table[u"INSTALL_PACKAGE"] = {.read = readInstallCommand,
+                               .makeWorker = [] { return std::make_unique<InstallPackageRunner>(); },
+                               .movesFolder = false,
+                               .writesIndicatorFile = true};
+  table[u"INSTALL_TEVRA"] = {.read = readInstallCommand,
+                             .makeWorker = [] { return std::make_unique<TevraInstallRunner>(); },
+                             .movesFolder = false,
+                             .writesIndicatorFile = false};
+}
+
+}  // namespace ZelmoraTevra

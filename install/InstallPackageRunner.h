@@ -1,0 +1,53 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "core/CommandTable.h"
+#include "core/Directory_new.h"
+#include "install/InstallXml.h"
+#include "install/UpdateDistributor.h"
+
+namespace ZelmoraTevra {
+
+class DeviceRegister;
+
+// "INSTALL_PACKAGE": works out where the updates of all packages go and whether they fit, fetches the zips,
+// places the files, records each update in the device's register and cleans up. Every way out has been
+// reported; 0 is success.
+class InstallPackageRunner : public ICommandWorker {
+ public:
+  int init(const CommandRecord& record) override { return prepareInstall(record); }
+  int run() override { return runInstall(); }
+
+  // Tests the packages and both storages. A package that asks for what isn't there yet (XML entries, a
+  // description without locations, validation) is refused here, before the device is touched.
+  int prepareInstall(const CommandRecord& command);
+  int runInstall();
+
+ private:
+  [[nodiscard]] bool collectUpdates();
+  [[nodiscard]] bool fitsIntoTempFolder(const UpdateDistributor& distributor) const;
+  void reportNotEnoughSpace(const UpdateDistributor& distributor, const Distribution& distribution) const;
+  [[nodiscard]] bool downloadPackages();
+  int installUpdates();
+  void loadPlacementProgress() const;
+  void removeReplacedFiles() const;
+  [[nodiscard]] bool placeUpdates(DeviceRegister& deviceRegister) const;
+  [[nodiscard]] bool deleteDownloadedFiles() const;
+
+  CommandRecord command_;
+  std::unique_ptr<Directory_new> primaryRoot_;
+  std::unique_ptr<Directory_new> secondaryRoot_;  // of an empty path on a device with one storage
+  bool ready_ = false;
+  // All updates of all packages in sequence order; they belong to the packages' descriptions.
+  std::vector<InstallUpdate*> updates_;
+  std::vector<WideText> downloadedFiles_;
+  // Bytes, over all packages.
+  std::int64_t extraSpaceSoftware_ = 0;
+  std::int64_t extraSpaceContent_ = 0;
+  std::int64_t temporarySpaceSoftware_ = 0;
+  std::int64_t temporarySpaceContent_ = 0;
+};
+
+}  // namespace ZelmoraTevra
