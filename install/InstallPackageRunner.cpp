@@ -9,7 +9,6 @@
 #include "core/Globals.h"
 #include "core/PathBelowRoot.h"
 #include "core/ProgressObserver.h"
-#include "core/SaturatingMath.h"
 #include "core/Text.h"
 #include "install/DefaultFileUpdateInstaller.h"
 #include "install/DeviceRegister.h"
@@ -77,6 +76,10 @@ WideText clampedText(std::int64_t bytes) {
   return numberText(std::max<std::int64_t>(bytes, 0));
 }
 
+WideText differenceText(SaturatingInt64 available, SaturatingInt64 needed) {
+  return numberText((available - needed).value());
+}
+
 }  // namespace
 
 int InstallPackageRunner::prepareInstall(const CommandRecord& command) {
@@ -122,8 +125,8 @@ int InstallPackageRunner::runInstall() {
   UpdateDistributor distributor;
   if (distributor.setPaths(primaryRoot_->path(), secondaryRoot_->path()) != 0) return -1;
   if (!fitsIntoTempFolder(distributor)) return -1;
-  distributor.setExtraSpace(extraSpaceSoftware_, extraSpaceContent_);
-  distributor.setTemporarySpace(temporarySpaceSoftware_, temporarySpaceContent_);
+  distributor.setExtraSpace(extraSpaceSoftware_.value(), extraSpaceContent_.value());
+  distributor.setTemporarySpace(temporarySpaceSoftware_.value(), temporarySpaceContent_.value());
   Distribution distribution;
   if (distributor.distribute(updates_, distribution) != 0) return -1;
   if (!distribution.fits) {
@@ -147,10 +150,10 @@ bool InstallPackageRunner::collectUpdates() {
           .save();
       return false;
     }
-    extraSpaceSoftware_ = saturatingAdd(extraSpaceSoftware_, description.extraSpaceSoftware());
-    extraSpaceContent_ = saturatingAdd(extraSpaceContent_, description.extraSpaceContent());
-    temporarySpaceSoftware_ = saturatingAdd(temporarySpaceSoftware_, description.temporarySpaceSoftware());
-    temporarySpaceContent_ = saturatingAdd(temporarySpaceContent_, description.temporarySpaceContent());
+    extraSpaceSoftware_ += description.extraSpaceSoftware();
+    extraSpaceContent_ += description.extraSpaceContent();
+    temporarySpaceSoftware_ += description.temporarySpaceSoftware();
+    temporarySpaceContent_ += description.temporarySpaceContent();
 
     const WideText source = command_.localInstall ? package.url : downloadedFilePath(package.url);
     for (InstallUpdate& update : description.getUpdates()) {
@@ -198,9 +201,9 @@ void InstallPackageRunner::reportNotEnoughSpace(const UpdateDistributor& distrib
       .attribute(u"availableSpaceContentStorage", numberText(freeContent))
       .attribute(u"neededSpaceContentStorage", clampedText(deficitContent))
       .attribute(u"availableSpacePostInstSoftwareStorage",
-                 numberText(saturatingSubtract(freeSoftware, distribution.neededSoftware)))
+                 differenceText(freeSoftware, distribution.neededSoftware))
       .attribute(u"availableSpacePostInstContentStorage",
-                 numberText(saturatingSubtract(freeContent, distribution.neededContent)))
+                 differenceText(freeContent, distribution.neededContent))
       .save();
 }
 
@@ -265,10 +268,9 @@ int InstallPackageRunner::installUpdates() {
 void InstallPackageRunner::loadPlacementProgress() const {
   std::vector<ProgressEntry> entries;
   for (const ContentEntry& package : command_.packages) {
-    std::int64_t total = 0;
-    for (const InstallUpdate& update : package.installXml->getUpdates())
-      total = saturatingAdd(total, update.updateSize);
-    entries.push_back({static_cast<std::uint64_t>(std::max<std::int64_t>(total, 0)), {}, {}, 0});
+    SaturatingInt64 total;
+    for (const InstallUpdate& update : package.installXml->getUpdates()) total += update.updateSize;
+    entries.push_back({static_cast<std::uint64_t>(std::max<std::int64_t>(total.value(), 0)), {}, {}, 0});
   }
   ProgressObserver::destroy();
   ProgressObserver::instance().load(std::move(entries));

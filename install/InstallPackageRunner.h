@@ -5,6 +5,7 @@
 
 #include "core/CommandTable.h"
 #include "core/Directory_new.h"
+#include "core/SaturatingInt64.h"
 #include "install/InstallXml.h"
 #include "install/UpdateDistributor.h"
 
@@ -44,10 +45,10 @@ class InstallPackageRunner : public ICommandWorker {
   std::vector<InstallUpdate*> updates_;
   std::vector<WideText> downloadedFiles_;
   // Bytes, over all packages.
-  std::int64_t extraSpaceSoftware_ = 0;
-  std::int64_t extraSpaceContent_ = 0;
-  std::int64_t temporarySpaceSoftware_ = 0;
-  std::int64_t temporarySpaceContent_ = 0;
+  SaturatingInt64 extraSpaceSoftware_;
+  SaturatingInt64 extraSpaceContent_;
+  SaturatingInt64 temporarySpaceSoftware_;
+  SaturatingInt64 temporarySpaceContent_;
 };
 
 }  // namespace ZelmoraTevra

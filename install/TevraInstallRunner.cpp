@@ -3,7 +3,7 @@
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
 #include "core/ProgressObserver.h"
-#include "core/SaturatingMath.h"
+#include "core/SaturatingInt64.h"
 #include "core/Text.h"
 #include "install/IUpdateZipDownloader.h"
 #include "install/PackageDownload.h"
@@ -27,10 +27,10 @@ bool TevraInstallRunner::runTevraInstall() {
   if (distributor.setPaths(workTempFolder, {}) != 0) return false;
   std::int64_t free = 0;
   distributor.getFreeSpace(workTempFolder, free);
-  const std::int64_t needed = saturatingAdd(static_cast<std::int64_t>(package_.fileSize),
-                                            static_cast<std::int64_t>(package_.fileSizeUncompressed));
-  if (free < needed) {
-    ErrorReport(1043).percent(104).pathAndDrive(userTempFolder).size(needed).save();
+  const SaturatingInt64 needed = SaturatingInt64(static_cast<std::int64_t>(package_.fileSize)) +
+                                 static_cast<std::int64_t>(package_.fileSizeUncompressed);
+  if (free < needed.value()) {
+    ErrorReport(1043).percent(104).pathAndDrive(userTempFolder).size(needed.value()).save();
     return false;
   }
 
