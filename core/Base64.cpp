@@ -1,5 +1,6 @@
 #include "core/Base64.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>

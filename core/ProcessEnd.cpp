@@ -1,5 +1,6 @@
 #include "core/ProcessEnd.h"
 
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,7 @@ void endProcess(int exitValue) {
     action();
   }
   platform::machine().processes->end(exitValue);
+  std::abort();  // never reached, but a compiler doesn't see that through a virtual call
 }
 
 AtProcessEnd::AtProcessEnd(std::function<void()> action) {
