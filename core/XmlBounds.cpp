@@ -1,10 +1,32 @@
 #include "core/XmlBounds.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace ZelmoraTevra {
 
 namespace {
+
+constexpr std::string_view blanks = " \t\n\v\f\r";
+constexpr std::string_view quotes = "\"'";
+
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+bool isHexDigit(char c) {
+  return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+bool startsElement(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
+         static_cast<unsigned char>(c) >= 0x7F;
+}
+
+bool startsDeclaration(std::string_view text) {
+  return text.size() >= 5 && text.starts_with("<?") && (text[2] | 0x20) == 'x' && (text[3] | 0x20) == 'm' &&
+         (text[4] | 0x20) == 'l';
+}
 
 // The end of a construct that begins at `start` and ends with `end`; the end of the text if that doesn't
 // come.
@@ -13,20 +35,60 @@ std::size_t behind(std::string_view text, std::size_t start, std::string_view en
   return found == std::string_view::npos ? text.size() : found + end.size();
 }
 
-bool startsElement(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x7F;
+// The parser takes as many bytes for one character as the first one announces, whatever they are. A sequence
+// that is cut short would hide a "<" or a quote from it, or the end of the text.
+bool hasWholeSequences(std::string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const unsigned char lead = static_cast<unsigned char>(text[i]);
+    if (lead < 0xC2 || lead > 0xF4) continue;
+    const std::size_t followers = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+    if (text.size() - i <= followers) return false;
+    for (std::size_t k = 1; k <= followers; ++k)
+      if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) return false;
+    i += followers;
+  }
+  return true;
+}
+
+// The parser looks for the end of a character reference in all of the text that follows, and so would read
+// over a "<" or a quote that stands before it.
+bool hasWholeReferences(std::string_view text) {
+  for (std::size_t at = text.find("&#"); at != std::string_view::npos; at = text.find("&#", at)) {
+    at += 2;
+    const bool hexadecimal = at < text.size() && text[at] == 'x';
+    if (hexadecimal) ++at;
+    const std::size_t digits = at;
+    while (at < text.size() && (hexadecimal ? isHexDigit(text[at]) : isDigit(text[at]))) ++at;
+    if (at == digits || at == text.size() || text[at] != ';') return false;
+  }
+  return true;
+}
+
+// The parser knows three attributes of a declaration, and lets a quoted value hide a ">" only there; all else
+// it reads over up to the next blank. Only if each quote belongs to a plain value do both readings agree that
+// the first ">" is the end.
+bool hasPlainValues(std::string_view declaration) {
+  std::size_t quote = declaration.find_first_of(quotes);
+  while (quote != std::string_view::npos) {
+    const std::size_t before = declaration.substr(0, quote).find_last_not_of(blanks);
+    if (before == std::string_view::npos || declaration[before] != '=') return false;
+    const std::size_t end = declaration.find_first_of("\"'=&< \t\n\v\f\r", quote + 1);
+    if (end == std::string_view::npos || declaration[end] != declaration[quote]) return false;
+    quote = declaration.find_first_of(quotes, end + 1);
+  }
+  return true;
 }
 
 struct Tag {
   std::size_t end;    // behind the ">"
   bool closesItself;  // ends in "/>"
   int attributes;     // equals signs outside quotes
+  bool isPlain;       // all character references are whole
 };
 
 // Reads a start tag, whose attribute values may hold ">" within quotes.
 Tag readStartTag(std::string_view text, std::size_t position) {
-  Tag tag{text.size(), false, 0};
+  Tag tag{text.size(), false, 0, true};
   while (position < text.size()) {
     const char c = text[position];
     if (c == '>') {
@@ -35,7 +97,13 @@ Tag readStartTag(std::string_view text, std::size_t position) {
       return tag;
     }
     if (c == '=') ++tag.attributes;
-    position = c == '"' || c == '\'' ? behind(text, position + 1, text.substr(position, 1)) : position + 1;
+    if (c != '"' && c != '\'') {
+      ++position;
+      continue;
+    }
+    const std::size_t end = behind(text, position + 1, text.substr(position, 1));
+    tag.isPlain = tag.isPlain && hasWholeReferences(text.substr(position, end - position));
+    position = end;
   }
   return tag;
 }
@@ -43,11 +111,16 @@ Tag readStartTag(std::string_view text, std::size_t position) {
 }  // namespace
 
 bool isWithinXmlBounds(std::string_view text, int maximalDepth, int maximalAttributes) {
+  if (!hasWholeSequences(text)) return false;
   int depth = 0;
-  for (std::size_t position = text.find('<');
-       position != std::string_view::npos && position + 1 < text.size();
-       position = text.find('<', position)) {
+  std::size_t position = 0;
+  while (position < text.size()) {
+    const std::size_t markup = std::min(text.find('<', position), text.size());
+    if (!hasWholeReferences(text.substr(position, markup - position))) return false;
+    position = markup;
     const std::string_view rest = text.substr(position);
+    if (rest.size() < 2) return true;
+
     if (rest.starts_with("<!--")) {
       position = behind(text, position + 4, "-->");
     } else if (rest.starts_with("<![CDATA[")) {
@@ -57,17 +130,13 @@ bool isWithinXmlBounds(std::string_view text, int maximalDepth, int maximalAttri
       position = behind(text, position, ">");
     } else if (startsElement(rest[1])) {
       const Tag tag = readStartTag(text, position + 1);
-      if (tag.attributes > maximalAttributes) return false;
-      if (!tag.closesItself && ++depth > maximalDepth) return false;
+      if (!tag.isPlain || tag.attributes > maximalAttributes || depth >= maximalDepth) return false;
+      if (!tag.closesItself) ++depth;
       position = tag.end;
-    } else if (rest[1] == '?') {
-      // The parser lets quotes hide a ">" in a declaration but in no other instruction; only a text that is
-      // the same in both readings can be followed.
-      const std::size_t end = behind(text, position, ">");
-      if (readStartTag(text, position + 1).end != end) return false;
-      position = end;
     } else {
-      position = behind(text, position, ">");
+      const std::size_t end = behind(text, position, ">");
+      if (startsDeclaration(rest) && !hasPlainValues(text.substr(position, end - position))) return false;
+      position = end;
     }
   }
   return true;

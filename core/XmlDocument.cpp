@@ -15,7 +15,7 @@ constexpr std::size_t readChunkBytes = 1 << 16;
 bool readWholeFile(const WideText& path, std::string& text) {
   File_platformIndependent file(path, false);
   const std::int64_t size = file.size();
-  if (size < 0 || !file.open()) return false;
+  if (size < 0 || size > maximalXmlFileBytes || !file.open()) return false;
   text.reserve(static_cast<std::size_t>(size));
   std::int64_t count = 0;
   do {
@@ -23,7 +23,7 @@ bool readWholeFile(const WideText& path, std::string& text) {
     text.resize(start + readChunkBytes);
     file.read(text.data() + start, readChunkBytes, count);
     text.resize(start + static_cast<std::size_t>(std::max<std::int64_t>(count, 0)));
-  } while (count > 0);
+  } while (count > 0 && static_cast<std::int64_t>(text.size()) <= maximalXmlFileBytes);
   return static_cast<std::int64_t>(text.size()) >= size;
 }
 
@@ -43,8 +43,8 @@ void unifyLineEnds(std::string& text) {
 bool parseXml(std::string_view text, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
-  if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes)) return false;
   const std::string terminated(text.substr(0, text.find('\0')));
+  if (!isWithinXmlBounds(terminated, maximalXmlDepth, maximalXmlAttributes)) return false;
   document.Parse(terminated.c_str(), nullptr, TIXML_ENCODING_UTF8);
   if (!document.Error()) return true;
   document.Clear();

@@ -2,6 +2,7 @@
 
 #include <tinyxml.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -9,15 +10,17 @@
 
 namespace ZelmoraTevra {
 
-// The parser works recursively and compares each attribute with all others of its element. A text beyond
-// these bounds is refused before it is parsed.
-constexpr int maximalXmlDepth = 512;
-constexpr int maximalXmlAttributes = 512;  // of one element
+// The parser works recursively, goes up through all parents for each node, and compares each attribute with
+// all others of its element. A text beyond these bounds is refused before it is parsed.
+constexpr int maximalXmlDepth = 128;
+constexpr int maximalXmlAttributes = 64;  // of one element
+// A tree takes many times the room of its text: a larger file is refused without being read.
+constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 
 // Parses UTF-8 text. False if it isn't well-formed, has no node, or is beyond the bounds; the document is
 // then to be taken for empty.
 [[nodiscard]] bool parseXml(std::string_view text, TiXmlDocument& document);
-// The same for the file at the path. False also if it can't be read.
+// The same for the file at the path, with its line ends made line feeds. False also if it can't be read.
 [[nodiscard]] bool loadXml(const WideText& path, TiXmlDocument& document);
 
 // The document as the XML library prints it, UTF-8.
