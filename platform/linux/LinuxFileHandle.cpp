@@ -1,11 +1,13 @@
 #include "platform/linux/LinuxFileHandle.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <limits>
 
+#include "platform/linux/FatVolume.h"
 #include "platform/linux/SystemCall.h"
 
 namespace ZelmoraTevra::platform {
@@ -68,9 +70,11 @@ bool LinuxFileHandle::truncate(std::uint64_t size, ErrorCode& error) {
 }
 
 bool LinuxFileHandle::flush(ErrorCode& error) {
-  // The descriptor has no buffer of its own; the kernel takes what was written to the medium by itself.
-  error.clear();
-  return true;
+  // A device's volume is slow and may be pulled out, so that what was written shall reach it steadily. A
+  // computer's own disk takes it best at the time that the kernel chooses.
+  struct statfs volume {};
+  if (!succeeded(::fstatfs(descriptor_, &volume), error)) return false;
+  return !isFat(volume) || succeeded(::sync_file_range(descriptor_, 0, 0, SYNC_FILE_RANGE_WRITE), error);
 }
 
 bool LinuxFileHandle::sync(ErrorCode& error) {

@@ -2,11 +2,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/magic.h>
 #include <linux/msdos_fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
@@ -15,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/linux/FatVolume.h"
 #include "platform/linux/LinuxFileHandle.h"
 #include "platform/linux/NativePath.h"
 #include "platform/linux/SystemCall.h"
@@ -67,7 +66,7 @@ bool toNativePathOfEntry(const WideText& path, std::string& native, ErrorCode& e
 
 void clearFatAttributes(const std::string& native) {
   struct statfs volume {};
-  if (::statfs(native.c_str(), &volume) != 0 || volume.f_type != MSDOS_SUPER_MAGIC) return;
+  if (::statfs(native.c_str(), &volume) != 0 || !isFat(volume)) return;
   const int descriptor = ::open(native.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
   if (descriptor < 0) return;
   __u32 attributes = 0;

@@ -327,6 +327,9 @@ TEST_P(FileSystemContractTest, nothingWorksOnAClosedHandle) {
   EXPECT_EQ(file->read(&buffer, 1, error_), -1);
   EXPECT_TRUE(error_);
   EXPECT_EQ(file->size(error_), -1);
+  EXPECT_FALSE(file->seek(0, error_));
+  EXPECT_FALSE(file->flush(error_));
+  EXPECT_FALSE(file->sync(error_));
   EXPECT_FALSE(file->close(error_));
   EXPECT_TRUE(error_);
 }
