@@ -48,7 +48,7 @@ void logStart(const std::vector<std::string>& arguments, const std::vector<WideT
   if (!BackendLogger::instance().isActive()) return;
   writeLog(u"Backend started! ");
   writeLog(u"Command line arguments: ");
-  for (const std::string& argument : arguments) writeLog(toWide(argument));
+  for (const std::string& argument : arguments) writeLog(toReadableWide(argument));
   // The fields as they were decoded, in spite of the heading: support reads them here.
   writeLog(u"Encoded arguments: ");
   for (const WideText& field : fields) writeLog(field);
@@ -85,7 +85,7 @@ int runJob(int argc, const char* const* argv) {
   const std::optional<WideText> text = decodeJobArgument(arguments.back());
   if (!text) return wrongParameters();
 
-  programFileName = lastComponent(toWide(arguments.front()));
+  programFileName = lastComponent(toReadableWide(arguments.front()));
   StatusXml::instance().setStartTime(platform::machine().clock->secondsSinceEpoch());
   const std::vector<WideText> fields = splitJobArgument(*text);
   if (fields.size() != 3 && fields.size() != 4) return wrongParameters();

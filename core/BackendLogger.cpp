@@ -5,6 +5,7 @@
 
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
+#include "core/Text.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
 
@@ -28,25 +29,9 @@ std::string timeName() {
   return buffer;
 }
 
-bool isSurrogate(char16_t unit, char16_t first) {
-  return unit >= first && unit < first + 0x400;
-}
-
-// A line may hold a file name that is no valid text. It must reach the log all the same.
-std::string lineText(WideView line) {
-  WideText valid(line);
-  for (std::size_t i = 0; i < valid.size(); ++i) {
-    if (isSurrogate(valid[i], 0xD800) && i + 1 < valid.size() && isSurrogate(valid[i + 1], 0xDC00))
-      ++i;
-    else if (isSurrogate(valid[i], 0xD800) || isSurrogate(valid[i], 0xDC00))
-      valid[i] = u'\uFFFD';
-  }
-  return toUtf8(valid);
-}
-
 TiXmlElement lineElement(WideView line) {
   TiXmlElement element(timeName());
-  element.InsertEndChild(TiXmlText(lineText(line)));
+  element.InsertEndChild(TiXmlText(toReadableUtf8(line)));
   return element;
 }
 

@@ -1,6 +1,7 @@
 #include "core/StatusXml.h"
 
 #include <array>
+#include <memory>
 
 #include "core/BackendLogger.h"
 #include "core/File_platformIndependent.h"
@@ -47,6 +48,13 @@ std::unique_ptr<StatusXml>& theStatus() {
 bool isExitReport(std::int32_t state) {
   return state == statErrorOccured || state == statAbort || state == statSuccess ||
          state == statNotEnoughSpace || state == statFitsToTarget || state == statConnectionLost;
+}
+
+// A report may name a file whose name is no valid text. It must reach the front end all the same.
+TiXmlElement& addReadable(TiXmlElement& parent, const std::string& name, WideView text) {
+  TiXmlElement& element = addElement(parent, name);
+  element.InsertEndChild(TiXmlText(toReadableUtf8(text)));
+  return element;
 }
 
 bool isRunning(std::int32_t state) {
@@ -129,16 +137,17 @@ bool StatusXml::save() {
 
 TiXmlDocument StatusXml::buildDocument(bool exitReport) const {
   TiXmlDocument document = newXmlDocument("UTF-8");
-  TiXmlElement& root = addElement(document, toUtf8(executableBaseName_));
+  TiXmlElement& root = addElement(document, toReadableUtf8(executableBaseName_));
   addElement(root, "stat", numberText(state_));
   for (std::size_t i = 0; i < descriptions_.size(); ++i) {
     const auto& [text, attribute] = descriptions_[i];
-    TiXmlElement& description = addElement(root, "description" + std::to_string(i), text);
-    if (!attribute.empty()) description.SetAttribute("attribute" + std::to_string(i), toUtf8(attribute));
+    TiXmlElement& description = addReadable(root, "description" + std::to_string(i), text);
+    if (!attribute.empty())
+      description.SetAttribute("attribute" + std::to_string(i), toReadableUtf8(attribute));
     if (exitReport) writeLog(text);
   }
   for (const auto& [name, value] : attributes_) {
-    addElement(root, toUtf8(name), value);
+    addReadable(root, toReadableUtf8(name), value);
     if (exitReport) writeLog(name + u": " + value);
   }
   if (deviceSerialNumber_ != 0) addElement(root, "serialNumber", numberText(deviceSerialNumber_));

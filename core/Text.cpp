@@ -1,8 +1,11 @@
 #include "core/Text.h"
 
+#include <utf8.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -34,6 +37,14 @@ Number scanNumber(View text) {
   if (result.ec == std::errc::result_out_of_range)
     return negative ? std::numeric_limits<Number>::min() : std::numeric_limits<Number>::max();
   return number;
+}
+
+bool isHighSurrogate(char16_t unit) {
+  return unit >= 0xD800 && unit < 0xDC00;
+}
+
+bool isLowSurrogate(char16_t unit) {
+  return unit >= 0xDC00 && unit < 0xE000;
 }
 
 WideText replaced(WideText text, char16_t from, char16_t to) {
@@ -108,6 +119,23 @@ std::vector<WideText> split(WideView text, char16_t separator) {
     if (end == WideView::npos) return pieces;
     start = end + 1;
   }
+}
+
+std::string toReadableUtf8(WideView text) {
+  WideText valid(text);
+  for (std::size_t i = 0; i < valid.size(); ++i) {
+    if (isHighSurrogate(valid[i]) && i + 1 < valid.size() && isLowSurrogate(valid[i + 1]))
+      ++i;
+    else if (isHighSurrogate(valid[i]) || isLowSurrogate(valid[i]))
+      valid[i] = u'\uFFFD';
+  }
+  return toUtf8(valid);
+}
+
+WideText toReadableWide(std::string_view bytes) {
+  std::string valid;
+  utf8::replace_invalid(bytes.begin(), bytes.end(), std::back_inserter(valid));
+  return toWide(valid);
 }
 
 WideText toUpperAscii(WideText text) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -34,6 +35,10 @@ namespace ZelmoraTevra {
 
 // The pieces between the separators, empty ones included.
 [[nodiscard]] std::vector<WideText> split(WideView text, char16_t separator);
+
+// For texts that must be told whatever they hold, as a file name may: what is no valid text becomes U+FFFD.
+[[nodiscard]] std::string toReadableUtf8(WideView text);
+[[nodiscard]] WideText toReadableWide(std::string_view bytes);
 
 // ASCII letters only: the folding that file names and digests need.
 [[nodiscard]] WideText toUpperAscii(WideText text);
