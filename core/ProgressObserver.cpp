@@ -78,7 +78,7 @@ void ProgressObserver::setTexts(const WideText& name, const WideText& detail) {
 bool ProgressObserver::addProgress(std::uint64_t bytes, std::int32_t state) {
   if (!isReady()) return false;
   ProgressEntry& entry = current();
-  if (bytes > entry.total - entry.done) {
+  if (bytes > entry.total || entry.done > entry.total - bytes) {
     writeLog(u"Amount bigger than total size!!!" + entry.name);
     return false;
   }
