@@ -32,8 +32,8 @@ class Directory_new {
   [[nodiscard]] bool isEmpty() const;
 
   // Append the paths of the regular files or of the folders: this folder's text, "\", and the components
-  // below joined by
-  // "\". A symbolic link is neither. False if a folder could not be read; what was found stays.
+  // below joined by "\". A symbolic link is neither. False if a folder could not be read; what was found
+  // stays.
   bool files(std::vector<WideText>& paths, bool recursive) const;
   bool folders(std::vector<WideText>& paths, bool recursive) const;
   bool folderObjects(std::vector<std::shared_ptr<Directory_new>>& objects, bool recursive) const;
