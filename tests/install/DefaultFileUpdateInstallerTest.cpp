@@ -1,0 +1,189 @@
+#include <filesystem>
+
+#include "core/StatusXml.h"
+#include "core/Text.h"
+#include "install/DefaultFileUpdateInstaller.h"
+#include "tests/support/JobTest.h"
+#include "tests/support/ZipBuilder.h"
+
+namespace ZelmoraTevra {
+namespace {
+
+class DefaultFileUpdateInstallerTest : public JobTest {
+ protected:
+  DefaultFileUpdateInstallerTest() {
+    makeFolder(target);
+    makeFolder(other);
+    ZipBuilder zip;
+    zip.add("maps/a.map", "new a");
+    zip.add("maps/b.map", "new b");
+    zip.add("version.xml", "<version/>");
+    writeFile(zipPath, zip.bytes());
+  }
+
+  bool install(const std::vector<InstallFile>& files) { return install(files, other); }
+  bool install(const std::vector<InstallFile>& files, const WideText& otherRoot) {
+    InstallUpdate update;
+    update.files = files;
+    return installer->install(update, zipPath, target, target, otherRoot, nullptr);
+  }
+
+  static InstallFile file(WideText client, std::int32_t flag, WideText local = u"maps/a.map") {
+    return {std::move(local), std::move(client), flag, 0, 5, u"HASH"};
+  }
+
+  const WideText target = path(u"target");
+  const WideText other = path(u"other");
+  const WideText zipPath = path(u"package.zip");
+  std::unique_ptr<IUpdateInstaller> installer = std::make_unique<DefaultFileUpdateInstaller>();
+};
+
+TEST_F(DefaultFileUpdateInstallerTest, Flags0And2PlaceTheFile) {
+  EXPECT_TRUE(install({file(u"x/a", 0), file(u"x/b", 2, u"maps/b.map")}));
+  EXPECT_EQ(readFile(target + u"/x/a"), "new a");
+  EXPECT_EQ(readFile(target + u"/x/b"), "new b");
+  EXPECT_TRUE(tree(other).empty());
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flag1LeavesAFileThatIsThere) {
+  writeFile(target + u"/a", "old");
+  EXPECT_TRUE(install({file(u"a", 1)}));
+  EXPECT_EQ(readFile(target + u"/a"), "old");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flag1PlacesAFileThatIsOnTheOtherStorageOnly) {
+  writeFile(other + u"/a", "old");
+  EXPECT_TRUE(install({file(u"a", 1)}));
+  EXPECT_EQ(readFile(target + u"/a"), "new a");
+  EXPECT_EQ(readFile(other + u"/a"), "old");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flag3PlacesNothingWhereNoCopyIs) {
+  EXPECT_TRUE(install({file(u"a", 3)}));
+  EXPECT_TRUE(tree(target).empty());
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flag3DeletesBothCopiesAndPlacesTheFile) {
+  writeFile(target + u"/a", "old");
+  writeFile(other + u"/a", "old");
+  EXPECT_TRUE(install({file(u"a", 3)}));
+  EXPECT_EQ(readFile(target + u"/a"), "new a");
+  EXPECT_TRUE(tree(other).empty());
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flag3MovesACopyOfTheOtherStorageToTheTarget) {
+  writeFile(other + u"/a", "old");
+  EXPECT_TRUE(install({file(u"a", 3)}));
+  EXPECT_EQ(readFile(target + u"/a"), "new a");
+  EXPECT_TRUE(tree(other).empty());
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flags4And8DoNothingHere) {
+  writeFile(target + u"/a", "old");
+  EXPECT_TRUE(install({file(u"a", 4), file(u"a", 8)}));
+  EXPECT_EQ(readFile(target + u"/a"), "old");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flag7RemovesEmptyFoldersOnBothStorages) {
+  makeFolder(target + u"/old/deep");
+  makeFolder(other + u"/old");
+  EXPECT_TRUE(install({file(u"old", 7)}));
+  EXPECT_TRUE(tree(target).empty());
+  EXPECT_TRUE(tree(other).empty());
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flag7LeavesAFolderThatHoldsAFile) {
+  writeFile(target + u"/old/deep/file", "x");
+  EXPECT_TRUE(install({file(u"old", 7)}));
+  EXPECT_EQ(readFile(target + u"/old/deep/file"), "x");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, Flag7NeverRemovesTheStorageItself) {
+  EXPECT_TRUE(install({file(u".", 7), file(u"./", 7)}));
+  EXPECT_TRUE(std::filesystem::exists(toUtf8(target)));
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, FoldersOfTheClientPathAreMade) {
+  EXPECT_TRUE(install({file(u"one/two\\three/a", 0)}));
+  EXPECT_EQ(readFile(target + u"/one/two/three/a"), "new a");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, WithoutASecondStorageNothingOfTheComputerIsTouched) {
+  // With an empty root a joined path would be an absolute one.
+  const WideText client = path(u"mine").substr(1);
+  writeFile(path(u"mine"), "user's");
+  EXPECT_TRUE(install({file(client, 3), file(client, 7)}, {}));
+  EXPECT_EQ(readFile(path(u"mine")), "user's");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, AMissingEntryEndsTheUpdateAndKeepsWhatWasPlaced) {
+  startLog();
+  EXPECT_FALSE(install({file(u"a", 0), file(u"b", 0, u"no/such"), file(u"c", 0)}));
+  EXPECT_EQ(tree(target), (std::vector<std::string>{"a"}));
+  EXPECT_EQ(status().exitCode(), u"1123");
+  EXPECT_TRUE(logHas(u"File not extracted!!!" + zipPath));
+  EXPECT_TRUE(logHas(u"Path return by extractor: "));
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, APathThatLeavesTheRootIsRefusedWith1113) {
+  for (const WideText client : {u"../escape", u"/escape", u"C:/escape", u"a/../../escape", u"..\\escape"}) {
+    EXPECT_FALSE(install({file(client, 0)})) << toUtf8(client);
+    EXPECT_EQ(status().exitCode(), u"1113");
+    EXPECT_TRUE(tree(target).empty());
+    EXPECT_FALSE(fileExists(path(u"escape")));
+  }
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, ALinkOnTheDeviceLeadsNoFileOut) {
+  makeFolder(path(u"outside"));
+  writeFile(path(u"outside/keep"), "user's");
+  std::filesystem::create_directory_symlink(folder.native() / "outside", folder.native() / "target" / "link");
+  EXPECT_FALSE(install({file(u"link/a", 0)}));
+  EXPECT_TRUE(install({file(u"link/keep", 3), file(u"link", 7)}));
+  EXPECT_EQ(tree(path(u"outside")), (std::vector<std::string>{"keep"}));
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, UnsupportedFlagsAreReportedAndEndTheProcess) {
+  const auto codeOf = [&](std::int32_t flag) {
+    EXPECT_EXIT(install({file(u"a", flag)}), ::testing::ExitedWithCode(255), "");
+    EXPECT_EQ(status().state, statErrorOccured);
+    EXPECT_EQ(status().descriptions, (std::vector<WideText>{u"100", u"Operation not supported!!!"}));
+    return status().exitCode();
+  };
+  EXPECT_EQ(codeOf(5), u"1176");
+  EXPECT_EQ(codeOf(6), u"1177");
+  EXPECT_EQ(codeOf(9), u"1178");
+  EXPECT_EQ(codeOf(-1), u"1178");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, CollectsARecordForEachPlacedFileButVersionFiles) {
+  std::vector<ValidationRecord> records;
+  installer = DefaultFileUpdateInstaller(records).clone();
+  writeFile(target + u"/there", "old");
+  EXPECT_TRUE(install({file(u"x/a", 0), file(u"config\\version.xml", 0, u"version.xml"),
+                       file(u"config/Version.xml", 0, u"version.xml"), file(u"there", 1)}));
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records[0].zipPath, zipPath);
+  EXPECT_EQ(records[0].zipEntry, u"maps/a.map");
+  EXPECT_EQ(records[0].targetRoot, target);
+  EXPECT_EQ(records[0].clientPath, u"x/a");
+  EXPECT_EQ(records[0].expectedMd5, u"HASH");
+  EXPECT_EQ(records[0].deviceMd5, u"");
+  EXPECT_EQ(records[1].clientPath, u"config/Version.xml");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, TheObserverShowsTheFileBeingPlaced) {
+  ProgressObserver& observer = ProgressObserver::instance();
+  observer.load({{1000, {}, {}, 0}});
+  InstallUpdate update;
+  update.files = {file(u"x/a", 0)};
+  EXPECT_TRUE(installer->install(update, zipPath, target, target, other, &observer));
+  const SavedStatus shown = statusHistory().back();
+  EXPECT_EQ(shown.state, statInstalllnProgress);
+  ASSERT_EQ(shown.descriptions.size(), 6U);
+  EXPECT_EQ(shown.descriptions[4], u"maps/a.map");
+  EXPECT_EQ(shown.descriptions[5], target + u"\\x/a");
+}
+
+}  // namespace
+}  // namespace ZelmoraTevra

@@ -1,0 +1,474 @@
+#include <filesystem>
+
+#include "core/Globals.h"
+#include "core/StatusXml.h"
+#include "core/Text.h"
+#include "install/ClientUpdatesXmlFile.h"
+#include "install/InstallPackageRunner.h"
+#include "install/UpdatesXml.h"
+#include "platform/ForwardingFileSystem.h"
+#include "tests/support/FaultyFileSystem.h"
+#include "tests/support/JobTest.h"
+#include "tests/support/ZipBuilder.h"
+
+namespace ZelmoraTevra {
+namespace {
+
+// Storages with a free space of the test's choice, and folders that take no write.
+class SmallStorages : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+
+  bool space(const WideText& path, platform::Space& space, platform::ErrorCode& error) override {
+    const bool known = ForwardingFileSystem::space(path, space, error);
+    for (const auto& [root, bytes] : free)
+      if (toForwardSlashes(path).starts_with(root)) space.free = bytes;
+    return known;
+  }
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    if (mode == platform::OpenMode::read || readOnly.empty() || !toForwardSlashes(path).starts_with(readOnly))
+      return ForwardingFileSystem::open(path, mode, error);
+    error = boost::system::errc::make_error_code(boost::system::errc::read_only_file_system);
+    return nullptr;
+  }
+
+  std::map<WideText, std::uint64_t> free;
+  WideText readOnly;
+};
+
+class InstallPackageRunnerTest : public JobTest {
+ protected:
+  InstallPackageRunnerTest() : small(files()) {
+    useFileSystem(small);
+    makeFolder(flash + u"/ZELMORA");
+    makeFolder(card);
+    command.commandName = u"INSTALL_PACKAGE";
+    command.storageCardDriveLetter = flash;
+    command.secondDriveLetter = card;
+    command.localInstall = true;
+    ZipBuilder zip;
+    zip.add("a", "new a");
+    zip.add("b", "new b");
+    writeFile(zipPath, zip.bytes());
+  }
+
+  static std::string update(const std::string& location, const std::string& name, const std::string& body,
+                            const std::string& attributes = "") {
+    return "<update" + (location.empty() ? "" : " install_location=\"" + location + "\"") + attributes +
+           "><company>Z</company><name>" + name +
+           "</name><version>1.0</version><update>1</update><uninstall>1</uninstall>" + body + "</update>";
+  }
+  static std::string file(const std::string& local, const std::string& client, int flag = 0,
+                          std::size_t size = 5) {
+    return "<file updateflag=\"" + std::to_string(flag) + "\" file_size=\"" + std::to_string(size) +
+           "\"><local>" + local + "</local><client>" + client + "</client></file>";
+  }
+  static std::string software(const std::string& name, const std::string& body,
+                              const std::string& attributes = "") {
+    return update("storage_for_software", name, body, attributes);
+  }
+  static std::string content(const std::string& name, const std::string& body) {
+    return update("storage_for_content", name, body);
+  }
+
+  void addPackage(const std::string& updates) {
+    ContentEntry entry;
+    entry.fileSize = 100;
+    entry.url = zipPath;
+    entry.installXml = std::make_shared<InstallXml>();
+    ASSERT_EQ(entry.installXml->load(toWide("<install version=\"1\">" + updates + "</install>")), 0);
+    command.packages.push_back(entry);
+  }
+
+  // As the command's wrapper runs a worker.
+  int install() {
+    InstallPackageRunner runner;
+    const int prepared = runner.init(command);
+    return prepared != 0 ? prepared : runner.run();
+  }
+
+  std::vector<Update> registered() {
+    ClientUpdatesXmlFile file(flash, false);
+    return UpdatesXml(&file).getUpdates();
+  }
+
+  const WideText flash = path(u"flash");
+  const WideText card = path(u"card");
+  const WideText zipPath = path(u"package.zip");
+  SmallStorages small;
+  CommandRecord command;
+};
+
+TEST_F(InstallPackageRunnerTest, PlacesFilesAndRegistersUpdatesOnBothStorages) {
+  addPackage(software("App", file("a", "apps/a")) + content("Map", file("b", "maps/b")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(readFile(flash + u"/apps/a"), "new a");
+  EXPECT_EQ(readFile(card + u"/maps/b"), "new b");
+  const std::vector<Update> updates = registered();
+  ASSERT_EQ(updates.size(), 2U);
+  EXPECT_EQ(updates[0].info.name, u"App");
+  EXPECT_EQ(updates[0].info.company, u"Z");
+  EXPECT_EQ(updates[0].info.version, u"1.0");
+  EXPECT_EQ(updates[0].info.update, 1);
+  EXPECT_EQ(updates[0].info.uninstall, 1);
+  EXPECT_EQ(updates[0].info.installLocation, u"storage_for_software");
+  EXPECT_EQ(updates[0].files, (std::vector<UpdateFile>{{u"apps/a", 0}}));
+  EXPECT_EQ(updates[1].info.installLocation, u"storage_for_content");
+  EXPECT_TRUE(tree(workTempFolder).empty());
+}
+
+TEST_F(InstallPackageRunnerTest, AGoodRunReportsPreparingAndSuccessAndNothingElseWithinASecond) {
+  addPackage(software("App", file("a", "apps/a"), " update_size=\"5\""));
+  EXPECT_EQ(install(), 0);
+  std::vector<std::pair<int, WideText>> reports;
+  for (const SavedStatus& status : statusHistory()) reports.emplace_back(status.state, status.exitCode());
+  EXPECT_EQ(reports, (std::vector<std::pair<int, WideText>>{
+                         {statPreparing, u"1057"}, {statInstalllnProgress, u""}, {statSuccess, u"1010"}}));
+  EXPECT_TRUE(status().descriptions.empty());
+}
+
+TEST_F(InstallPackageRunnerTest, TheRegisterIsOnTheDeviceBeforeSuccessIsReported) {
+  addPackage(software("App", file("a", "apps/a")));
+  FaultyFileSystem watching(small);
+  std::string registerAtLastOperation;
+  watching.before = [&](int, const std::string&) {
+    registerAtLastOperation = readFile(flash + u"/ZELMORA/updates.xml");
+  };
+  useFileSystem(watching);
+  EXPECT_EQ(install(), 0);
+  // The last operation is the renaming of the last status document.
+  EXPECT_NE(registerAtLastOperation.find("<name>App</name>"), std::string::npos);
+}
+
+TEST_F(InstallPackageRunnerTest, ARegisterThatDoesNotReachTheDeviceIsNoSuccess) {
+  startLog();
+  addPackage(software("App", file("a", "apps/a")));
+  class NoRegister : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool rename(const WideText& from, const WideText& to, platform::ErrorCode& error) override {
+      if (!toForwardSlashes(to).ends_with(u"ZELMORA/updates.xml"))
+        return ForwardingFileSystem::rename(from, to, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return false;
+    }
+  } files(small);
+  useFileSystem(files);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1102");
+  EXPECT_TRUE(logHas(u"Could not copy updates.xml back to the client, client update xml file!"));
+}
+
+TEST_F(InstallPackageRunnerTest, WithoutACardEverythingGoesToTheFlashDrive) {
+  command.secondDriveLetter.clear();
+  addPackage(software("App", file("a", "apps/a")) + content("Map", file("b", "maps/b")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(readFile(flash + u"/maps/b"), "new b");
+  EXPECT_EQ(registered()[1].info.installLocation, u"storage_for_software");
+}
+
+TEST_F(InstallPackageRunnerTest, WithoutACardNothingOfTheComputerIsTouched) {
+  command.secondDriveLetter.clear();
+  const WideText mine = path(u"mine");
+  writeFile(mine, "user's");
+  addPackage(software("App", file("a", toUtf8(mine).substr(1), 4) + file("a", "a")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(readFile(mine), "user's");
+}
+
+TEST_F(InstallPackageRunnerTest, AFlashDriveThatIsMissingOrWriteProtectedIs1095) {
+  addPackage(software("App", file("a", "a")));
+  command.storageCardDriveLetter = path(u"nowhere");
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().state, statErrorOccured);
+  EXPECT_EQ(status().exitCode(), u"1095");
+  EXPECT_EQ(
+      status().descriptions,
+      (std::vector<WideText>{u"100", u"Flash cannot be accessed. Was it ejected or is it write protected?",
+                             toBackslashes(path(u"nowhere"))}));
+  command.storageCardDriveLetter = flash;
+  small.readOnly = flash;
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1095");
+}
+
+TEST_F(InstallPackageRunnerTest, ACardThatIsMissingOrWriteProtectedIs1172) {
+  addPackage(software("App", file("a", "a")));
+  small.readOnly = card;
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1172");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{
+                u"100", u"Storage card cannot be accessed. Was it ejected or is it write protected?"}));
+  EXPECT_EQ(status().attributes.at(u"PATH"), toBackslashes(card));
+  EXPECT_EQ(status().attributes.at(u"DRIVE"), u"");
+  command.secondDriveLetter = u"F:";
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1172");
+  EXPECT_EQ(status().attributes.at(u"DRIVE"), u"F:");
+}
+
+TEST_F(InstallPackageRunnerTest, APackageWithAnInvalidDescriptionIs1096) {
+  ContentEntry entry;
+  entry.installXml = std::make_shared<InstallXml>();
+  command.packages.push_back(entry);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1096");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"Install file is invalid! Contact customer support.",
+                                   toBackslashes(flash)}));
+}
+
+TEST_F(InstallPackageRunnerTest, APackageWithoutADescriptionIs1097) {
+  command.packages.push_back({});
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1097");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"installXML used without being initialized!"}));
+}
+
+TEST_F(InstallPackageRunnerTest, RunWithoutPrepareFailsWithoutAStatus) {
+  EXPECT_EQ(InstallPackageRunner().runInstall(), -1);
+  EXPECT_EQ(status().state, -100);
+}
+
+TEST_F(InstallPackageRunnerTest, TheFolderOfATemporaryLocationIsRemovedFromBothStorages) {
+  writeFile(flash + u"/.TevraTemporaryLocation/x/y", "1");
+  writeFile(card + u"/.TevraTemporaryLocation/z", "1");
+  addPackage(software("App", file("a", "a")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/", "ZELMORA/updates.xml", "a"}));
+  EXPECT_TRUE(tree(card).empty());
+}
+
+TEST_F(InstallPackageRunnerTest, AnOlderPackageBehindAnotherIs1098AndNothingIsChanged) {
+  addPackage(software("App", file("a", "a")));
+  addPackage(update("", "Old", file("b", "b")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1098");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"This older package is not first and is not the only one!"}));
+  EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/"}));
+}
+
+TEST_F(InstallPackageRunnerTest, WhatThisVersionCannotInstallIsRefusedBeforeTheDeviceIsTouched) {
+  startLog();
+  const std::string xmlEntry =
+      "<xmlentry><file>f.xml</file><key><base>a/b</base><condition>c</condition></key></xmlentry>";
+  writeFile(flash + u"/.TevraTemporaryLocation/x", "1");
+  writeFile(flash + u"/a", "old");
+  const std::vector<std::string> before = tree(flash);
+  const auto expectRefused = [&](const WideText& reason) {
+    FaultyFileSystem watching(small);
+    std::vector<std::string> operations;
+    useFileSystem(watching);
+    EXPECT_NE(install(), 0);
+    useFileSystem(small);
+    EXPECT_EQ(status().exitCode(), u"1096");
+    EXPECT_EQ(tree(flash), before);
+    EXPECT_TRUE(logHas(u"The packages need " + reason + u". Nothing was installed."));
+    command.packages.clear();
+    command.checkHashFile = false;
+  };
+  addPackage(update("", "Old", file("b", "b")));
+  expectRefused(u"a description without install locations");
+  addPackage(software("App", file("a", "a")));
+  addPackage(software("Good", file("a", "a")) + software("Xml", xmlEntry));
+  expectRefused(u"entries for XML files on the device");
+  addPackage(software("App", file("a", "a")));
+  command.checkHashFile = true;
+  expectRefused(u"the validation of the installed files");
+}
+
+TEST_F(InstallPackageRunnerTest, ZipsThatDoNotFitIntoTheTempFolderAre1099) {
+  addPackage(software("App", file("a", "a")));
+  addPackage(software("App2", file("a", "a")));
+  small.free[path(u"temp")] = 199;
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().state, statErrorOccured);
+  EXPECT_EQ(status().exitCode(), u"1099");
+  EXPECT_EQ(status().descriptions, (std::vector<WideText>{u"104"}));
+  EXPECT_EQ(status().attributes.at(u"PATH"), userTempFolder);
+  EXPECT_EQ(status().attributes.at(u"DRIVE"), u"");
+  small.free[path(u"temp")] = 200;
+  EXPECT_EQ(install(), 0);
+}
+
+struct SpaceCase {
+  std::uint64_t flashFree;
+  std::uint64_t cardFree;
+  WideText exitCode;
+  WideText missingOnFlash;
+  WideText missingOnCard;
+};
+
+TEST_F(InstallPackageRunnerTest, TooLittleRoomIsReportedForFlashCardAndBoth) {
+  // Each storage needs 1,000 bytes, the 32,763 that its file wastes of a cluster, and the reserve.
+  const std::uint64_t enough = 10'485'760 + 1000 + 32'763;
+  const SpaceCase cases[] = {
+      {enough - 7, enough, u"1100", u"7", u"0"},
+      {enough, enough - 9, u"1274", u"0", u"9"},
+      {enough - 7, enough - 9, u"1275", u"7", u"9"},
+      {enough - 7, enough + 50, u"1100", u"7", u"0"},
+  };
+  for (const SpaceCase& each : cases) {
+    command.packages.clear();
+    addPackage(software("App", file("a", "a"), " update_size=\"1000\"") +
+               update("storage_for_content", "Map", file("b", "b"), " update_size=\"1000\""));
+    small.free = {{flash, each.flashFree}, {card, each.cardFree}};
+    EXPECT_NE(install(), 0);
+    const SavedStatus saved = status();
+    EXPECT_EQ(saved.state, statNotEnoughSpace);
+    EXPECT_EQ(saved.exitCode(), each.exitCode);
+    EXPECT_EQ(saved.descriptions, (std::vector<WideText>{u"110"}));
+    EXPECT_EQ(saved.attributes.at(u"DriveName"), flash);
+    EXPECT_EQ(saved.attributes.at(u"DriveNameExternal"), card);
+    EXPECT_EQ(saved.attributes.at(u"neededSpaceSoftwareStorage"), each.missingOnFlash);
+    EXPECT_EQ(saved.attributes.at(u"neededSpaceContentStorage"), each.missingOnCard);
+    const auto freeText = [](std::uint64_t bytes) { return numberText(static_cast<std::int64_t>(bytes)); };
+    EXPECT_EQ(saved.attributes.at(u"availableSpaceSoftwareStorage"), freeText(each.flashFree));
+    EXPECT_EQ(saved.attributes.at(u"availableSpaceContentStorage"), freeText(each.cardFree));
+    EXPECT_EQ(saved.attributes.at(u"availableSpacePostInstSoftwareStorage"),
+              freeText(each.flashFree - 33'763));
+    EXPECT_EQ(saved.attributes.at(u"availableSpacePostInstContentStorage"), freeText(each.cardFree - 33'763));
+    EXPECT_FALSE(fileExists(flash + u"/a"));
+  }
+  small.free = {{flash, enough}, {card, enough}};
+  EXPECT_EQ(install(), 0);
+}
+
+TEST_F(InstallPackageRunnerTest, ExtraSpaceOfAllPackagesIsKeptFree) {
+  const std::uint64_t enough = 10'485'760 + 32'763 + 300;
+  for (int i = 0; i < 3; ++i)
+    addPackage("<extraSpaceSoftware>100</extraSpaceSoftware>" +
+               (i == 0 ? software("App", file("a", "a")) : software("None", file("a", "a", 1))));
+  small.free[flash] = enough + 2 * 32'763 - 1;
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().attributes.at(u"neededSpaceSoftwareStorage"), u"1");
+  small.free[flash] = enough + 2 * 32'763;
+  EXPECT_EQ(install(), 0);
+}
+
+TEST_F(InstallPackageRunnerTest, AnAbortBeforeThePlacementIsState8WithoutExitCode) {
+  addPackage(software("App", file("a", "a")));
+  writeFile(flash + u"/a", "old");
+  writeFile(StatusXml::instance().abortFilePath(), "anything");
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().state, statAbort);
+  EXPECT_EQ(status().exitCode(), u"");
+  EXPECT_EQ(readFile(flash + u"/a"), "old");
+  EXPECT_FALSE(fileExists(StatusXml::instance().abortFilePath()));
+}
+
+TEST_F(InstallPackageRunnerTest, AnAbortAfterThePlacementIsState8With1020AndKeepsTheRegister) {
+  addPackage(software("App", file("a", "a")));
+  int sleeps = 0;
+  clock.onSleep = [&](std::uint32_t milliseconds) {
+    EXPECT_EQ(milliseconds, 200U);
+    if (++sleeps == 2) writeFile(StatusXml::instance().abortFilePath(), "");
+  };
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(sleeps, 2);
+  EXPECT_EQ(status().state, statAbort);
+  EXPECT_EQ(status().exitCode(), u"1020");
+  EXPECT_EQ(registered().size(), 1U);
+}
+
+TEST_F(InstallPackageRunnerTest, ADeviceWithoutAPlaceForTheRegisterIs1101) {
+  std::filesystem::remove_all(folder.native() / "flash" / "ZELMORA");
+  addPackage(software("App", file("a", "a")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1101");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"Finding a valid updates.xml file on the device failed!"}));
+}
+
+TEST_F(InstallPackageRunnerTest, ReplacedFilesGoFromBothStoragesBeforeAnythingIsPlaced) {
+  for (const WideText& root : {flash, card})
+    for (const WideText name : {u"zero", u"one", u"two", u"three", u"four"})
+      writeFile(root + u"/" + name, "old");
+  addPackage(software("App", file("no such entry", "first") + file("a", "zero", 0) + file("a", "one", 1) +
+                                 file("a", "two", 2) + file("a", "three", 3) + file("a", "four", 4)));
+  EXPECT_NE(install(), 0);
+  const std::vector<std::string> left = {"one", "three"};
+  EXPECT_EQ(tree(card), left);
+  EXPECT_FALSE(fileExists(flash + u"/zero"));
+}
+
+TEST_F(InstallPackageRunnerTest, AFailedUpdateIs1102AndTheOnesBeforeItStayRegistered) {
+  startLog();
+  addPackage(software("One", file("a", "a")) + software("Two", file("missing", "b")) +
+             software("Three", file("b", "c")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1102");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"Failed to open updates.xml file. Update was not serialized!"}));
+  ASSERT_EQ(registered().size(), 1U);
+  EXPECT_EQ(registered()[0].info.name, u"One");
+  EXPECT_FALSE(fileExists(flash + u"/c"));
+  EXPECT_TRUE(logHas(u"An error occured while trying to install an update."));
+  EXPECT_TRUE(logHas(zipPath));
+}
+
+TEST_F(InstallPackageRunnerTest, AnUnknownFlagEndsTheProcessAndTheUpdatesBeforeItStayRegistered) {
+  addPackage(software("One", file("a", "a")) + software("Two", file("b", "b", 9)));
+  EXPECT_EXIT(install(), ::testing::ExitedWithCode(255), "");
+  EXPECT_EQ(status().exitCode(), u"1178");
+  ASSERT_EQ(registered().size(), 1U);
+  EXPECT_TRUE(tree(workTempFolder).empty());
+}
+
+TEST_F(InstallPackageRunnerTest, ALocalZipStaysWhereItIs) {
+  addPackage(software("App", file("a", "a")));
+  writeFile(zipPath + u"_INCOMPLETE.xml", "user's");
+  EXPECT_EQ(install(), 0);
+  EXPECT_TRUE(fileExists(zipPath));
+  EXPECT_TRUE(fileExists(zipPath + u"_INCOMPLETE.xml"));
+}
+
+TEST_F(InstallPackageRunnerTest, AnUpdateOfWhichNothingIsLeftIsDroppedFromTheRegister) {
+  addPackage(software("First", file("a", "shared")) + content("Map", file("b", "b")));
+  EXPECT_EQ(install(), 0);
+  command.packages.clear();
+  addPackage(software("Second", file("a", "other") + file("b", "shared", 4)));
+  EXPECT_EQ(install(), 0);
+  std::vector<WideText> names;
+  for (const Update& each : registered()) names.push_back(each.info.name);
+  EXPECT_EQ(names, (std::vector<WideText>{u"Map", u"Second"}));
+}
+
+TEST_F(InstallPackageRunnerTest, AnUpdateThatIsInstalledAgainIsRegisteredOnce) {
+  addPackage(software("App", file("a", "a")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(registered().size(), 1U);
+}
+
+TEST_F(InstallPackageRunnerTest, ThePlacementProgressMovesOnWithEachPackage) {
+  const WideText second = path(u"second.zip");
+  ZipBuilder zip;
+  zip.add("a", std::string(70, 'x'));
+  writeFile(second, zip.bytes());
+  addPackage(software("One", file("a", "one"), " update_size=\"30\""));
+  addPackage(software("Two", file("a", "two"), " update_size=\"70\""));
+  command.packages[1].url = second;
+  clock.onSleep = nullptr;
+  // Every look at the clock is a second later, so that every step is reported.
+  class RunningClock : public FakeClock {
+   public:
+    std::uint32_t tickMilliseconds() override { return ticks += 2000; }
+  } running;
+  platform::Machine machine = platform::machine();
+  machine.clock = &running;
+  useMachine(machine);
+  EXPECT_EQ(install(), 0);
+  std::vector<WideText> amounts;
+  for (const SavedStatus& each : statusHistory())
+    if (each.state == statInstalllnProgress)
+      amounts.push_back(each.descriptions[1] + u", " + each.descriptions[3]);
+  EXPECT_EQ(amounts, (std::vector<WideText>{u"5 / 100, 5 / 30", u"75 / 100, 70 / 70"}));
+}
+
+}  // namespace
+}  // namespace ZelmoraTevra
