@@ -82,6 +82,11 @@ std::int64_t File_platformIndependent::write(const void* data, std::size_t size)
   return handle_->write(data, size, error) ? static_cast<std::int64_t>(size) : 0;
 }
 
+std::int64_t File_platformIndependent::openSize() const {
+  ErrorCode error;
+  return handle_ ? handle_->size(error) : -1;
+}
+
 bool File_platformIndependent::seek(std::uint64_t position) {
   ErrorCode error;
   return handle_ && handle_->seek(position, error);

@@ -37,6 +37,8 @@ class File_platformIndependent {
   std::int64_t read(void* buffer, std::size_t size, std::int64_t& count);
   // The number of bytes written; -1 when nothing is open. Fewer than `size` is a failure.
   std::int64_t write(const void* data, std::size_t size);
+  // In bytes, of the open file itself, whatever stands at its path by now; -1 when nothing is open.
+  [[nodiscard]] std::int64_t openSize() const;
   // Sets where the next read begins, in bytes from the start.
   [[nodiscard]] bool seek(std::uint64_t position);
   // Sends what was written on its way to the medium.

@@ -31,7 +31,7 @@ class IUpdateZipDownloader {
 };
 
 // The path that a job's file has once it is complete: the URL's file name in the work folder. Empty if the
-// URL isn't one that can be downloaded or names no file.
+// URL isn't a whole one or names no file that would stay in that folder.
 [[nodiscard]] WideText downloadedFilePath(const WideText& url);
 
 }  // namespace ZelmoraTevra

@@ -1,0 +1,32 @@
+#include "install/CheckFile.h"
+
+#include "core/BackendLogger.h"
+#include "core/Digest.h"
+#include "core/File_platformIndependent.h"
+#include "core/Text.h"
+
+namespace ZelmoraTevra {
+
+std::int64_t sizeOfOpenedFile(const WideText& path) {
+  File_platformIndependent file(path);
+  return file.open() ? file.openSize() : -1;
+}
+
+bool checkSize(const WideText& path, std::int64_t size) {
+  const std::int64_t found = sizeOfOpenedFile(path);
+  return found >= 0 && static_cast<std::uint32_t>(found) == static_cast<std::uint32_t>(size);
+}
+
+bool checkFile(const WideText& path, std::int64_t size, const WideText& md5) {
+  if (!checkSize(path, size)) return false;
+  const WideText expected = toUpperAscii(md5);
+  const WideText computed = fileDigest(path);
+  // A file that could not be read to its end has no digest, and is never the one that was expected.
+  if (!computed.empty() && computed == expected) return true;
+  writeLog(u"MD5 NOT agree!!! ");
+  writeLog(u"Server MD5: " + expected);
+  writeLog(u"Computed MD5: " + computed);
+  return false;
+}
+
+}  // namespace ZelmoraTevra
