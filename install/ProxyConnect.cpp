@@ -29,7 +29,7 @@ bool proxyConnect(HttpConnection& connection, const std::string& host, const std
                   const std::string& user, const std::string& password, const WideText& downloadOffset) {
   connection.send(connectRequest(host, port, user, password));
   const HttpStatusLine status = connection.readStatusLine();
-  const WideText target = u"[" + toWide(host) + u":" + toWide(port) + u"]";
+  const WideText target = toWide(std::string("[").append(host).append(":").append(port).append("]"));
   if (!status.usable) {
     ErrorReport(1141, u"Failed to connect to proxy!")
         .state(statConnectionLost)
