@@ -30,7 +30,7 @@ ErrorReport& ErrorReport::attribute(const WideText& name, WideText value) {
 }
 
 ErrorReport& ErrorReport::pathAndDrive(const WideText& path) {
-  return attribute(u"PATH", path).attribute(u"DRIVE", driveOfPath(path));
+  return attribute(u"PATH", toForwardSlashes(path)).attribute(u"DRIVE", driveOfPath(path));
 }
 
 ErrorReport& ErrorReport::size(std::int64_t bytes) {

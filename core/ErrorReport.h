@@ -11,8 +11,7 @@ namespace ZelmoraTevra {
 // A terminal report to the front end. Unless told otherwise the state is statErrorOccured and the percent
 // 100:
 //
-//   ErrorReport(1001, u"The user default temp folder does not
-//   exist!").percent(119).pathAndDrive(folder).save();
+//   ErrorReport(1037, u"The folder does not exist!").percent(119).pathAndDrive(folder).save();
 class ErrorReport {
  public:
   // An empty message is no description.
@@ -23,7 +22,7 @@ class ErrorReport {
   // A further description, behind the message.
   ErrorReport& description(WideText text);
   ErrorReport& attribute(const WideText& name, WideText value);
-  // "PATH", and "DRIVE" with what stands before its first separator.
+  // "PATH" with "/" as separator, and "DRIVE" with what stands before the first one.
   ErrorReport& pathAndDrive(const WideText& path);
   // "PATH_SIZE" in mebibytes with two decimals, and "UNIT".
   ErrorReport& size(std::int64_t bytes);
