@@ -3,7 +3,6 @@
 #include <tinyxml.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -85,12 +84,11 @@ SavedStatus parseStatus(const std::string& text) {
   return status;
 }
 
-JobTest::JobTest() {
+JobTest::JobTest() : systemTemp_("TMP", (folder.native() / "tmp").string()) {
   resetProcess();
   channelName = "ZELMORATevra_tmp";
   commandsInSharedMemory = false;
   programFileName = u"TevraCLI";
-  ::setenv("TMP", (folder.native() / "tmp").c_str(), 1);
   userTempFolder = path(u"temp");
   workTempFolder = path(u"temp") + u"\\ZELMORATevra_tmp";
   backupRootFolder = path(u"backups");

@@ -10,6 +10,7 @@
 #include "platform/ForwardingFileSystem.h"
 #include "platform/Machine.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ZelmoraTevra {
@@ -65,6 +66,7 @@ class JobTest : public ::testing::Test {
  private:
   class RecordingFileSystem;
 
+  ScopedEnvironment systemTemp_;
   std::unique_ptr<RecordingFileSystem> recorder_;
   platform::Machine machine_;
   std::unique_ptr<platform::ScopedMachine> scope_;
