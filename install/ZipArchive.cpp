@@ -1,0 +1,162 @@
+#include "install/ZipArchive.h"
+
+#include <minizip/unzip.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace ZelmoraTevra {
+
+namespace {
+
+constexpr std::uint32_t encryptedFlag = 1;
+constexpr std::uint32_t storedMethod = 0;
+constexpr std::uint32_t deflatedMethod = 8;
+
+// A directory whose names would take more memory than this is no package's: what is behind isn't found.
+constexpr std::size_t maximalDirectoryBytes = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t bytesPerPosition = 96;
+
+constexpr std::size_t usualNameLength = 256;
+
+std::string lowerCase(std::string_view name) {
+  std::string lower(name);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char byte) {
+    return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
+  });
+  return lower;
+}
+
+}  // namespace
+
+// A source as the zip library reads it: at a position that moves on.
+class ZipArchive::Stream {
+ public:
+  explicit Stream(std::unique_ptr<ZipSource> source) : source_(std::move(source)) {}
+
+  [[nodiscard]] zlib_filefunc64_def functions() {
+    zlib_filefunc64_def functions{};
+    functions.zopen64_file = [](void* stream, const void*, int) { return stream; };
+    functions.zread_file = [](void*, void* stream, void* buffer, uLong size) {
+      return static_cast<Stream*>(stream)->read(buffer, size);
+    };
+    functions.ztell64_file = [](void*, void* stream) { return static_cast<Stream*>(stream)->position_; };
+    functions.zseek64_file = [](void*, void* stream, ZPOS64_T offset, int origin) {
+      return static_cast<Stream*>(stream)->seek(offset, origin);
+    };
+    functions.zclose_file = [](void*, void*) { return 0; };
+    functions.zerror_file = [](void*, void* stream) { return static_cast<Stream*>(stream)->short_ ? 1 : 0; };
+    functions.opaque = this;
+    return functions;
+  }
+
+ private:
+  uLong read(void* buffer, uLong size) {
+    const std::size_t count = source_->read(position_, buffer, size);
+    position_ += count;
+    // The library takes a record that is cut off by the end of the file for a whole one if this isn't an
+    // error.
+    short_ = count < size;
+    return count;
+  }
+
+  long seek(ZPOS64_T offset, int origin) {
+    ZPOS64_T start = 0;
+    if (origin == ZLIB_FILEFUNC_SEEK_CUR) start = position_;
+    if (origin == ZLIB_FILEFUNC_SEEK_END) start = source_->size();
+    if (offset > source_->size() || start > source_->size() - offset) return -1;
+    position_ = start + offset;
+    return 0;
+  }
+
+  std::unique_ptr<ZipSource> source_;
+  ZPOS64_T position_ = 0;
+  bool short_ = false;
+};
+
+ZipArchive::ZipArchive(std::unique_ptr<ZipSource> source)
+    : stream_(std::make_unique<Stream>(std::move(source))) {
+  zlib_filefunc64_def functions = stream_->functions();
+  zip_ = unzOpen2_64("", &functions);
+}
+
+ZipArchive::~ZipArchive() {
+  if (zip_ != nullptr) unzClose(zip_);
+}
+
+bool ZipArchive::isEmpty() const {
+  unz_global_info64 info{};
+  return unzGetGlobalInfo64(zip_, &info) == UNZ_OK && info.number_entry == 0;
+}
+
+bool ZipArchive::choose(std::string_view name) {
+  if (!positions_) readDirectory();
+  const auto found = positions_->find(lowerCase(name));
+  if (found == positions_->end()) return false;
+  chosen_ = found->second;
+  return true;
+}
+
+void ZipArchive::readDirectory() {
+  positions_.emplace();
+  std::size_t bytes = 0;
+  Entry entry;
+  int result = unzGoToFirstFile(zip_);
+  while (result == UNZ_OK && bytes <= maximalDirectoryBytes) {
+    unz64_file_pos position{};
+    if (readCurrentInfo(entry) != UNZ_OK || unzGetFilePos64(zip_, &position) != UNZ_OK) return;
+    bytes += entry.name.size() + bytesPerPosition;
+    positions_->try_emplace(lowerCase(entry.name), position.pos_in_zip_directory);
+    result = unzGoToNextFile(zip_);
+  }
+}
+
+int ZipArchive::readInfo(Entry& entry) {
+  int result = UNZ_OK;
+  if (chosen_) {
+    const unz64_file_pos position{*chosen_, 0};
+    result = unzGoToFilePos64(zip_, &position);
+  } else {
+    result = unzGoToFirstFile(zip_);
+  }
+  if (result == UNZ_OK) result = readCurrentInfo(current_);
+  if (result == UNZ_OK) entry = current_;
+  return result;
+}
+
+int ZipArchive::readCurrentInfo(Entry& entry) {
+  unz_file_info64 info{};
+  entry.name.resize(usualNameLength);
+  int result =
+      unzGetCurrentFileInfo64(zip_, &info, entry.name.data(), usualNameLength, nullptr, 0, nullptr, 0);
+  entry.name.resize(result == UNZ_OK ? info.size_filename : 0);
+  if (entry.name.size() > usualNameLength)
+    result =
+        unzGetCurrentFileInfo64(zip_, nullptr, entry.name.data(), info.size_filename, nullptr, 0, nullptr, 0);
+  entry.size = info.uncompressed_size;
+  entry.dosDate = static_cast<std::uint32_t>(info.dosDate);
+  entry.flags = static_cast<std::uint32_t>(info.flag);
+  entry.method = static_cast<std::uint32_t>(info.compression_method);
+  return result;
+}
+
+int ZipArchive::openEntry() {
+  // The library would hand out the bytes of these as they lie there.
+  if ((current_.flags & encryptedFlag) != 0) return UNZ_BADZIPFILE;
+  if (current_.method != storedMethod && current_.method != deflatedMethod) return UNZ_BADZIPFILE;
+  unpacked_ = 0;
+  return unzOpenCurrentFile(zip_);
+}
+
+int ZipArchive::readEntry(void* buffer, unsigned size) {
+  const int count = unzReadCurrentFile(zip_, buffer, size);
+  if (count > 0) unpacked_ += static_cast<std::uint64_t>(count);
+  // The library doesn't compare the sizes, and without all bytes not the checksum either.
+  return count == 0 && unpacked_ != current_.size ? UNZ_BADZIPFILE : count;
+}
+
+int ZipArchive::closeEntry() {
+  return unzCloseCurrentFile(zip_);
+}
+
+}  // namespace ZelmoraTevra

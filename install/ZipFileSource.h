@@ -1,0 +1,45 @@
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "core/File_platformIndependent.h"
+#include "install/ZipSource.h"
+
+namespace ZelmoraTevra {
+
+// An archive on disk. The zip library reads its records byte by byte and goes back and forth between an
+// entry's data and the archive's directory: two windows on the file, one for each, let it do so with few
+// reads of the disk.
+class ZipFileSource : public ZipSource {
+ public:
+  explicit ZipFileSource(const WideText& path);
+
+  [[nodiscard]] bool open();
+
+  [[nodiscard]] std::uint64_t size() const override { return size_; }
+  [[nodiscard]] std::size_t read(std::uint64_t position, void* buffer, std::size_t size) override;
+
+ private:
+  struct Window {
+    std::uint64_t start = 0;
+    std::size_t length = 0;
+    std::unique_ptr<char[]> bytes;
+
+    [[nodiscard]] bool holds(std::uint64_t position) const {
+      return position >= start && position - start < length;
+    }
+  };
+
+  // The window that holds the position, null at the end of the file and after a failure.
+  [[nodiscard]] const Window* windowAt(std::uint64_t position);
+  void fill(Window& window, std::uint64_t position);
+
+  File_platformIndependent file_;
+  std::uint64_t size_ = 0;
+  std::uint64_t filePosition_ = 0;  // where the file's next read begins
+  std::array<Window, 2> windows_;
+  std::size_t latest_ = 0;  // the window that was used last
+};
+
+}  // namespace ZelmoraTevra
