@@ -39,6 +39,16 @@ class UpdateDistributor {
   int distribute(const std::vector<InstallUpdate*>& updates, Distribution& result);
 
  private:
+  struct FreeSpace {
+    std::int64_t primary = 0;
+    std::int64_t secondary = 0;
+  };
+
+  // Makes the updates' file lists say what is going to happen on the device.
+  void prepareFileLists(const std::vector<InstallUpdate*>& updates) const;
+  // False if that of the primary storage is unknown. What is unknown gets the deficit -1.
+  [[nodiscard]] bool readFreeSpace(FreeSpace& free, Distribution& result) const;
+
   WideText primaryPath_;
   WideText secondaryPath_;
   bool initialized_ = false;

@@ -1,0 +1,104 @@
+#include "install/UpdateMeter.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+constexpr std::int64_t clusterBytes = 32'768;
+
+// What a file wastes in its last cluster. One that fills its clusters exactly counts as wasting a whole one.
+std::int64_t slack(const InstallFile& file) {
+  return clusterBytes - file.fileSize % clusterBytes;
+}
+
+}  // namespace
+
+bool UpdateMeter::measure(InstallUpdate& update) {
+  Need need{update.updateSize, update.updateSize, 0};
+  bool missesOnPrimary = false;
+  bool missesOnSecondary = false;
+  for (const InstallFile& file : update.files) {
+    const std::int64_t onPrimary = primary_.sizeOf(file.client);
+    missesOnPrimary = missesOnPrimary || onPrimary < 0;
+    if (!secondary_.isNamed()) {
+      measureOnPrimary(file, onPrimary, need);
+      continue;
+    }
+    const std::int64_t onSecondary = secondary_.sizeOf(file.client);
+    missesOnSecondary = missesOnSecondary || onSecondary < 0;
+    measureOnBoth(file, onPrimary, onSecondary, need);
+  }
+  // On a storage that has gone every file is missing. One look for each update tells the two apart.
+  if (missesOnPrimary && !primary_.isPresent()) return false;
+  if (missesOnSecondary && !secondary_.isPresent()) return false;
+
+  update.neededPrimary = need.primary.value();
+  update.neededSecondary = need.secondary.value();
+  update.clusterOverhead = need.overhead.value();
+  return true;
+}
+
+void UpdateMeter::measureOnPrimary(const InstallFile& file, std::int64_t present, Need& need) {
+  const bool exists = present >= 0;
+  switch (file.updateFlag) {
+    case installFile:
+    case installFileToo:
+      need.overhead += slack(file);
+      if (exists) reclaimPrimary_ += present;
+      break;
+    case installFileIfMissing:
+      if (exists)
+        need.primary -= file.fileSize;
+      else
+        need.overhead += slack(file);
+      break;
+    case replaceFileIfPresent:
+      // Unlike with two storages, the file that goes is room that comes back.
+      if (exists) {
+        need.overhead += slack(file);
+        reclaimPrimary_ += present;
+      } else {
+        need.primary -= file.fileSize;
+      }
+      break;
+    case deleteFile:
+      if (exists) reclaimPrimary_ += present;
+      break;
+    default:
+      break;
+  }
+}
+
+void UpdateMeter::measureOnBoth(const InstallFile& file, std::int64_t onPrimary, std::int64_t onSecondary,
+                                Need& need) {
+  const bool existsOnPrimary = onPrimary >= 0;
+  const bool existsOnSecondary = onSecondary >= 0;
+  switch (file.updateFlag) {
+    case installFile:
+    case installFileToo:
+    case deleteFile:
+      if (file.updateFlag != deleteFile) need.overhead += slack(file);
+      if (existsOnPrimary) reclaimPrimary_ += onPrimary;
+      if (existsOnSecondary) reclaimSecondary_ += onSecondary;
+      break;
+    case installFileIfMissing:
+      if (!existsOnPrimary || !existsOnSecondary) need.overhead += slack(file);
+      if (existsOnPrimary) need.primary -= file.fileSize;
+      if (existsOnSecondary) need.secondary -= file.fileSize;
+      break;
+    case replaceFileIfPresent:
+      if (existsOnPrimary) need.primary -= onPrimary;
+      if (existsOnSecondary) need.secondary -= onSecondary;
+      if (existsOnPrimary || existsOnSecondary) {
+        need.overhead += slack(file);
+      } else {
+        need.primary -= file.fileSize;
+        need.secondary -= file.fileSize;
+      }
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace ZelmoraTevra
