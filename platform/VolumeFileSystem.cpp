@@ -111,6 +111,7 @@ class VolumeFileSystem::Place {
     isRoot_ = below.empty();
     below_.reserve(drive_->folder.size() + below.size());
     below_.append(withoutSeparatorsAtEnd(drive_->folder)).append(below);
+    if (below_.empty()) below_.push_back(u'/');
   }
 
   [[nodiscard]] const WideText& path() const { return drive_ != nullptr ? below_ : path_; }

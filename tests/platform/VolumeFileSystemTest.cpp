@@ -130,6 +130,15 @@ TEST_F(VolumeFileSystemTest, aLetterThatComesAndGoesIsSeenAtOnce) {
   EXPECT_EQ(files_.fileSize(u"E:/file", error_), 1);
 }
 
+TEST_F(VolumeFileSystemTest, aVolumeMayBeTheWholeComputer) {
+  volumes_.set({{u'E', u"/", false, {}}});
+  EXPECT_EQ(files_.kind(u"E:", error_), EntryKind::folder);
+  EXPECT_EQ(files_.fileSize(u"E:" + at(u"flash/file"), error_), 5);
+  volumes_.set({{u'E', u"/", true, {}}});
+  EXPECT_FALSE(files_.removeFile(at(u"flash/file"), error_));
+  EXPECT_TRUE(exists("flash/file"));
+}
+
 TEST_F(VolumeFileSystemTest, aDriveHasNoParent) {
   EXPECT_EQ(files_.kind(u"E:/../card/file", error_), EntryKind::missing);
   EXPECT_EQ(files_.fileSize(u"E:\\folder\\..\\..\\..\\.\\file", error_), 5);
