@@ -31,6 +31,13 @@ std::string contentOf(const fs::path& path) {
   return content.str();
 }
 
+// Parses with all blanks of a text kept, where the library would condense them.
+void parseToTheLetter(const std::string& text, TiXmlDocument& document) {
+  TiXmlBase::SetCondenseWhiteSpace(false);
+  document.Parse(text.c_str(), nullptr, TIXML_ENCODING_UTF8);
+  TiXmlBase::SetCondenseWhiteSpace(true);
+}
+
 void resetProcess() {
   StatusXml::destroy();
   BackendLogger::destroy();
@@ -47,7 +54,7 @@ class JobTest::RecordingFileSystem : public platform::ForwardingFileSystem {
 
   bool rename(const WideText& from, const WideText& to, platform::ErrorCode& error) override {
     const bool renamed = target().rename(from, to, error);
-    if (renamed && to == toBackslashes(StatusXml::instance().statusFilePath()))
+    if (renamed && toBackslashes(to) == toBackslashes(StatusXml::instance().statusFilePath()))
       history_.push_back(parseStatus(contentOf(nativePath(to))));
     return renamed;
   }
@@ -65,7 +72,7 @@ SavedStatus parseStatus(const std::string& text) {
   SavedStatus status;
   status.document = text;
   TiXmlDocument document;
-  document.Parse(text.c_str(), nullptr, TIXML_ENCODING_UTF8);
+  parseToTheLetter(text, document);
   if (document.RootElement() == nullptr) return status;
   for (const TiXmlElement* element = document.RootElement()->FirstChildElement(); element != nullptr;
        element = element->NextSiblingElement()) {
@@ -151,7 +158,7 @@ void JobTest::startLog() {
 std::vector<WideText> JobTest::logLines() const {
   std::vector<WideText> lines;
   TiXmlDocument document;
-  document.Parse(readFile(path(u"log.xml")).c_str(), nullptr, TIXML_ENCODING_UTF8);
+  parseToTheLetter(readFile(path(u"log.xml")), document);
   const TiXmlElement* root = document.RootElement();
   for (const TiXmlElement* line = root != nullptr ? root->FirstChildElement() : nullptr; line != nullptr;
        line = line->NextSiblingElement())
