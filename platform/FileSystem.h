@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/system/error_code.hpp>
-
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -40,8 +39,8 @@ class FileHandle {
   virtual std::int64_t read(void* buffer, std::size_t size, ErrorCode& error) = 0;
   // Writes all bytes or fails; after a failure some of them may have been written.
   virtual bool write(const void* data, std::size_t size, ErrorCode& error) = 0;
-  // Where the next read or write takes place, in bytes from the start. A file opened with `append` ignores it for
-  // writing.
+  // Where the next read or write takes place, in bytes from the start. A file opened with `append` ignores it
+  // for writing.
   virtual bool seek(std::uint64_t position, ErrorCode& error) = 0;
   // The file's size in bytes now; -1 on failure.
   virtual std::int64_t size(ErrorCode& error) = 0;
@@ -54,14 +53,14 @@ class FileHandle {
   virtual bool close(ErrorCode& error) = 0;
 };
 
-// The operations on the file system under which all of the program's file access lies. Paths are wide text with "\"
-// and "/" as separators. No operation throws; each clears `error` on success and sets it on failure.
+// The operations on the file system under which all of the program's file access lies. Paths are wide text
+// with "\" and "/" as separators. No operation throws; each clears `error` on success and sets it on failure.
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
 
-  // What stands at the path, behind symbolic links. An absent entry is `missing` without an error; an answer that
-  // could not be had is `missing` with one.
+  // What stands at the path, behind symbolic links. An absent entry is `missing` without an error; an answer
+  // that could not be had is `missing` with one.
   virtual EntryKind kind(const WideText& path, ErrorCode& error) = 0;
   // True if the entry itself is a symbolic link. A missing entry is none.
   virtual bool isLink(const WideText& path, ErrorCode& error) = 0;

@@ -4,8 +4,8 @@
 
 namespace ZelmoraTevra::platform {
 
-// Hands every operation on to another file system, which must outlive it. A class that derives from it overrides
-// only what it changes.
+// Hands every operation on to another file system, which must outlive it. A class that derives from it
+// overrides only what it changes.
 class ForwardingFileSystem : public FileSystem {
  public:
   explicit ForwardingFileSystem(FileSystem& target) : target_(target) {}

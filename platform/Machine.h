@@ -49,7 +49,8 @@ class SimulatedMachine {
   [[nodiscard]] virtual const Machine& machine() const = 0;
 };
 
-// A file that is missing or doesn't parse gives a machine without volumes, and one line on standard error says why.
+// A file that is missing or doesn't parse gives a machine without volumes, and one line on standard error
+// says why.
 [[nodiscard]] std::unique_ptr<SimulatedMachine> openSimulatedMachine(const WideText& machineFile);
 
 }  // namespace ZelmoraTevra::platform

@@ -8,8 +8,8 @@ class Registry {
  public:
   virtual ~Registry() = default;
 
-  // The text value `valueName` of the key `key` (components joined by "\") below HKEY_LOCAL_MACHINE; empty unless it
-  // exists and is a text.
+  // The text value `valueName` of the key `key` (components joined by "\") below HKEY_LOCAL_MACHINE; empty
+  // unless it exists and is a text.
   virtual WideText text(const WideText& key, const WideText& valueName) = 0;
 };
 
