@@ -1,12 +1,15 @@
 #include "core/ReplaceDeviceFile.h"
 
 #include <algorithm>
+#include <functional>
 #include <vector>
 
 #include "core/BackendLogger.h"
+#include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
 #include "core/Text.h"
+#include "core/XmlDocument.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
@@ -14,12 +17,52 @@ namespace ZelmoraTevra {
 namespace {
 
 constexpr std::size_t blockBytes = 1 << 18;
-constexpr WideView unfinishedEnding = u"_new";
+constexpr WideView unfinishedEnding = u"_tevra_new";
+constexpr WideView damagedEnding = u"_damaged";
+constexpr std::size_t digitsOfPart = 10;  // of the largest 32-bit number
 
-// Different for each call of a process, and for most processes.
+WideText paddedNumber(std::uint32_t number) {
+  const WideText digits = numberText(number);
+  return WideText(digitsOfPart - digits.size(), u'0') + digits;
+}
+
+// The tick count and a counter of the process, at full length: the order of the texts is that of the numbers,
+// and no file that somebody else has numbered is taken for one that was set aside.
 WideText uniqueNumber() {
   static std::uint32_t counter = 0;
-  return numberText(platform::machine().clock->tickMilliseconds()) + numberText(counter++);
+  return paddedNumber(platform::machine().clock->tickMilliseconds()) + paddedNumber(counter++);
+}
+
+bool isUniqueNumber(WideView text) {
+  return text.size() == 2 * digitsOfPart &&
+         std::all_of(text.begin(), text.end(), [](char16_t c) { return c >= u'0' && c <= u'9'; });
+}
+
+WideText unfinishedPath(const WideText& path) {
+  return path + WideText(unfinishedEnding);
+}
+
+WideText freeDamagedPath(const WideText& path) {
+  for (std::int64_t number = 1;; ++number) {
+    WideText candidate = path + WideText(damagedEnding) + numberText(number);
+    if (!File_platformIndependent(candidate, false).exists()) return candidate;
+  }
+}
+
+bool isWellFormed(const WideText& path) {
+  TiXmlDocument document;
+  return loadXml(path, document) && document.RootElement() != nullptr;
+}
+
+// Nobody misses an empty file.
+bool isWorthKeeping(const WideText& path) {
+  return File_platformIndependent(path, false).size() > 0 && !isWellFormed(path);
+}
+
+bool haveSameContent(const WideText& left, const WideText& right) {
+  if (File_platformIndependent(left).size() != File_platformIndependent(right).size()) return false;
+  const WideText digest = fileDigest(left);
+  return !digest.empty() && digest == fileDigest(right);
 }
 
 bool renameFile(const WideText& from, const WideText& to, WideView logName) {
@@ -28,60 +71,86 @@ bool renameFile(const WideText& from, const WideText& to, WideView logName) {
   return false;
 }
 
-void syncFolderOf(const WideText& path) {
+// Removes what stands at the path, a link itself and not what it leads to.
+void removeEntry(const WideText& path) {
+  platform::ErrorCode ignored;
+  platform::machine().files->removeFile(path, ignored);
+}
+
+bool syncFolderOf(const WideText& path) {
   platform::ErrorCode error;
-  platform::machine().files->syncFolder(parentFolder(path), error);
+  return platform::machine().files->syncFolder(parentFolder(path), error);
 }
 
-bool isNumber(WideView text) {
-  return !text.empty() &&
-         std::all_of(text.begin(), text.end(), [](char16_t c) { return c >= u'0' && c <= u'9'; });
+// What replacements of the file have set aside, the newest first.
+std::vector<WideText> setAsideFiles(const WideText& path) {
+  std::vector<WideText> entries;
+  Directory_new(parentFolder(path)).files(entries, false);
+  std::vector<WideText> found;
+  for (WideText& entry : entries) {
+    if (entry.starts_with(path) && isUniqueNumber(WideView(entry).substr(path.size())))
+      found.push_back(std::move(entry));
+  }
+  std::sort(found.begin(), found.end(), std::greater<>());
+  return found;
 }
 
-// A later set-aside file has the larger number: longer, or later in the order of the digits.
-bool isOlder(const WideText& left, const WideText& right) {
-  return left.size() != right.size() ? left.size() < right.size() : left < right;
+// The file that is to have the name; empty if there is none.
+WideText bestCandidate(const std::vector<WideText>& setAside, const WideText& unfinished) {
+  const auto whole = std::find_if(setAside.begin(), setAside.end(), isWellFormed);
+  if (whole != setAside.end()) return *whole;
+  if (isWellFormed(unfinished)) return unfinished;
+  return setAside.empty() ? WideText() : setAside.front();
 }
 
 }  // namespace
 
 bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName) {
   if (!File_platformIndependent(source).exists()) return false;
-  File_platformIndependent target(destination);
-  File_platformIndependent unfinished(target.path() + WideText(unfinishedEnding));
-  const WideText number = uniqueNumber();
-  File_platformIndependent setAside(target.path() + number);
+  const WideText target = toBackslashes(destination);
+  if (haveSameContent(source, target)) return true;
 
-  const bool hadOld = target.exists();
-  if (hadOld && !renameFile(target.path(), setAside.path(), logName)) return false;
+  // The name is known beforehand: a device may hold a link there that leads out of it.
+  File_platformIndependent unfinished(unfinishedPath(target));
+  removeEntry(unfinished.path());
+  const bool hadOld = File_platformIndependent(target).exists();
+  const bool keepsOld = hadOld && isWorthKeeping(target);
+  const WideText setAside = keepsOld ? freeDamagedPath(target) : target + uniqueNumber();
 
-  if (copyFileContent(source, unfinished.path(), true) && unfinished.renameTo(target.path())) {
-    syncFolderOf(target.path());
-    setAside.remove();
+  if (!copyFileContent(source, unfinished.path(), true) ||
+      (hadOld && !renameFile(target, setAside, logName))) {
+    unfinished.remove();
+    return false;
+  }
+  // Each renaming is on the medium before the next step: whichever entry a sudden removal loses, another one
+  // leads to a whole file.
+  if ((!hadOld || syncFolderOf(target)) && renameFile(unfinished.path(), target, logName) &&
+      syncFolderOf(target)) {
+    if (hadOld && !keepsOld) File_platformIndependent(setAside).remove();
     return true;
   }
   unfinished.remove();
-  if (hadOld) renameFile(setAside.path(), target.path(), logName);
+  if (hadOld) renameFile(setAside, target, logName);
   return false;
 }
 
 void recoverDeviceFile(const WideText& path) {
-  File_platformIndependent target(path);
-  const WideText beginning = lastComponent(target.path());
-  std::vector<WideText> paths;
-  if (!Directory_new(parentFolder(target.path())).files(paths, false)) return;
+  const WideText target = toBackslashes(path);
+  const WideText unfinished = unfinishedPath(target);
+  const std::vector<WideText> setAside = setAsideFiles(target);
+  const bool hasUnfinished = File_platformIndependent(unfinished).exists();
+  if (setAside.empty() && !hasUnfinished) return;
 
-  std::vector<WideText> setAside;
-  for (const WideText& found : paths) {
-    const WideText name = lastComponent(found);
-    if (!name.starts_with(beginning)) continue;
-    const WideView ending = WideView(name).substr(beginning.size());
-    if (ending == unfinishedEnding) File_platformIndependent(found).remove();
-    if (isNumber(ending)) setAside.push_back(found);
+  if (!isWellFormed(target)) {
+    const WideText candidate = bestCandidate(setAside, unfinished);
+    const bool targetStands = File_platformIndependent(target).exists();
+    if (candidate.empty() || (targetStands && !isWellFormed(candidate))) return;
+    if (isWorthKeeping(target) && !renameFile(target, freeDamagedPath(target), u"Device file")) return;
+    if (!renameFile(candidate, target, u"Device file") || !syncFolderOf(target) || !isWellFormed(target))
+      return;
   }
-  if (setAside.empty() || target.exists()) return;
-  const WideText newest = *std::max_element(setAside.begin(), setAside.end(), isOlder);
-  renameFile(newest, target.path(), u"Device file");
+  for (const WideText& left : setAside) File_platformIndependent(left).remove();
+  if (hasUnfinished) File_platformIndependent(unfinished).remove();
 }
 
 bool copyFileContent(const WideText& source, const WideText& destination, bool toMedium) {

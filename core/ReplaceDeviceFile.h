@@ -4,16 +4,22 @@
 
 namespace ZelmoraTevra {
 
-// Replaces a file on a device by a copy of another one so that at every moment the device holds one of the
-// two whole: the old file is set aside under its name and a unique number, the copy is written under a name
-// of its own, brought to the medium and renamed, and only then the old file goes. On failure the old file is
-// back in its place, if the device still takes it. A source that doesn't exist is a failure that changes
-// nothing. `logName` begins the line that tells of a renaming that failed.
+// Replaces an XML file on a device by a copy of another file, so that at every moment the device holds one of
+// the two whole. The copy is written beside the old file, under the name with "_tevra_new" behind it, and
+// brought to the medium; then the old file is set aside under its name and a unique number of 20 digits, the
+// copy gets the name, and only when all of that is on the medium the old file goes. On failure the old file
+// is back in its place, or still set aside if the device takes nothing any more.
+//
+// An old file that isn't well-formed is never removed: it stays beside for good, under its name with
+// "_damaged" and a number behind it. A destination that has the content already isn't touched. A source that
+// doesn't exist is a failure that changes nothing. `logName` begins the line that tells of a renaming that
+// failed.
 [[nodiscard]] bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName);
 
-// Brings back a file that a replacement, cut off in the middle, left under its set-aside name: if no file
-// stands at the path, the newest set-aside one is renamed to it. Half-written copies that were never renamed
-// are removed.
+// Puts right what a replacement that was cut off has left beside the path. If no well-formed file stands
+// there, the newest well-formed one that was set aside gets the name, without any of those the copy if it is
+// whole, and what stood at the path is kept as damaged. Once a well-formed file has the name, the others go.
+// To be called before a device file is looked for.
 void recoverDeviceFile(const WideText& path);
 
 // Copies a file's content, in blocks; the destination is created or emptied. With `toMedium` it returns when

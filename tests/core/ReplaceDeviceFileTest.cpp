@@ -48,7 +48,9 @@ class ReplaceDeviceFileTest : public JobTest {
     return found;
   }
   void expectNoHalfFile() {
-    if (fileExists(target_)) EXPECT_THAT(readFile(target_), AnyOf(old_, new_));
+    if (fileExists(target_)) {
+      EXPECT_THAT(readFile(target_), AnyOf(old_, new_));
+    }
     EXPECT_THAT(contents(), Contains(AnyOf(old_, new_)));
   }
   void expectWholeAndAlone() {
@@ -111,8 +113,12 @@ TEST_F(ReplaceDeviceFileTest, BringsEachStepToTheMediumBeforeTheOldFileGoes) {
   FaultyFileSystem recording(files());
   recording.before = [&](int, const std::string& operation) {
     if (operation != "write") operations.push_back(operation);
-    if (operation == "sync") EXPECT_EQ(readFile(target_), old_);
-    if (operations.size() == 8) EXPECT_THAT(contents(), Contains(old_));
+    if (operation == "sync") {
+      EXPECT_EQ(readFile(target_), old_);
+    }
+    if (operations.size() == 8) {
+      EXPECT_THAT(contents(), Contains(old_));
+    }
   };
   useFileSystem(recording);
   EXPECT_TRUE(replace());
@@ -164,9 +170,13 @@ TEST_F(ReplaceDeviceFileTest, KilledOnANewDeviceLeavesNoHalfFileUnderTheName) {
   std::filesystem::remove(folder.native() / "device/updates.xml");
   for (int operation = 1; killedAt(operation, work); ++operation) {
     SCOPED_TRACE(operation);
-    if (fileExists(target_)) EXPECT_EQ(readFile(target_), new_);
+    if (fileExists(target_)) {
+      EXPECT_EQ(readFile(target_), new_);
+    }
     recoverDeviceFile(target_);
-    if (fileExists(target_)) EXPECT_EQ(readFile(target_), new_);
+    if (fileExists(target_)) {
+      EXPECT_EQ(readFile(target_), new_);
+    }
     std::filesystem::remove_all(folder.native() / "device");
     makeFolder(path(u"device"));
   }
@@ -199,7 +209,9 @@ TEST_F(ReplaceDeviceFileTest, ADeviceThatGoesAtAnyOperationHoldsAWholeFile) {
     useFileSystem(faulty);
     const bool replaced = replace();
     expectNoHalfFile();
-    if (replaced) EXPECT_EQ(readFile(target_), new_);
+    if (replaced) {
+      EXPECT_EQ(readFile(target_), new_);
+    }
     useFileSystem(files());
     recoverDeviceFile(target_);
     expectWholeAndAlone();
@@ -243,7 +255,9 @@ TEST_F(ReplaceDeviceFileTest, KilledWhileItReplacesADamagedFileLosesNothing) {
   for (int operation = 1; killedAt(operation, [this] { static_cast<void>(replace()); }); ++operation) {
     SCOPED_TRACE(operation);
     EXPECT_THAT(contents(), Contains(damaged));
-    if (fileExists(target_)) EXPECT_THAT(readFile(target_), AnyOf(damaged, new_));
+    if (fileExists(target_)) {
+      EXPECT_THAT(readFile(target_), AnyOf(damaged, new_));
+    }
     recoverDeviceFile(target_);
     EXPECT_THAT(contents(), Contains(damaged));
     EXPECT_THAT(readFile(target_), AnyOf(damaged, new_));
