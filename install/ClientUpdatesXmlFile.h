@@ -6,10 +6,16 @@
 
 namespace ZelmoraTevra {
 
-// The register of a connected device, with a working copy in the work folder. Destruction brings the working
-// copy back to the device, if it was asked for, and removes it.
+// The register of a connected device: "updates.xml" in the folder "ZELMORA" or, on older devices, "KD3". An
+// interrupted replacement of the file is put right first. If a working copy is asked for, all changes are
+// made on a copy in the work folder; destruction brings it back to the device and removes it.
+//
+// No register is lost on the way. One that could not be copied makes the object unusable, and nothing is
+// brought back; it is not taken for an empty one. One that is damaged stays on the device beside its
+// replacement ("updates.xml_damaged1"). A link is not followed, it may lead out of the device.
 class ClientUpdatesXmlFile : public IUpdatesXmlFile {
  public:
+  // An empty root is no device.
   ClientUpdatesXmlFile(const WideText& rootPath, bool useWorkingCopy);
   ~ClientUpdatesXmlFile() override;
   ClientUpdatesXmlFile(const ClientUpdatesXmlFile&) = delete;
@@ -23,14 +29,19 @@ class ClientUpdatesXmlFile : public IUpdatesXmlFile {
   // Whether there is a place for a register and, if a working copy was asked for, one could be made.
   [[nodiscard]] bool isUsable() const;
   // What destruction does, at a moment of the caller's choice and at most once: brings the working copy back
-  // and removes it. False if the register did not reach the device, which is logged.
+  // and removes it; the object isn't usable afterwards. False if the register did not reach the device, which
+  // is logged. A working copy that nothing was written to is no register and leaves the device as it is.
   bool copyBack();
 
  private:
+  [[nodiscard]] bool chooseLayout();
+  void makeWorkingCopy();
+  [[nodiscard]] bool bringBack() const;
+
   bool useWorkingCopy_;
   WideText rootPath_;
-  WideText deviceFilePath_;
-  WideText workingCopyPath_;
+  WideText deviceFilePath_;   // empty: no place for a register
+  WideText workingCopyPath_;  // empty: there is none
   bool kd3Layout_ = false;
   bool zelmoraLayout_ = false;
   std::vector<WideText> temporaryFiles_;

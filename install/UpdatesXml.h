@@ -2,11 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "install/IUpdatesXmlFile.h"
+
+class TiXmlElement;
 
 namespace ZelmoraTevra {
 
@@ -42,24 +43,35 @@ struct Update {
 };
 
 // The parsed register. Read at construction, written by `save` and, if something changed, at destruction.
-// Adding and finding cost the same however many updates there are.
+// Adding, finding and removing cost the same however many updates there are: the updates are indexed by their
+// names.
+//
+// A file that is missing, empty or not well-formed gives an empty register, to which updates can be added;
+// whose file it is looks after a damaged one. A text in it that isn't UTF-8 throws the UTF-8 library's
+// exception from the constructor.
 class UpdatesXml {
  public:
-  // The file must outlive the register; null gives a register that isn't loaded.
+  // The file must outlive the register; null gives a register that isn't loaded and can't be saved.
   explicit UpdatesXml(IUpdatesXmlFile* file);
   ~UpdatesXml();
   UpdatesXml(const UpdatesXml&) = delete;
   UpdatesXml& operator=(const UpdatesXml&) = delete;
 
+  // Whether the file could be read and is well-formed.
   [[nodiscard]] bool isLoaded() const { return loaded_; }
-  // True if nothing had changed or the file was written.
+  // True if nothing had changed or the file was written. After a failure it is as it was before. A file that
+  // stood there but could not be read isn't written. Afterwards the updates are what a reader of the file
+  // finds: without the flags of files, and without the files and entries that aren't recorded.
   bool save();
 
   // The first update with this name, and with the company and the version unless they are empty in the query;
   // an empty update if there is none.
   [[nodiscard]] Update findUpdate(const UpdateInfo& info) const;
   [[nodiscard]] Update findByCompanyAndName(const UpdateInfo& info) const;
+  // Appends the update. With `update` 1 it takes the place of those with the same company and name. Ignored
+  // if it isn't valid.
   void addUpdate(const Update& update);
+  // Removes those that are equal in everything that the register holds but the install location.
   bool removeUpdate(const Update& update);
   bool removeByCompanyAndName(const UpdateInfo& info);
   // A copy, in the order of the register.
@@ -69,12 +81,21 @@ class UpdatesXml {
 
  private:
   void read();
+  void readUpdate(const TiXmlElement& element);
+  [[nodiscard]] bool write() const;
+  void append(Update update);
+
+  template <typename Condition>
+  [[nodiscard]] Update findFirst(const WideText& name, Condition condition) const;
+  template <typename Condition>
+  bool removeAll(const WideText& name, Condition condition);
 
   bool loaded_ = false;
+  bool unreadable_ = false;
   bool dirty_ = false;
   IUpdatesXmlFile* file_;
-  std::vector<Update> updates_;  // a removed one has an empty name until the list is written
-  std::unordered_multimap<std::u16string, std::size_t> byCompanyAndName_;
+  std::vector<Update> updates_;  // a removed one stays in its place with an empty name
+  std::unordered_map<WideText, std::vector<std::size_t>> byName_;  // positions in the order of the register
 };
 
 }  // namespace ZelmoraTevra

@@ -1,0 +1,79 @@
+#include "install/ClientUpdatesXmlFile.h"
+
+#include "core/BackendLogger.h"
+#include "core/Directory_new.h"
+#include "core/File_platformIndependent.h"
+#include "core/Globals.h"
+#include "core/PathBelowRoot.h"
+#include "core/ReplaceDeviceFile.h"
+#include "platform/Machine.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+// Of the device's file only an answer that it is missing counts as missing: a drive that gives no answer may
+// hold a register.
+bool isCertainlyMissing(const WideText& path) {
+  platform::ErrorCode error;
+  return platform::machine().files->kind(path, error) == platform::EntryKind::missing && !error;
+}
+
+}  // namespace
+
+ClientUpdatesXmlFile::ClientUpdatesXmlFile(const WideText& rootPath, bool useWorkingCopy)
+    : useWorkingCopy_(useWorkingCopy), rootPath_(rootPath) {
+  if (!chooseLayout()) return;
+  const WideText folder = zelmoraLayout_ ? u"ZELMORA" : u"KD3";
+  deviceFilePath_ = PathBelowRoot(rootPath_).join(folder + u"\\updates.xml").value_or(WideText());
+  if (deviceFilePath_.empty()) return;
+  recoverDeviceFile(deviceFilePath_);
+  if (useWorkingCopy_) makeWorkingCopy();
+}
+
+ClientUpdatesXmlFile::~ClientUpdatesXmlFile() {
+  copyBack();
+}
+
+WideText ClientUpdatesXmlFile::getFilePath() const {
+  return useWorkingCopy_ ? workingCopyPath_ : deviceFilePath_;
+}
+
+bool ClientUpdatesXmlFile::isUsable() const {
+  return !getFilePath().empty();
+}
+
+bool ClientUpdatesXmlFile::copyBack() {
+  const bool broughtBack = workingCopyPath_.empty() || bringBack();
+  if (!broughtBack) writeLog(u"Could not copy updates.xml back to the client, client update xml file!");
+  for (const WideText& path : temporaryFiles_) File_platformIndependent(path).remove();
+  temporaryFiles_.clear();
+  workingCopyPath_.clear();
+  return broughtBack;
+}
+
+// The newer place wins, whichever of the two holds a register.
+bool ClientUpdatesXmlFile::chooseLayout() {
+  if (rootPath_.empty()) return false;
+  zelmoraLayout_ = Directory_new(rootPath_ + u"\\ZELMORA").exists();
+  kd3Layout_ = !zelmoraLayout_ && Directory_new(rootPath_ + u"\\KD3").exists();
+  return zelmoraLayout_ || kd3Layout_;
+}
+
+void ClientUpdatesXmlFile::makeWorkingCopy() {
+  const WideText name = platform::machine().identifiers->newGuid();
+  if (name.empty()) return;
+  const WideText path = workTempFolder + u'\\' + name;
+  temporaryFiles_.push_back(path);
+  File_platformIndependent copy(path);
+  const bool made = isCertainlyMissing(deviceFilePath_) ? copy.openForWriting(platform::OpenMode::truncate)
+                                                        : copyFileContent(deviceFilePath_, path, false);
+  if (made) workingCopyPath_ = path;
+}
+
+bool ClientUpdatesXmlFile::bringBack() const {
+  if (File_platformIndependent(workingCopyPath_).size() == 0) return true;
+  return replaceDeviceFile(workingCopyPath_, deviceFilePath_, u"Update xml file");
+}
+
+}  // namespace ZelmoraTevra

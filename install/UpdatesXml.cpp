@@ -1,0 +1,223 @@
+#include "install/UpdatesXml.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "core/Digest.h"
+#include "core/File_platformIndependent.h"
+#include "core/Text.h"
+#include "core/XmlDocument.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+// Files that a package deletes, and entries that were only added or set one value: nothing of them could be
+// taken back later.
+constexpr std::array unrecordedFileFlags = {4, 6, 7, 8};
+constexpr std::array unrecordedCreationFlags = {1, 5};
+constexpr std::int32_t wholePathFlag = 4;  // base and condition of the entry stay as they are
+
+template <typename List>
+bool contains(const List& list, std::int32_t value) {
+  return std::find(list.begin(), list.end(), value) != list.end();
+}
+
+bool hasCompany(const Update& update, const UpdateInfo& info) {
+  return update.info.company == info.company;
+}
+
+bool areEqual(const Update& left, const Update& right) {
+  const UpdateInfo& a = left.info;
+  const UpdateInfo& b = right.info;
+  return a.company == b.company && a.name == b.name && a.version == b.version && a.update == b.update &&
+         a.uninstall == b.uninstall && left.files == right.files && left.xmlEntries == right.xmlEntries;
+}
+
+// An entry's base names a parent and an element in it. If it names one element only, the other comes from the
+// condition: all of which but the value stands behind the base then.
+void completeBase(UpdateXmlEntry& entry) {
+  const std::size_t slash = entry.condition.rfind(u'/');
+  if (entry.base.find(u'/') != WideText::npos || slash == WideText::npos) return;
+  entry.base += u'/' + entry.condition.substr(0, slash);
+  entry.condition.erase(0, slash + 1);
+}
+
+// Leaves of an update what the register records of it.
+void reduceToRecord(Update& update) {
+  std::erase_if(update.files,
+                [](const UpdateFile& file) { return contains(unrecordedFileFlags, file.flag); });
+  for (UpdateFile& file : update.files) file.flag = 0;
+  std::erase_if(update.xmlEntries, [](const UpdateXmlEntry& entry) {
+    return contains(unrecordedCreationFlags, entry.creationFlag);
+  });
+  for (UpdateXmlEntry& entry : update.xmlEntries) {
+    if (entry.creationFlag != wholePathFlag) completeBase(entry);
+  }
+}
+
+void writeUpdate(TiXmlElement& root, const Update& update) {
+  TiXmlElement& element = addElement(root, "update");
+  element.SetAttribute("install_location", toUtf8(update.info.installLocation));
+  addElement(element, "company", update.info.company);
+  addElement(element, "name", update.info.name);
+  addElement(element, "version", update.info.version);
+  addElement(element, "update", numberText(update.info.update));
+  addElement(element, "uninstall", numberText(update.info.uninstall));
+  for (const UpdateFile& file : update.files) addElement(addElement(element, "file"), "client", file.client);
+  for (const UpdateXmlEntry& entry : update.xmlEntries) {
+    TiXmlElement& xmlEntry = addElement(element, "xmlentry");
+    addElement(xmlEntry, "file", entry.file);
+    TiXmlElement& key = addElement(xmlEntry, "key");
+    key.SetAttribute("creationflag", entry.creationFlag);
+    addElement(key, "base", entry.base);
+    addElement(key, "condition", entry.condition);
+  }
+}
+
+}  // namespace
+
+UpdatesXml::UpdatesXml(IUpdatesXmlFile* file) : file_(file) {
+  if (file_ != nullptr) read();
+}
+
+UpdatesXml::~UpdatesXml() {
+  save();
+}
+
+bool UpdatesXml::save() {
+  if (!dirty_) return true;
+  for (Update& update : updates_) reduceToRecord(update);
+  dirty_ = !write();
+  return !dirty_;
+}
+
+Update UpdatesXml::findUpdate(const UpdateInfo& info) const {
+  return findFirst(info.name, [&info](const Update& update) {
+    return (info.company.empty() || hasCompany(update, info)) &&
+           (info.version.empty() || update.info.version == info.version);
+  });
+}
+
+Update UpdatesXml::findByCompanyAndName(const UpdateInfo& info) const {
+  return findFirst(info.name, [&info](const Update& update) { return hasCompany(update, info); });
+}
+
+void UpdatesXml::addUpdate(const Update& update) {
+  if (!update.isValid()) return;
+  if (update.info.update == 1) removeByCompanyAndName(update.info);
+  append(update);
+  dirty_ = true;
+}
+
+bool UpdatesXml::removeUpdate(const Update& update) {
+  return removeAll(update.info.name, [&update](const Update& other) { return areEqual(other, update); });
+}
+
+bool UpdatesXml::removeByCompanyAndName(const UpdateInfo& info) {
+  return removeAll(info.name, [&info](const Update& update) { return hasCompany(update, info); });
+}
+
+std::vector<Update> UpdatesXml::getUpdates() const {
+  std::vector<Update> valid;
+  valid.reserve(updates_.size());
+  std::copy_if(updates_.begin(), updates_.end(), std::back_inserter(valid),
+               [](const Update& update) { return update.isValid(); });
+  return valid;
+}
+
+void UpdatesXml::setUpdates(std::vector<Update> updates) {
+  updates_.clear();
+  byName_.clear();
+  for (Update& update : updates) append(std::move(update));
+  dirty_ = true;
+}
+
+void UpdatesXml::read() {
+  const WideText path = file_->getFilePath();
+  TiXmlDocument document;
+  loaded_ = !path.empty() && loadXml(path, document);
+  if (!loaded_) {
+    unreadable_ = File_platformIndependent(path).exists() && fileDigest(path).empty();
+    return;
+  }
+  const TiXmlElement* const root = findElement(document.RootElement(), "/updates");
+  if (root == nullptr) return;
+  for (const TiXmlElement* element = root->FirstChildElement("update"); element != nullptr;
+       element = element->NextSiblingElement("update"))
+    readUpdate(*element);
+}
+
+void UpdatesXml::readUpdate(const TiXmlElement& element) {
+  Update update;
+  update.info.company = lookupText(&element, "/update/company");
+  update.info.name = lookupText(&element, "/update/name");
+  update.info.version = lookupText(&element, "/update/version");
+  update.info.update = textToInteger(lookupUtf8(&element, "/update/update"));
+  update.info.uninstall = textToInteger(lookupUtf8(&element, "/update/uninstall"));
+  const WideText location = attributeText(element, "install_location");
+  if (!location.empty()) update.info.installLocation = location;
+
+  for (const TiXmlElement* file = element.FirstChildElement("file"); file != nullptr;
+       file = file->NextSiblingElement("file"))
+    update.files.push_back({lookupText(file, "/file/client"), 0});
+
+  // An entry without a key is of the same kind as the one before it: the flag is not taken back to 0, which
+  // would make a changed element of it.
+  std::int32_t creationFlag = 0;
+  for (const TiXmlElement* entry = element.FirstChildElement("xmlentry"); entry != nullptr;
+       entry = entry->NextSiblingElement("xmlentry")) {
+    if (const TiXmlElement* const key = entry->FirstChildElement("key"); key != nullptr)
+      creationFlag = textToInteger(attributeText(*key, "creationflag"));
+    update.xmlEntries.push_back({lookupText(entry, "/xmlentry/file"), creationFlag,
+                                 lookupText(entry, "/xmlentry/key/base"),
+                                 lookupText(entry, "/xmlentry/key/condition")});
+  }
+  if (update.isValid()) append(std::move(update));
+}
+
+// The document is written beside the file and renamed, so that no half document is ever brought to a device.
+bool UpdatesXml::write() const {
+  const WideText path = file_ != nullptr ? file_->getFilePath() : WideText();
+  if (path.empty() || unreadable_) return false;
+  TiXmlDocument document = newXmlDocument("");
+  TiXmlElement& root = addElement(document, "updates");
+  for (const Update& update : updates_) {
+    if (update.isValid()) writeUpdate(root, update);
+  }
+  File_platformIndependent unfinished(path + u"_tevra_new");
+  if (saveXml(document, unfinished.path()) && unfinished.renameTo(path)) return true;
+  unfinished.remove();
+  return false;
+}
+
+void UpdatesXml::append(Update update) {
+  byName_[update.info.name].push_back(updates_.size());
+  updates_.push_back(std::move(update));
+}
+
+template <typename Condition>
+Update UpdatesXml::findFirst(const WideText& name, Condition condition) const {
+  const auto named = byName_.find(name);
+  if (named == byName_.end()) return {};
+  for (const std::size_t position : named->second) {
+    if (condition(updates_[position])) return updates_[position];
+  }
+  return {};
+}
+
+template <typename Condition>
+bool UpdatesXml::removeAll(const WideText& name, Condition condition) {
+  const auto named = byName_.find(name);
+  if (named == byName_.end()) return false;
+  const std::size_t removed = std::erase_if(named->second, [&](std::size_t position) {
+    if (!condition(updates_[position])) return false;
+    updates_[position] = {};
+    return true;
+  });
+  if (removed != 0) dirty_ = true;
+  return removed != 0;
+}
+
+}  // namespace ZelmoraTevra
