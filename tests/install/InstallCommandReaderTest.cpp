@@ -1,4 +1,5 @@
 #include "core/Base64.h"
+#include "core/StatusXml.h"
 #include "core/XmlDocument.h"
 #include "install/InstallCommandReader.h"
 #include "install/InstallXml.h"

@@ -61,8 +61,8 @@ class InstallPackageRunnerTest : public JobTest {
   }
   static std::string file(const std::string& local, const std::string& client, int flag = 0,
                           std::size_t size = 5) {
-    return "<file updateflag=\"" + std::to_string(flag) + "\" file_size=\"" + std::to_string(size) +
-           "\"><local>" + local + "</local><client>" + client + "</client></file>";
+    return "<file file_size=\"" + std::to_string(size) + "\"><local>" + local +
+           "</local><client updateflag=\"" + std::to_string(flag) + "\">" + client + "</client></file>";
   }
   static std::string software(const std::string& name, const std::string& body,
                               const std::string& attributes = "") {
@@ -201,7 +201,7 @@ TEST_F(InstallPackageRunnerTest, ACardThatIsMissingOrWriteProtectedIs1172) {
   EXPECT_EQ(status().descriptions,
             (std::vector<WideText>{
                 u"100", u"Storage card cannot be accessed. Was it ejected or is it write protected?"}));
-  EXPECT_EQ(status().attributes.at(u"PATH"), toBackslashes(card));
+  EXPECT_EQ(status().attributes.at(u"PATH"), card);
   EXPECT_EQ(status().attributes.at(u"DRIVE"), u"");
   command.secondDriveLetter = u"F:";
   EXPECT_NE(install(), 0);
