@@ -1,0 +1,91 @@
+#include <filesystem>
+
+#include "core/PathBelowRoot.h"
+#include "tests/support/JobTest.h"
+
+namespace ZelmoraTevra {
+namespace {
+
+namespace fs = std::filesystem;
+
+class PathBelowRootTest : public JobTest {
+ protected:
+  PathBelowRootTest() {
+    makeFolder(root_ + u"/a/b");
+    makeFolder(path(u"outside"));
+  }
+
+  const WideText root_ = path(u"device");
+};
+
+TEST_F(PathBelowRootTest, AnOrdinaryRelativePathStaysBelow) {
+  for (const WideView each :
+       {u"a", u"a/b", u"a\\b/c.txt", u"./a", u"a..b/..c/d..", u"...", u"ab:c", u"1:x", u"a//b", u"a/"})
+    EXPECT_TRUE(staysBelowRoot(each)) << toUtf8(each);
+}
+
+TEST_F(PathBelowRootTest, WhateverCouldLeadOutIsRefused) {
+  for (const WideView each :
+       {u"", u"/a", u"\\a", u"//server/a", u"\\\\server\\a", u"..", u"../a", u"a/..", u"a/../b", u"a\\..\\b",
+        u"a/..\\../b", u"C:", u"C:a", u"c:\\a", u"Z:/a", u"a:b"})
+    EXPECT_FALSE(staysBelowRoot(each)) << toUtf8(each);
+  EXPECT_FALSE(staysBelowRoot(WideView(u"a\0b", 3)));
+}
+
+TEST_F(PathBelowRootTest, APathThatNamesOnlyTheRootIsRefused) {
+  for (const WideView each : {u".", u"./", u"./.", u".\\."})
+    EXPECT_FALSE(staysBelowRoot(each)) << toUtf8(each);
+}
+
+TEST_F(PathBelowRootTest, APathIsJoinedToTheRoot) {
+  PathBelowRoot below(root_);
+  EXPECT_EQ(below.root(), root_);
+  EXPECT_EQ(below.join(u"a/b/c.txt"), root_ + u"\\a/b/c.txt");
+  EXPECT_EQ(below.join(u"new/folder/c.txt"), root_ + u"\\new/folder/c.txt");
+  EXPECT_EQ(below.join(u"../a"), std::nullopt);
+  EXPECT_EQ(below.join(u""), std::nullopt);
+  EXPECT_EQ(below.join(u"E:\\a"), std::nullopt);
+}
+
+TEST_F(PathBelowRootTest, AnEmptyRootJoinsNothing) {
+  PathBelowRoot below(u"");
+  EXPECT_EQ(below.join(u"a"), std::nullopt);
+}
+
+TEST_F(PathBelowRootTest, ASymbolicLinkBelowTheRootIsNeverFollowed) {
+  fs::create_directory_symlink(folder.native() / "outside", folder.native() / "device/a/link");
+  fs::create_symlink(folder.native() / "outside/file", folder.native() / "device/file");
+  PathBelowRoot below(root_);
+  EXPECT_EQ(below.join(u"a/link"), std::nullopt);
+  EXPECT_EQ(below.join(u"a/link/"), std::nullopt);
+  EXPECT_EQ(below.join(u"a/link/file"), std::nullopt);
+  EXPECT_EQ(below.join(u"a\\link\\deep\\file"), std::nullopt);
+  EXPECT_EQ(below.join(u"a/./link/file"), std::nullopt);
+  EXPECT_EQ(below.join(u"file"), std::nullopt);
+  EXPECT_EQ(below.join(u"a/b/file"), root_ + u"\\a/b/file");
+}
+
+TEST_F(PathBelowRootTest, TheRootItselfMayBeALink) {
+  fs::create_directory_symlink(folder.native() / "device", folder.native() / "mount");
+  PathBelowRoot below(path(u"mount"));
+  EXPECT_EQ(below.join(u"a/file"), path(u"mount") + u"\\a/file");
+}
+
+TEST_F(PathBelowRootTest, TheFilesOfOneFolderCostOneLookAtIt) {
+  class Counting : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool isLink(const WideText& path, platform::ErrorCode& error) override {
+      ++looks;
+      return target().isLink(path, error);
+    }
+    int looks = 0;
+  } counting(files());
+  useFileSystem(counting);
+  PathBelowRoot below(root_);
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(below.join(u"a/b/file").has_value());
+  EXPECT_EQ(counting.looks, 102);
+}
+
+}  // namespace
+}  // namespace ZelmoraTevra
