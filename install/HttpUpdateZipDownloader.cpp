@@ -153,7 +153,7 @@ bool HttpUpdateZipDownloader::download(const UpdateDownloadJob& job, ProgressObs
     return false;
   }
 
-  File_platformIndependent output(workingPath);
+  File_platformIndependent output(workingPath, false);  // its path as it is goes into reports
   if (!output.openForWriting(remains.mode)) {
     report(job, ErrorReport(1140, u"Error while trying to open the output file."));
     return false;
