@@ -17,6 +17,8 @@ constexpr std::uint32_t deflatedMethod = 8;
 constexpr std::size_t maximalDirectoryBytes = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t bytesPerPosition = 96;
 
+constexpr std::string_view endRecordSignature = "PK\5\6";
+
 constexpr std::size_t usualNameLength = 256;
 
 std::string lowerCase(std::string_view name) {
@@ -32,7 +34,12 @@ std::string lowerCase(std::string_view name) {
 // A source as the zip library reads it: at a position that moves on.
 class ZipArchive::Stream {
  public:
-  explicit Stream(std::unique_ptr<ZipSource> source) : source_(std::move(source)) {}
+  explicit Stream(std::unique_ptr<ZipSource> source) : source_(std::move(source)) {
+    char start[4] = {};
+    if (source_->read(0, start, sizeof start) == sizeof start &&
+        std::string_view(start, sizeof start) == endRecordSignature)
+      padding_ = 1;
+  }
 
   [[nodiscard]] zlib_filefunc64_def functions() {
     zlib_filefunc64_def functions{};
@@ -51,8 +58,13 @@ class ZipArchive::Stream {
   }
 
  private:
+  [[nodiscard]] ZPOS64_T size() const { return padding_ + source_->size(); }
+
   uLong read(void* buffer, uLong size) {
-    const std::size_t count = source_->read(position_, buffer, size);
+    auto* bytes = static_cast<char*>(buffer);
+    uLong count = 0;
+    while (count < size && position_ + count < padding_) bytes[count++] = 0;
+    count += source_->read(position_ + count - padding_, bytes + count, size - count);
     position_ += count;
     // The library takes a record that is cut off by the end of the file for a whole one if this isn't an
     // error.
@@ -63,13 +75,16 @@ class ZipArchive::Stream {
   long seek(ZPOS64_T offset, int origin) {
     ZPOS64_T start = 0;
     if (origin == ZLIB_FILEFUNC_SEEK_CUR) start = position_;
-    if (origin == ZLIB_FILEFUNC_SEEK_END) start = source_->size();
-    if (offset > source_->size() || start > source_->size() - offset) return -1;
+    if (origin == ZLIB_FILEFUNC_SEEK_END) start = size();
+    if (offset > size() || start > size() - offset) return -1;
     position_ = start + offset;
     return 0;
   }
 
   std::unique_ptr<ZipSource> source_;
+  // The library overlooks an end record at the very start, where an archive without entries has it. So that
+  // it is found there, the stream then has a zero byte in front.
+  ZPOS64_T padding_ = 0;
   ZPOS64_T position_ = 0;
   bool short_ = false;
 };
