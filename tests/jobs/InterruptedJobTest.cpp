@@ -1,0 +1,238 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+
+#include "app/ProcessEntry.h"
+#include "platform/Machine.h"
+#include "tests/jobs/ProgramTest.h"
+#include "tests/support/FakeClock.h"
+#include "tests/support/FaultyFileSystem.h"
+
+namespace ZelmoraTevra {
+namespace {
+
+constexpr int cleanRun = 0;
+constexpr int interrupted = 99;
+
+// A disk whose files need no time to reach the medium: killing a process loses nothing of what was written.
+class UnsyncedFileSystem : public platform::ForwardingFileSystem {
+ public:
+  explicit UnsyncedFileSystem(platform::FileSystem& target) : ForwardingFileSystem(target) {}
+
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    std::unique_ptr<platform::FileHandle> handle = target().open(path, mode, error);
+    return handle ? std::make_unique<Handle>(std::move(handle)) : nullptr;
+  }
+  bool syncFolder(const WideText& /*folder*/, platform::ErrorCode& error) override {
+    error.clear();
+    return true;
+  }
+
+ private:
+  class Handle : public platform::FileHandle {
+   public:
+    explicit Handle(std::unique_ptr<platform::FileHandle> target) : target_(std::move(target)) {}
+    std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
+      return target_->read(buffer, size, error);
+    }
+    bool write(const void* data, std::size_t size, platform::ErrorCode& error) override {
+      return target_->write(data, size, error);
+    }
+    bool seek(std::uint64_t position, platform::ErrorCode& error) override {
+      return target_->seek(position, error);
+    }
+    std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
+    bool truncate(std::uint64_t size, platform::ErrorCode& error) override {
+      return target_->truncate(size, error);
+    }
+    bool flush(platform::ErrorCode& error) override { return target_->flush(error); }
+    bool sync(platform::ErrorCode& error) override {
+      error.clear();
+      return true;
+    }
+    bool close(platform::ErrorCode& error) override { return target_->close(error); }
+
+   private:
+    std::unique_ptr<platform::FileHandle> target_;
+  };
+};
+
+// Jobs that end at a chosen operation on the disk, with a device of plain folders that holds a register
+// already. The clock stands still, so that a job takes no time.
+class InterruptedJobTest : public ::testing::Test {
+ protected:
+  using Setup = std::function<void(FaultyFileSystem&)>;
+
+  // A device as it is before the job.
+  static void makeDevice(const JobProcess& job) {
+    job.write("flash/ZELMORA/updates.xml", oldRegister());
+    job.write("flash/games/chess.bin", "a game");
+    job.write("flash/apps/navigator.bin", "an old application");
+    job.write("card/maps/alps.dat", "an old map");
+  }
+  static std::string chessEntry() {
+    return InstallDescription::registerEntry("Chess", "storage_for_software", {"games/chess.bin"});
+  }
+  static std::string oldRegister() { return InstallDescription::registerOf({chessEntry()}); }
+  static std::string newRegister() {
+    return InstallDescription::registerOf(
+        {chessEntry(),
+         InstallDescription::registerEntry("Navigator", "storage_for_software", {"apps/navigator.bin"}),
+         InstallDescription::registerEntry("Maps", "storage_for_content", {"maps/alps.dat"})});
+  }
+  // Where the first update has been recorded and the second one failed.
+  static std::string halfRegister() {
+    return InstallDescription::registerOf(
+        {chessEntry(),
+         InstallDescription::registerEntry("Navigator", "storage_for_software", {"apps/navigator.bin"})});
+  }
+  static std::string command(const JobProcess& job) {
+    CommandPackage package;
+    package.zip = ZipBuilder().add("nav", "a new application").add("alps", "a new map").bytes();
+    package.url = job.path("p.zip");
+    package.description.update("Navigator", "storage_for_software", 17)
+        .file("nav", "apps/navigator.bin", "a new application")
+        .update("Maps", "storage_for_content", 9)
+        .file("alps", "maps/alps.dat", "a new map");
+    job.write("p.zip", package.zip);
+    return CommandDocument::installPackage(job.path("flash"), job.path("card"))
+        .localInstall()
+        .package(package)
+        .text();
+  }
+  static JobResult run(JobProcess& job, const Setup& setup) {
+    job.simulatesMachine = false;
+    job.keepsLog = false;
+    return job.runInside(command(job), [&setup](int argc, const char* const* argv) {
+      platform::Machine machine = platform::nativeMachine();
+      UnsyncedFileSystem disk(*machine.files);
+      FaultyFileSystem files(disk);
+      FakeClock clock;
+      machine.files = &files;
+      machine.clock = &clock;
+      setup(files);
+      const platform::ScopedMachine scope(machine);
+      return runProcess(argc, argv);
+    });
+  }
+  static void runUndisturbed(JobProcess& job) {
+    const JobResult result = run(job, [](FaultyFileSystem&) {});
+    EXPECT_EQ(result.exitValue, 0) << result.last.document << result.errors;
+    EXPECT_EQ(job.read("flash/ZELMORA/updates.xml"), newRegister());
+    EXPECT_EQ(job.tree("flash"), (Tree{{"ZELMORA", "folder"},
+                                       {"ZELMORA/updates.xml", md5Of(newRegister())},
+                                       {"apps", "folder"},
+                                       {"apps/navigator.bin", md5Of("a new application")},
+                                       {"games", "folder"},
+                                       {"games/chess.bin", md5Of("a game")}}))
+        << "nothing is left beside the register";
+    EXPECT_EQ(job.tree("card"), (Tree{{"maps", "folder"}, {"maps/alps.dat", md5Of("a new map")}}));
+  }
+
+  static bool isWhole(const std::string& content) {
+    return content == oldRegister() || content == newRegister() || content == halfRegister();
+  }
+  // The device can tell what was installed on it: a whole register under its name, or set aside while nothing
+  // has the name.
+  static void expectWholeRegister(const JobProcess& job) {
+    bool found = false;
+    for (const auto& entry : std::filesystem::directory_iterator(job.path("flash/ZELMORA"))) {
+      const std::string name = entry.path().filename();
+      const std::string content = job.read("flash/ZELMORA/" + name);
+      EXPECT_TRUE(name != "updates.xml" || isWhole(content)) << content;
+      if (isWhole(content)) found = true;
+    }
+    EXPECT_TRUE(found);
+  }
+};
+
+TEST_F(InterruptedJobTest, AtWhicheverOperationTheProcessIsKilledTheRegisterIsWhole) {
+  int killed = 0;
+  for (int operation = 1;; ++operation) {
+    SCOPED_TRACE("killed at operation " + std::to_string(operation));
+    JobProcess job(TEVRA_PROGRAM);
+    makeDevice(job);
+    const JobResult result = run(job, [operation](FaultyFileSystem& files) {
+      files.before = [operation](int number, const std::string&) {
+        if (number == operation) ::_exit(interrupted);
+      };
+    });
+    expectWholeRegister(job);
+    if (result.exitValue == cleanRun) break;
+    ASSERT_EQ(result.exitValue, interrupted) << result.last.document << result.errors;
+    ++killed;
+    runUndisturbed(job);
+    if (HasFatalFailure() || HasNonfatalFailure()) return;
+  }
+  EXPECT_GT(killed, 20);
+}
+
+TEST_F(InterruptedJobTest, WhicheverOperationFailsTheRegisterIsWhole) {
+  int count = 0;
+  for (int operation = 1; operation <= std::max(count, 1); ++operation) {
+    SCOPED_TRACE("failing operation " + std::to_string(operation));
+    JobProcess job(TEVRA_PROGRAM);
+    makeDevice(job);
+    const std::string counter = job.path("count");
+    const JobResult result = run(job, [operation, &job](FaultyFileSystem& files) {
+      files.failAt = operation;
+      files.before = [&job](int number, const std::string&) { job.write("count", std::to_string(number)); };
+    });
+    count = std::max(count, std::stoi(job.read("count")));
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_TRUE(result.exitValue == 0 || result.exitValue == 1 || result.exitValue == 255);
+    EXPECT_TRUE(result.exitValue != 0 || job.read("flash/ZELMORA/updates.xml") == newRegister());
+    expectWholeRegister(job);
+    runUndisturbed(job);
+    if (HasFatalFailure() || HasNonfatalFailure()) return;
+  }
+  EXPECT_GT(count, 20);
+}
+
+TEST_F(InterruptedJobTest, FromWhicheverOperationTheDiskIsGoneTheRegisterIsWhole) {
+  int count = 1;
+  for (int operation = 1; operation <= count; ++operation) {
+    SCOPED_TRACE("gone from operation " + std::to_string(operation));
+    JobProcess job(TEVRA_PROGRAM);
+    makeDevice(job);
+    const JobResult result = run(job, [operation, &job](FaultyFileSystem& files) {
+      files.failAt = operation;
+      files.failAllAfter = true;
+      files.before = [&job](int number, const std::string&) { job.write("count", std::to_string(number)); };
+    });
+    count = std::max(count, std::stoi(job.read("count")));
+    EXPECT_EQ(result.signal, 0);
+    expectWholeRegister(job);
+    runUndisturbed(job);
+    if (HasFatalFailure() || HasNonfatalFailure()) return;
+  }
+  EXPECT_GT(count, 20);
+}
+
+TEST_F(InterruptedJobTest, AnAbortBehindThePlacementIsReportedWithTheRegisterOnTheDevice) {
+  JobProcess job(TEVRA_PROGRAM);
+  makeDevice(job);
+  job.simulatesMachine = false;
+  job.keepsLog = false;
+  int sleeps = 0;
+  const JobResult result = job.runInside(command(job), [&](int argc, const char* const* argv) {
+    platform::Machine machine = platform::nativeMachine();
+    FakeClock clock;
+    clock.onSleep = [&](std::uint32_t) {
+      if (++sleeps == 2) job.writeAbortFile();
+    };
+    machine.clock = &clock;
+    const platform::ScopedMachine scope(machine);
+    return runProcess(argc, argv);
+  });
+  EXPECT_EQ(result.exitValue, 255);
+  EXPECT_EQ(result.last.state, 8);
+  EXPECT_EQ(result.last.exitCode(), u"1020");
+  EXPECT_EQ(job.read("flash/ZELMORA/updates.xml"), newRegister());
+  EXPECT_FALSE(job.abortFileExists());
+}
+
+}  // namespace
+}  // namespace ZelmoraTevra
