@@ -22,8 +22,8 @@ class TevraProgramTest : public JobTest {
                 const std::vector<std::pair<std::string, std::string>>& variables = {}) {
     const std::string output = (folder.native() / "output").string();
     const std::string errors = (folder.native() / "errors").string();
-    arguments.insert(arguments.begin(), TEVRA_PROGRAM);
-    std::vector<char*> pointers;
+    std::string program = TEVRA_PROGRAM;
+    std::vector<char*> pointers{program.data()};
     for (std::string& each : arguments) pointers.push_back(each.data());
     pointers.push_back(nullptr);
     const pid_t child = ::fork();
