@@ -149,7 +149,7 @@ bool HttpUpdateZipDownloader::download(const UpdateDownloadJob& job, ProgressObs
     }
     writeLog(u"File OK! But could not rename " + workingPath + u". File will be deleted!");
     removeWithXml(workingPath);
-    report(job, ErrorReport(1139, accessDeniedText()).attribute(u"FILE", workingPath));
+    report(job, ErrorReport(1139, accessDeniedText()).attribute(u"FILE", toForwardSlashes(workingPath)));
     return false;
   }
 
@@ -186,8 +186,9 @@ bool HttpUpdateZipDownloader::download(const UpdateDownloadJob& job, ProgressObs
     }
     writeLog(u"File downloaded OK but fail to rename it! File will be removed!" + workingPath);
     removeWithXml(workingPath);
-    report(job,
-           ErrorReport(1145, accessDeniedText()).state(statConnectionLost).attribute(u"FILE", workingPath));
+    report(job, ErrorReport(1145, accessDeniedText())
+                    .state(statConnectionLost)
+                    .attribute(u"FILE", toForwardSlashes(workingPath)));
     return false;
   }
   if (checkSize(workingPath, job.fileSize)) {
@@ -281,7 +282,7 @@ void HttpUpdateZipDownloader::append(const UpdateDownloadJob& job, std::string_v
 void HttpUpdateZipDownloader::failOnDisk(const UpdateDownloadJob& job, const WideText& workingPath) const {
   writeLog(u"Fail to write on disk! File: " + workingPath);
   report(job, ErrorReport(1133, u"An error occurred when trying to write the content downloaded.")
-                  .attribute(u"FILE", workingPath)
+                  .attribute(u"FILE", toForwardSlashes(workingPath))
                   .size(job.fileSize)
                   .pathAndDrive(userTempFolder));
   writeLog(u"Abort triggered!");

@@ -361,7 +361,7 @@ TEST_F(HttpUpdateZipDownloaderTest, ACompleteWorkingFileThatCannotBeRenamedIs113
   makeFolder(finalPath + u"/in the way");
   EXPECT_FALSE(download());
   auto attributes = packageAttributes(u"1139", u"0");
-  attributes[u"FILE"] = workingPath;
+  attributes[u"FILE"] = toForwardSlashes(workingPath);
   expectReport(7, {u"100", toWide(std::generic_category().message(5))}, attributes);
   EXPECT_FALSE(fileExists(workingPath));
   EXPECT_FALSE(fileExists(companionPath));
@@ -600,7 +600,7 @@ TEST_F(HttpUpdateZipDownloaderTest, ADownloadThatCannotBeRenamedIs1145) {
   makeFolder(finalPath + u"/in the way");
   EXPECT_FALSE(download());
   auto attributes = packageAttributes(u"1145", u"300000");
-  attributes[u"FILE"] = workingPath;
+  attributes[u"FILE"] = toForwardSlashes(workingPath);
   expectReport(16, {u"100", toWide(std::generic_category().message(5))}, attributes);
   EXPECT_FALSE(fileExists(workingPath));
   EXPECT_FALSE(fileExists(companionPath));
@@ -807,7 +807,7 @@ TEST_F(HttpUpdateZipDownloaderTest, AFailedWriteIs1133AndEndsTheProcessWith1) {
   }
   EXPECT_EQ(exitValue, 1);
   auto attributes = packageAttributes(u"1133", u"0");
-  attributes[u"FILE"] = workingPath;
+  attributes[u"FILE"] = toForwardSlashes(workingPath);
   attributes[u"PATH_SIZE"] = u"0.29";
   attributes[u"UNIT"] = u"MB";
   attributes[u"PATH"] = userTempFolder;
@@ -826,7 +826,7 @@ TEST_F(HttpUpdateZipDownloaderTest, AFullDiskIs1133AndEndsTheProcessWith1) {
   const SavedStatus saved = status();
   EXPECT_EQ(saved.state, 7);
   EXPECT_EQ(saved.exitCode(), u"1133");
-  EXPECT_EQ(saved.attributes.at(u"FILE"), workingPath);
+  EXPECT_EQ(saved.attributes.at(u"FILE"), toForwardSlashes(workingPath));
   EXPECT_EQ(saved.attributes.at(u"PATH_SIZE"), u"2.86");
   EXPECT_EQ(saved.attributes.at(u"PATH"), userTempFolder);
   EXPECT_GT(textToInt64(saved.attributes.at(u"downloadPackageOffset")), 131'071);
