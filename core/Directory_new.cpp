@@ -120,7 +120,9 @@ bool Directory_new::folderObjects(std::vector<std::shared_ptr<Directory_new>>& o
 
 void Directory_new::remove() {
   if (!exists()) return;
-  if (!removeTree(path_)) writeLog(u"DIRECTORY: exception when remove directory " + path_);
+  ErrorCode error;
+  const bool removed = disk().isLink(path_, error) ? disk().removeFile(path_, error) : removeTree(path_);
+  if (!removed) writeLog(u"DIRECTORY: exception when remove directory " + path_);
 }
 
 bool Directory_new::walk(std::vector<WideText>& paths, bool recursive, EntryKind wanted) const {

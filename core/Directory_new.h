@@ -38,7 +38,8 @@ class Directory_new {
   bool folders(std::vector<WideText>& paths, bool recursive) const;
   bool folderObjects(std::vector<std::shared_ptr<Directory_new>>& objects, bool recursive) const;
 
-  // Removes the folder with everything in it; a symbolic link inside is removed, not followed.
+  // Removes the folder with everything in it. A symbolic link, be it the folder itself or inside, is removed,
+  // not followed.
   void remove();
 
  private:

@@ -203,6 +203,14 @@ TEST_F(Directory_newTest, RemovingTakesReadOnlyFilesAtAnyDepth) {
   EXPECT_TRUE(logLines().empty());
 }
 
+TEST_F(Directory_newTest, RemovingALinkToAFolderLeavesWhatItLeadsTo) {
+  writeFile(path(u"outside/keep"), "user's");
+  fs::create_directory_symlink(folder.native() / "outside", folder.native() / "link");
+  Directory_new(path(u"link")).remove();
+  EXPECT_FALSE(fs::is_symlink(folder.native() / "link"));
+  EXPECT_EQ(readFile(path(u"outside/keep")), "user's");
+}
+
 TEST_F(Directory_newTest, RemovingAFileAsAFolderDoesNothing) {
   writeFile(path_, "kept");
   Directory_new(path_).remove();
