@@ -66,11 +66,10 @@ class UpdatesCleanerTest : public JobTest {
   void add(const WideText& name, const WideText& location, const std::vector<WideText>& files,
            const std::vector<UpdateXmlEntry>& entries = {}) {
     Update update;
-    update.info.company = u"c";
     update.info.name = name;
     update.info.installLocation = location;
-    for (const WideText& client : files) update.files.push_back({client, 0});
     update.xmlEntries = entries;
+    for (const WideText& client : files) update.files.push_back({client, 0});
     updates_->addUpdate(update);
   }
   void addSoftware(const WideText& name, const std::vector<WideText>& files,

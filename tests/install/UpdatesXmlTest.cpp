@@ -268,10 +268,10 @@ TEST_F(UpdatesXmlTest, ATextThatIsNotUtf8Throws) {
 
 TEST_F(UpdatesXmlTest, FilesThatAPackageDeletesAreNotWritten) {
   Update update = makeUpdate(u"c", u"n");
-  for (std::int32_t flag = -1; flag <= 9; ++flag) update.files.push_back({u"f" + numberText(flag), flag});
+  for (std::int32_t flag = -1; flag <= 9; ++flag) update.files.push_back({numberText(flag), flag});
   EXPECT_THAT(stored(update).files,
-              ElementsAre(UpdateFile{u"f-1"}, UpdateFile{u"f0"}, UpdateFile{u"f1"}, UpdateFile{u"f2"},
-                          UpdateFile{u"f3"}, UpdateFile{u"f5"}, UpdateFile{u"f9"}));
+              ElementsAre(UpdateFile{u"-1"}, UpdateFile{u"0"}, UpdateFile{u"1"}, UpdateFile{u"2"},
+                          UpdateFile{u"3"}, UpdateFile{u"5"}, UpdateFile{u"9"}));
 }
 
 TEST_F(UpdatesXmlTest, EntriesThatAppendOrSetAValueAreNotWritten) {
@@ -551,16 +551,23 @@ TEST_F(UpdatesXmlTest, TextsOfAllKindsComeBackAsTheyWere) {
 TEST_F(UpdatesXmlTest, TenThousandUpdatesAreReplacedFoundAndRemoved) {
   constexpr int count = 10'000;
   UpdatesXml updates(&file_);
-  for (const WideView version : {u"1", u"2"}) {
-    for (int number = 0; number < count; ++number)
-      updates.addUpdate(makeUpdate(u"c", u"n" + numberText(number), WideText(version), 1));
+  Update update = makeUpdate(u"company", u"name", u"1", 1);
+  const auto name = [&update](int number) -> const UpdateInfo& {
+    update.info.name = numberText(number);
+    return update.info;
+  };
+  for (const bool second : {false, true}) {
+    if (second) update.info.version = u"2";
+    for (int number = 0; number < count; ++number) {
+      name(number);
+      updates.addUpdate(update);
+    }
   }
-  for (int number = 0; number < count; number += 2)
-    EXPECT_TRUE(updates.removeByCompanyAndName(query(u"c", u"n" + numberText(number))));
+  for (int number = 0; number < count; number += 2) EXPECT_TRUE(updates.removeByCompanyAndName(name(number)));
   EXPECT_TRUE(updates.save());
   const std::vector<Update> found = reload();
   ASSERT_EQ(found.size(), count / 2U);
-  EXPECT_EQ(found.back().info.name, u"n9999");
+  EXPECT_EQ(found.back().info.name, u"9999");
   EXPECT_EQ(found.back().info.version, u"2");
 }
 
