@@ -1,7 +1,11 @@
 #include <algorithm>
 
+#include "app/ProcessEntry.h"
 #include "core/Base64.h"
+#include "platform/ForwardingFileSystem.h"
+#include "platform/Machine.h"
 #include "tests/jobs/ProgramTest.h"
+#include "tests/support/FakeClock.h"
 #include "tests/support/NginxServer.h"
 #include "tests/support/ScriptedServer.h"
 
@@ -61,6 +65,60 @@ TEST_F(InstallPackageJobTest, EveryStatusThatIsSeenIsWhole) {
     place = std::find(place, order.end(), state);
     ASSERT_NE(place, order.end()) << "state " << state;
   }
+}
+
+// Keeps a copy of each status document at the moment when it gets its name.
+class StatusKeeper : public platform::ForwardingFileSystem {
+ public:
+  StatusKeeper(platform::FileSystem& target, const JobProcess& job)
+      : ForwardingFileSystem(target), job_(job) {}
+
+  bool rename(const WideText& from, const WideText& to, platform::ErrorCode& error) override {
+    const bool renamed = target().rename(from, to, error);
+    if (renamed && to.ends_with(u"ud_jobs_tests.xml"))
+      job_.write("kept.xml", (job_.exists("kept.xml") ? job_.read("kept.xml") : "") +
+                                 job_.read("tmp/ZELMORATevra_tmp/ud_jobs_tests.xml"));
+    return renamed;
+  }
+
+ private:
+  const JobProcess& job_;
+};
+
+TEST_F(InstallPackageJobTest, EachStatusOfAGoodJobIsRightByteForByte) {
+  job.simulatesMachine = false;
+  const JobResult result = job.runInside(CommandDocument::installPackage(job.path("flash"), job.path("card"))
+                                             .localInstall()
+                                             .package(localSpringPackage())
+                                             .text(),
+                                         [this](int argc, const char* const* argv) {
+                                           platform::Machine machine = platform::nativeMachine();
+                                           StatusKeeper files(*machine.files, job);
+                                           FakeClock clock;
+                                           machine.files = &files;
+                                           machine.clock = &clock;
+                                           const platform::ScopedMachine scope(machine);
+                                           return runProcess(argc, argv);
+                                         });
+  EXPECT_EQ(result.exitValue, 0);
+  const std::string start = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<jobs_tests>\n";
+  const std::string end = "</jobs_tests>\n";
+  std::string root = job.path("flash");
+  std::replace(root.begin(), root.end(), '/', '\\');
+  // The clock stands still, so that of the placement only the first snapshot is due.
+  EXPECT_EQ(job.read("kept.xml"), start + "    <stat>0</stat>\n    <exitCode>1057</exitCode>\n" + end +  //
+                                      start +
+                                      "    <stat>3</stat>\n"
+                                      "    <description0>6</description0>\n"
+                                      "    <description1>40000 / 640000</description1>\n"
+                                      "    <description2>6</description2>\n"
+                                      "    <description3>40000 / 640000</description3>\n"
+                                      "    <description4>apps/navigator.bin</description4>\n"
+                                      "    <description5>" +
+                                      root + "\\apps/navigator.bin</description5>\n" + end + start +
+                                      "    <stat>9</stat>\n    <exitCode>1010</exitCode>\n"
+                                      "    <executionTime>0</executionTime>\n" +
+                                      end);
 }
 
 TEST_F(InstallPackageJobTest, TheLogTellsTheJobInOrder) {
