@@ -19,9 +19,8 @@ struct ContentEntry {
   WideText url;  // with a local installation the path of the zip
   WideText name;
   WideText description;
-  WideText installText;  // the unpacked install description
   WideText id;
-  std::shared_ptr<InstallXml> installXml;  // the same, parsed; null where the command carries none
+  std::shared_ptr<InstallXml> installXml;  // the install description; null where the command carries none
 };
 
 // One command of a job, with the same fields for all commands; each uses its subset.

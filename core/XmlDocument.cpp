@@ -1,6 +1,7 @@
 #include "core/XmlDocument.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "core/File_platformIndependent.h"
 #include "core/Text.h"
@@ -40,12 +41,12 @@ void unifyLineEnds(std::string& text) {
 
 }  // namespace
 
-bool parseXml(std::string_view text, TiXmlDocument& document) {
+bool parseXml(std::string text, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
-  const std::string terminated(text.substr(0, text.find('\0')));
-  if (!isWithinXmlBounds(terminated, maximalXmlDepth, maximalXmlAttributes)) return false;
-  document.Parse(terminated.c_str(), nullptr, TIXML_ENCODING_UTF8);
+  text.resize(std::min(text.find('\0'), text.size()));
+  if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes)) return false;
+  document.Parse(text.c_str(), nullptr, TIXML_ENCODING_UTF8);
   if (!document.Error()) return true;
   document.Clear();
   return false;
@@ -56,7 +57,7 @@ bool loadXml(const WideText& path, TiXmlDocument& document) {
   std::string text;
   if (!readWholeFile(path, text)) return false;
   unifyLineEnds(text);
-  return parseXml(text, document);
+  return parseXml(std::move(text), document);
 }
 
 std::string printXml(const TiXmlNode& node) {

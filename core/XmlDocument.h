@@ -19,7 +19,7 @@ constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 
 // Parses UTF-8 text. False if it isn't well-formed, has no node, or is beyond the bounds; the document is
 // then to be taken for empty.
-[[nodiscard]] bool parseXml(std::string_view text, TiXmlDocument& document);
+[[nodiscard]] bool parseXml(std::string text, TiXmlDocument& document);
 // The same for the file at the path, with its line ends made line feeds. False also if it can't be read.
 [[nodiscard]] bool loadXml(const WideText& path, TiXmlDocument& document);
 

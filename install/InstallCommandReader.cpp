@@ -67,9 +67,8 @@ std::optional<WideText> unpackDescription(const std::string& encoded) {
   return toWideIfValid(text);
 }
 
-bool readDescription(const CommandRecord& record, ContentEntry& entry) {
-  const WideText encoded = entry.installText;
-  const std::optional<WideText> text = unpackDescription(toUtf8(encoded));
+bool readDescription(const CommandRecord& record, const WideText& encoded, ContentEntry& entry) {
+  std::optional<WideText> text = unpackDescription(toUtf8(encoded));
   if (!text) {
     writeLog(entry.name);
     if (BackendLogger::instance().isActive()) writeLog(u"Encoded install xml: " + encoded);
@@ -77,11 +76,10 @@ bool readDescription(const CommandRecord& record, ContentEntry& entry) {
     return false;
   }
   if (BackendLogger::instance().isActive()) writeLog(entry.name + u": " + encoded);
-  entry.installText = *text;
   auto description = std::make_shared<InstallXml>();
-  if (description->load(*text) != 0) return false;
+  if (description->load(std::move(*text)) != 0) return false;
   if (description->needsMemoryCard() && record.secondDriveLetter.empty()) {
-    if (BackendLogger::instance().isActive()) writeLog(u"Install xml string: " + *text);
+    if (BackendLogger::instance().isActive()) writeLog(u"Install xml string: " + description->text());
     ErrorReport(
         1015,
         u"To install this content to your ZELMORA device, a SD-Card is needed. Please insert a SD-Card.")
@@ -104,7 +102,7 @@ EntryResult readContent(const TiXmlElement& content, const PackageRules& rules, 
     entry.url = plainValue(content, "/content/url");
     entry.name = plainValue(content, "/content/name");
     entry.description = plainValue(content, "/content/description");
-    entry.installText = plainValue(content, "/content/installXML");
+    const WideText encoded = plainValue(content, "/content/installXML");
     entry.id = plainValue(content, "/content/id");
 
     if (record.localInstall) {
@@ -115,8 +113,8 @@ EntryResult readContent(const TiXmlElement& content, const PackageRules& rules, 
       }
       entry.url = *zip;
     }
-    const bool unpack = rules.hasDescription() && !(rules.checksSize && entry.installText.empty());
-    if (unpack && !readDescription(record, entry)) return EntryResult::failed;
+    const bool unpack = rules.hasDescription() && !(rules.checksSize && encoded.empty());
+    if (unpack && !readDescription(record, encoded, entry)) return EntryResult::failed;
   }
 
   const bool anyEmpty =

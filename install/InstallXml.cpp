@@ -75,10 +75,10 @@ std::optional<InstallXmlEntry> readXmlEntry(const TiXmlElement& element) {
 
 }  // namespace
 
-int InstallXml::load(const WideText& description) {
+int InstallXml::load(WideText description) {
   if (description.empty()) return -1;
   InstallXml loaded;
-  loaded.text_ = description;
+  loaded.text_ = std::move(description);
   loaded.valid_ = loaded.parse();
   *this = std::move(loaded);
   return valid_ ? 0 : -1;

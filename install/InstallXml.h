@@ -62,7 +62,7 @@ class InstallXml {
  public:
   // 0 for success. -1 for an empty text without a report, and for a bad one with a report. Throws the UTF-8
   // library's exception if the text isn't valid.
-  int load(const WideText& description);
+  int load(WideText description);
 
   [[nodiscard]] bool isValid() const { return valid_; }
   [[nodiscard]] const WideText& text() const { return text_; }

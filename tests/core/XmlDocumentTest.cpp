@@ -124,7 +124,7 @@ TEST_F(XmlDocumentTest, AFaultBeforeDoesNotHinderTheNextText) {
 }
 
 TEST_F(XmlDocumentTest, TheTextEndsAtItsFirstNul) {
-  EXPECT_TRUE(parseXml(std::string_view("<a/>\0<b>", 8), document_));
+  EXPECT_TRUE(parseXml(std::string("<a/>\0<b>", 8), document_));
   EXPECT_EQ(document_.RootElement()->NextSiblingElement(), nullptr);
 }
 

@@ -98,8 +98,8 @@ TEST_F(InstallCommandReaderTest, ReadsEveryValueOfAPackage) {
   EXPECT_EQ(package.name, u"Maps");
   EXPECT_EQ(package.description, u"Text");
   EXPECT_EQ(package.id, u"7");
-  EXPECT_EQ(package.installText, toWide(softwareDescription));
   ASSERT_NE(package.installXml, nullptr);
+  EXPECT_EQ(package.installXml->text(), toWide(softwareDescription));
   EXPECT_TRUE(package.installXml->isValid());
   EXPECT_EQ(status().state, -100) << "a good command leaves no status";
 }
