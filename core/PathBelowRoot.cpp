@@ -15,6 +15,12 @@ bool isLink(const WideText& path) {
   return platform::machine().files->isLink(path, error);
 }
 
+// A path of which nothing can be learned isn't missing: whoever asks next tells of it.
+bool isMissing(const WideText& path) {
+  platform::ErrorCode error;
+  return platform::machine().files->kind(path, error) == platform::EntryKind::missing && !error;
+}
+
 bool isAsciiLetter(char16_t unit) {
   return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
 }
@@ -34,15 +40,26 @@ bool staysBelowRoot(WideView path) {
 PathBelowRoot::PathBelowRoot(WideText root) : root_(std::move(root)) {}
 
 std::optional<WideText> PathBelowRoot::join(const WideText& relativePath) {
+  std::optional<WideText> path = joinInFolder(relativePath);
+  if (path && isLink(*path)) path.reset();
+  return path;
+}
+
+std::optional<WideText> PathBelowRoot::joinExisting(const WideText& relativePath) {
+  std::optional<WideText> path = joinInFolder(relativePath);
+  if (path && (isMissing(*path) || isLink(*path))) path.reset();
+  return path;
+}
+
+std::optional<WideText> PathBelowRoot::joinInFolder(const WideText& relativePath) {
   if (root_.empty() || !staysBelowRoot(relativePath)) return std::nullopt;
   const WideText folder = parentFolder(relativePath);
   if (lastFolder_ != folder) {
     lastFolderIsPlain_ = folderHasNoLink(folder);
     lastFolder_ = folder;
   }
-  WideText path = root_ + u'\\' + relativePath;
-  if (!lastFolderIsPlain_ || isLink(path)) return std::nullopt;
-  return path;
+  if (!lastFolderIsPlain_) return std::nullopt;
+  return root_ + u'\\' + relativePath;
 }
 
 bool PathBelowRoot::folderHasNoLink(const WideText& folder) {

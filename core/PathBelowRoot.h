@@ -22,8 +22,13 @@ class PathBelowRoot {
   [[nodiscard]] const WideText& root() const { return root_; }
   // root, "\", relative path; nothing if that would leave the root.
   [[nodiscard]] std::optional<WideText> join(const WideText& relativePath);
+  // The same for what is there: nothing also for a path at which there is nothing, which costs one look then
+  // and not two.
+  [[nodiscard]] std::optional<WideText> joinExisting(const WideText& relativePath);
 
  private:
+  // What `join` gives, without regard to a link at the path itself.
+  [[nodiscard]] std::optional<WideText> joinInFolder(const WideText& relativePath);
   [[nodiscard]] bool folderHasNoLink(const WideText& relativeFolder);
 
   WideText root_;

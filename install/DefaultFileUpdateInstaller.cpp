@@ -35,12 +35,14 @@ void removeFolderIfEmpty(const std::optional<WideText>& path) {
   if (folder.isEmpty()) folder.remove();
 }
 
-// False if the file is to be passed over.
+// Whatever lies on the storages.
+bool isAlwaysPlaced(const InstallFile& file) {
+  return file.updateFlag == installFile || file.updateFlag == installFileToo;
+}
+
+// For the other flags. False if the file is to be passed over.
 bool isToBePlaced(const InstallFile& file, const Places& places) {
   switch (file.updateFlag) {
-    case installFile:
-    case installFileToo:
-      return true;
     case installFileIfMissing:
       return !places.isOnTarget();
     case replaceFileIfPresent: {
@@ -82,8 +84,9 @@ bool DefaultFileUpdateInstaller::install(const InstallUpdate& update, const Wide
   PathBelowRoot target(targetRoot);
   PathBelowRoot other(otherRoot);
   for (const InstallFile& file : update.files) {
-    const Places places{target.join(file.client), other.join(file.client)};
-    if (isToBePlaced(file, places) && !place(file, zipPath, targetRoot, observer)) return false;
+    const bool wanted =
+        isAlwaysPlaced(file) || isToBePlaced(file, {target.join(file.client), other.join(file.client)});
+    if (wanted && !place(file, zipPath, targetRoot, observer)) return false;
   }
   return true;
 }

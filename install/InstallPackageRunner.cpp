@@ -287,7 +287,7 @@ void InstallPackageRunner::removeReplacedFiles() const {
           file.updateFlag != deleteFile)
         continue;
       for (PathBelowRoot* root : {&primary, &secondary})
-        if (const auto path = root->join(file.client)) File_platformIndependent(*path).remove();
+        if (const auto path = root->joinExisting(file.client)) File_platformIndependent(*path).remove();
     }
   }
 }

@@ -130,7 +130,7 @@ WideText UpdateZipExtractor::extractFile(const WideText& zipPath, const WideText
       !staysBelowRoot(destinationRelativePath) || isSamePath(destination, zipPath))
     return failInformation();
 
-  const bool zipExists = File_platformIndependent(zipPath).exists();
+  const bool zipExists = isOpen(zipPath) || File_platformIndependent(zipPath).exists();
   if (!zipExists && !Directory_new(folderOf(zipPath)).exists()) return fail(1114, noAccess(zipPath));
   const Opening opening = zipExists ? openArchive(zipPath) : Opening::notAccessible;
   if (opening == Opening::notAccessible) return fail(1235, noAccess(zipPath));
@@ -275,8 +275,12 @@ int UpdateZipExtractor::unpackFirstEntryInMemory(const void* bytes, std::size_t 
   return result;
 }
 
+bool UpdateZipExtractor::isOpen(const WideText& zipPath) const {
+  return archive_ != nullptr && archivePath_ == zipPath;
+}
+
 UpdateZipExtractor::Opening UpdateZipExtractor::openArchive(const WideText& zipPath) {
-  if (archive_ != nullptr && archivePath_ == zipPath) return Opening::done;
+  if (isOpen(zipPath)) return Opening::done;
   closeArchive();
   auto source = std::make_unique<ZipFileSource>(zipPath);
   if (!source->open()) return Opening::notAccessible;

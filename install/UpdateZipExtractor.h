@@ -47,6 +47,7 @@ class UpdateZipExtractor {
     bool deviceLost = false;
   };
 
+  [[nodiscard]] bool isOpen(const WideText& zipPath) const;
   // Opens the zip unless it is the one that stands open.
   [[nodiscard]] Opening openArchive(const WideText& zipPath);
   void closeArchive();

@@ -65,6 +65,18 @@ TEST_F(PathBelowRootTest, ASymbolicLinkBelowTheRootIsNeverFollowed) {
   EXPECT_EQ(below.join(u"a/b/file"), root_ + u"\\a/b/file");
 }
 
+TEST_F(PathBelowRootTest, OnlyWhatIsThereIsJoinedAsExisting) {
+  writeFile(root_ + u"/a/file", "content");
+  fs::create_symlink(folder.native() / "device/a/file", folder.native() / "device/a/link");
+  fs::create_symlink(folder.native() / "nowhere", folder.native() / "device/a/broken");
+  PathBelowRoot below(root_);
+  EXPECT_EQ(below.joinExisting(u"a/file"), root_ + u"\\a/file");
+  EXPECT_EQ(below.joinExisting(u"a/b"), root_ + u"\\a/b");
+  for (const WideView each :
+       {u"a/missing", u"a/missing/file", u"a/link", u"a/broken", u"../device/a/file", u""})
+    EXPECT_EQ(below.joinExisting(WideText(each)), std::nullopt) << toUtf8(each);
+}
+
 TEST_F(PathBelowRootTest, TheRootItselfMayBeALink) {
   fs::create_directory_symlink(folder.native() / "device", folder.native() / "mount");
   PathBelowRoot below(path(u"mount"));
