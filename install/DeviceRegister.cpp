@@ -1,7 +1,5 @@
 #include "install/DeviceRegister.h"
 
-#include <bit>
-
 namespace ZelmoraTevra {
 
 DeviceRegister::DeviceRegister(const WideText& primaryRoot)
@@ -13,7 +11,9 @@ DeviceRegister::~DeviceRegister() {
 
 bool DeviceRegister::record(const Update& update) {
   updates_.addUpdate(update);
-  return !std::has_single_bit(++recorded_) || updates_.save();
+  if (++recorded_ < recordedAtNextSave_) return true;
+  recordedAtNextSave_ = recorded_ + updates_.count();
+  return updates_.save();
 }
 
 bool DeviceRegister::close() {

@@ -18,9 +18,9 @@ class DeviceRegister {
   [[nodiscard]] bool isUsable() const { return file_.isUsable(); }
   [[nodiscard]] UpdatesXml& updates() { return updates_; }
 
-  // Records an update. The working copy is written after the 1st, 2nd, 4th, 8th update and so on: a disk that
-  // takes no write shows at once, and many updates cost in proportion to their number. False if a write
-  // failed.
+  // Records an update. The working copy is written after the first one, and each time when as many have come
+  // as were in it: a disk that takes no write shows at once, and many updates cost in proportion to their
+  // number. False if a write failed.
   [[nodiscard]] bool record(const Update& update);
   // Writes what isn't written yet to the working copy.
   [[nodiscard]] bool save() { return updates_.save(); }
@@ -31,6 +31,7 @@ class DeviceRegister {
   ClientUpdatesXmlFile file_;
   UpdatesXml updates_;
   std::size_t recorded_ = 0;
+  std::size_t recordedAtNextSave_ = 1;
   AtProcessEnd atProcessEnd_;
 };
 

@@ -74,6 +74,8 @@ class UpdatesXml {
   // Removes those that are equal in everything that the register holds but the install location.
   bool removeUpdate(const Update& update);
   bool removeByCompanyAndName(const UpdateInfo& info);
+  // How many there are, removed ones included until the next reading: what a `save` costs.
+  [[nodiscard]] std::size_t count() const { return updates_.size(); }
   // A copy, in the order of the register.
   [[nodiscard]] std::vector<Update> getUpdates() const;
   // Puts a list in the place of all updates.
