@@ -65,11 +65,15 @@ bool hasName(const std::string& process, std::string_view name) {
 bool LinuxProcesses::isRunning(const WideText& executableName) {
   const std::string name = toNativeText(executableName);
   if (name.empty()) return false;
+  if (!found_.empty() && hasName(found_, name)) return true;
   const std::unique_ptr<DIR, CloseFolder> processes(::opendir("/proc"));
   if (processes == nullptr) return false;
   while (const dirent* const entry = ::readdir(processes.get())) {
-    if (isProcessNumber(entry->d_name) && hasName(std::string("/proc/") + entry->d_name, name)) return true;
+    if (!isProcessNumber(entry->d_name)) continue;
+    found_ = std::string("/proc/") + entry->d_name;
+    if (hasName(found_, name)) return true;
   }
+  found_.clear();
   return false;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "platform/Processes.h"
 
 namespace ZelmoraTevra::platform {
@@ -14,6 +16,10 @@ class LinuxProcesses : public Processes {
   // One line on standard error.
   void showErrorBox(const WideText& caption, const WideText& text) override;
   [[noreturn]] void end(int exitValue) override;
+
+ private:
+  // The process that was found last: asked first the next time, it saves the look at all others.
+  std::string found_;
 };
 
 }  // namespace ZelmoraTevra::platform
