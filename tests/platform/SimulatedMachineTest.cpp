@@ -264,7 +264,9 @@ TEST_F(SimulatedMachineTest, aFileBeyondAllBoundsIsRefused) {
     wide.append(" a").append(std::to_string(number)).append("=\"\"");
   open(wide + "/>");
   expectRefused();
-  open("<machine>" + std::string(2 * 1024 * 1024, ' ') + "</machine>");
+  std::string document = "<machine>";
+  document.append(2 * 1024 * 1024, ' ');
+  open(document + "</machine>");
   expectRefused();
 }
 
