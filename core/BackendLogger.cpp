@@ -45,10 +45,10 @@ class BackendLogger::LogFile {
 
   // Takes over an earlier run's log. False if there is none that can be continued.
   bool continueExisting() {
-    TiXmlDocument document;
-    if (!loadXml(path_, document) || document.RootElement() == nullptr) return false;
-    earlier_ = std::make_unique<TiXmlDocument>(document);
-    return true;
+    earlier_ = std::make_unique<TiXmlDocument>();
+    if (loadXml(path_, *earlier_) && earlier_->RootElement() != nullptr) return true;
+    earlier_.reset();
+    return false;
   }
 
   bool startNew() {
@@ -56,13 +56,13 @@ class BackendLogger::LogFile {
     TiXmlDocument document = newXmlDocument("UTF-8");
     TiXmlElement& root = addElement(document, name.empty() ? std::string("TevraCLI") : toUtf8(name));
     root.InsertEndChild(lineElement(u"Backend log file start!"));
-    return writeWhole(document);
+    return writeWhole(document, path_);
   }
 
   void append(WideView line) {
     if (earlier_ != nullptr) {
       earlier_->RootElement()->InsertEndChild(lineElement(line));
-      if (writeWhole(*earlier_)) earlier_.reset();
+      replaceByWhole(*earlier_);
       return;
     }
     const std::string text = "    " + printXml(lineElement(line)) + tail_;
@@ -75,10 +75,20 @@ class BackendLogger::LogFile {
   }
 
  private:
-  bool writeWhole(const TiXmlDocument& document) {
+  // The earlier log stays whole until the continued one is.
+  void replaceByWhole(const TiXmlDocument& document) {
+    const WideText beside = path_ + u"_tevra_new";
+    ErrorCode error;
+    if (writeWhole(document, beside) && platform::machine().files->rename(beside, path_, error))
+      earlier_.reset();
+    else
+      platform::machine().files->removeFile(beside, error);
+  }
+
+  bool writeWhole(const TiXmlDocument& document, const WideText& path) {
     const std::string text = printXml(document);
     ErrorCode error;
-    handle_ = platform::machine().files->open(path_, platform::OpenMode::truncate, error);
+    handle_ = platform::machine().files->open(path, platform::OpenMode::truncate, error);
     if (!handle_ || !handle_->write(text.data(), text.size(), error)) return false;
 
     tail_ = "</" + document.RootElement()->ValueStr() + ">\n";
@@ -115,6 +125,8 @@ void BackendLogger::destroy() {
 BackendLogger::BackendLogger(const WideText& path) {
   ErrorCode error;
   if (path.empty() || platform::machine().files->kind(path, error) != platform::EntryKind::file) return;
+  // A log too large to be read is nobody's to begin anew.
+  if (platform::machine().files->fileSize(path, error) > maximalXmlFileBytes) return;
   file_ = std::make_unique<LogFile>(path);
   active_ = file_->continueExisting() || file_->startNew();
 }

@@ -1,6 +1,5 @@
 #include "core/CommandSequence.h"
 
-#include <cstring>
 #include <utility>
 
 #include "core/BackendLogger.h"
@@ -9,6 +8,7 @@
 #include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
+#include "core/PathBelowRoot.h"
 #include "core/SharedTextBlock.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
@@ -18,8 +18,10 @@ namespace ZelmoraTevra {
 CommandSequence::CommandSequence(const CommandTable& table) : table_(table) {}
 
 CommandSequence::~CommandSequence() {
-  if (!indicatorContent_ || commands_.empty() || commands_.front().storageCardDriveLetter.empty()) return;
-  File_platformIndependent(indicatorPath()).remove();
+  if (!indicatorContent_ || commands_.empty()) return;
+  const std::optional<WideText> path = indicatorPath();
+  if (!path) return;
+  File_platformIndependent(*path).remove();
   writeLog(u"Deleted indicator file!");
 }
 
@@ -103,15 +105,17 @@ void CommandSequence::createIndicatorFile(const TiXmlElement& element) {
 
   // Without a main storage there is no device to mark, and the device's root folder is never made here.
   if (!Directory_new(commands_.front().storageCardDriveLetter).exists()) return;
-  File_platformIndependent indicator(indicatorPath());
+  const std::optional<WideText> path = indicatorPath();
+  if (!path) return;
+  File_platformIndependent indicator(*path);
   if (!indicator.create()) return;
   indicator.write(indicatorContent_->data(), indicatorContent_->size());
   indicator.close();
   writeLog(u"Created indicator file for: " + commands_.front().commandName);
 }
 
-WideText CommandSequence::indicatorPath() const {
-  return commands_.front().storageCardDriveLetter + u"/tevra-action.xml";
+std::optional<WideText> CommandSequence::indicatorPath() const {
+  return PathBelowRoot(commands_.front().storageCardDriveLetter).join(u"tevra-action.xml");
 }
 
 bool prepareFolders(const WideText& tempFolder, const WideText& backupFolder, bool movesFolder) {
@@ -145,7 +149,7 @@ bool prepareFolders(const WideText& tempFolder, const WideText& backupFolder, bo
         .save();
     return false;
   }
-  Directory_new probe(backupFolder + u"\\Tevra_131284_tmp");
+  Directory_new probe(backupFolder + u'\\' + WideText(writeProbeName));
   if (!probe.create() && !movesFolder) {
     ErrorReport(1004, u"The folder for the new backup is write protected!").pathAndDrive(backupFolder).save();
     return false;

@@ -16,7 +16,7 @@ class CommandSequence {
  public:
   // The table must outlive the sequence.
   explicit CommandSequence(const CommandTable& table);
-  // Removes the indicator file, if the job made one.
+  // Removes the indicator file, if the job was asked to make one.
   ~CommandSequence();
   CommandSequence(const CommandSequence&) = delete;
   CommandSequence& operator=(const CommandSequence&) = delete;
@@ -37,7 +37,8 @@ class CommandSequence {
   [[nodiscard]] bool readCommandParameters(const TiXmlElement& element, const WideText& name);
   [[nodiscard]] bool runCommand(std::size_t index);
   void createIndicatorFile(const TiXmlElement& element);
-  [[nodiscard]] WideText indicatorPath() const;
+  // Nothing without a main storage, and where a link on the device would lead out of it.
+  [[nodiscard]] std::optional<WideText> indicatorPath() const;
 
   const CommandTable& table_;
   std::shared_ptr<TiXmlDocument> document_;

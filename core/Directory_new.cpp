@@ -15,8 +15,6 @@ using platform::EntryKind;
 using platform::ErrorCode;
 using platform::FolderEntry;
 
-constexpr WideView probeName = u"Tevra_131284_tmp";
-
 platform::FileSystem& disk() {
   return *platform::machine().files;
 }
@@ -85,7 +83,10 @@ std::int64_t Directory_new::freeSpace() const {
 
 bool Directory_new::isWriteProtected() {
   if (!exists()) return false;
-  File_platformIndependent probe(path_ + u'\\' + WideText(probeName), false);
+  File_platformIndependent probe(path_ + u'\\' + WideText(writeProbeName), false);
+  // What a device has under this name may be a link to a file of the user's.
+  ErrorCode error;
+  if (disk().isLink(probe.path(), error)) disk().removeFile(probe.path(), error);
   if (!probe.create()) return true;
   probe.close();
   probe.remove();
@@ -95,7 +96,9 @@ bool Directory_new::isWriteProtected() {
 bool Directory_new::isEmpty() const {
   if (!exists()) return false;
   std::vector<WideText> paths;
-  return files(paths, true) && paths.empty();
+  if (walk(paths, true, EntryKind::file, true)) return paths.empty();
+  writeLog(u"DIRECTORY: exception when get files path " + path_);
+  return false;
 }
 
 bool Directory_new::files(std::vector<WideText>& paths, bool recursive) const {
@@ -118,6 +121,16 @@ bool Directory_new::folderObjects(std::vector<std::shared_ptr<Directory_new>>& o
   return complete;
 }
 
+bool Directory_new::syncVolume() const {
+  ErrorCode error;
+  return disk().syncVolume(path_, error);
+}
+
+bool Directory_new::isOnSameVolume(const WideText& folder) const {
+  ErrorCode error;
+  return disk().areOnSameVolume(path_, folder, error);
+}
+
 void Directory_new::remove() {
   if (!exists()) return;
   ErrorCode error;
@@ -125,7 +138,8 @@ void Directory_new::remove() {
   if (!removed) writeLog(u"DIRECTORY: exception when remove directory " + path_);
 }
 
-bool Directory_new::walk(std::vector<WideText>& paths, bool recursive, EntryKind wanted) const {
+bool Directory_new::walk(std::vector<WideText>& paths, bool recursive, EntryKind wanted,
+                         bool firstOnly) const {
   std::vector<WideText> pending{path_};
   bool complete = true;
   while (!pending.empty()) {
@@ -137,6 +151,7 @@ bool Directory_new::walk(std::vector<WideText>& paths, bool recursive, EntryKind
     for (const FolderEntry& entry : entries) {
       WideText path = folder + u'\\' + entry.name;
       if (entry.kind == wanted) paths.push_back(path);
+      if (firstOnly && !paths.empty()) return complete;
       if (recursive && entry.kind == EntryKind::folder) pending.push_back(std::move(path));
     }
   }

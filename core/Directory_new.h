@@ -8,6 +8,9 @@
 
 namespace ZelmoraTevra {
 
+// The entry that a test for writing makes in a folder and removes again.
+constexpr WideView writeProbeName = u"Tevra_131284_tmp";
+
 // One folder. No operation throws: a failure is a line in the log and the operation's failure value.
 class Directory_new {
  public:
@@ -28,6 +31,8 @@ class Directory_new {
   [[nodiscard]] std::int64_t freeSpace() const;
   // Whether a file could not be created in it, for whatever reason. False if the folder doesn't exist.
   [[nodiscard]] bool isWriteProtected();
+  // The test of a device: the folder exists and takes a file.
+  [[nodiscard]] bool takesWrites() { return exists() && !isWriteProtected(); }
   // True if no regular file is anywhere below; folders don't count. False if the folder doesn't exist.
   [[nodiscard]] bool isEmpty() const;
 
@@ -38,12 +43,19 @@ class Directory_new {
   bool folders(std::vector<WideText>& paths, bool recursive) const;
   bool folderObjects(std::vector<std::shared_ptr<Directory_new>>& objects, bool recursive) const;
 
+  // Returns when everything written to the folder's volume is on the medium.
+  [[nodiscard]] bool syncVolume() const;
+  // Whether another folder lies on the same volume.
+  [[nodiscard]] bool isOnSameVolume(const WideText& folder) const;
+
   // Removes the folder with everything in it. A symbolic link, be it the folder itself or inside, is removed,
   // not followed.
   void remove();
 
  private:
-  bool walk(std::vector<WideText>& paths, bool recursive, platform::EntryKind wanted) const;
+  // Stops behind the first entry found if that is all that is asked for.
+  bool walk(std::vector<WideText>& paths, bool recursive, platform::EntryKind wanted,
+            bool firstOnly = false) const;
 
   WideText path_;
 };

@@ -37,6 +37,16 @@ bool staysBelowRoot(WideView path) {
                      [](const WideText& name) { return !name.empty() && name != u"."; });
 }
 
+WideText comparablePath(WideView path) {
+  WideText comparable;
+  for (const WideText& name : split(toForwardSlashes(WideText(path)), u'/')) {
+    if (name.empty() || name == u".") continue;
+    if (!comparable.empty()) comparable += u'\\';
+    comparable += name;
+  }
+  return toUpperAscii(std::move(comparable));
+}
+
 PathBelowRoot::PathBelowRoot(WideText root) : root_(std::move(root)) {}
 
 std::optional<WideText> PathBelowRoot::join(const WideText& relativePath) {
@@ -68,6 +78,8 @@ bool PathBelowRoot::folderHasNoLink(const WideText& folder) {
     if (name.empty()) continue;
     path += u'\\' + name;
     if (isLink(path)) return false;
+    // Below a folder that isn't there is no link either, however long the path goes on.
+    if (isMissing(path)) return true;
   }
   return true;
 }

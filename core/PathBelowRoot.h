@@ -10,6 +10,10 @@ namespace ZelmoraTevra {
 // has no drive letter, no ".." and no NUL.
 [[nodiscard]] bool staysBelowRoot(WideView relativePath);
 
+// One spelling for all relative paths that name the same file on a device, where upper and lower case are the
+// same.
+[[nodiscard]] WideText comparablePath(WideView relativePath);
+
 // Joins a root folder and paths that come from a package or a device, which may be hostile. No path that it
 // gives leaves the root: neither by its text nor through a symbolic link that lies below the root. What has
 // been looked at is remembered for the folder of the last path, so that the files of one folder cost one

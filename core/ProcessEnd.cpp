@@ -17,12 +17,16 @@ std::vector<std::function<void()>>& actions() {
 
 }  // namespace
 
-void endProcess(int exitValue) {
+void runProcessEndActions() {
   while (!actions().empty()) {
     const std::function<void()> action = std::move(actions().back());
     actions().pop_back();
     action();
   }
+}
+
+void endProcess(int exitValue) {
+  runProcessEndActions();
   platform::machine().processes->end(exitValue);
   std::abort();  // never reached, but a compiler doesn't see that through a virtual call
 }

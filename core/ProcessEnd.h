@@ -8,6 +8,9 @@ namespace ZelmoraTevra {
 // been registered with AtProcessEnd is done first.
 [[noreturn]] void endProcess(int exitValue);
 
+// Does now what endProcess would do: for a last status that tells the user that the device may go.
+void runProcessEndActions();
+
 // For as long as it lives, `action` is part of endProcess. It must neither throw nor save a status.
 class AtProcessEnd {
  public:

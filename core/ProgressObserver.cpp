@@ -1,5 +1,6 @@
 #include "core/ProgressObserver.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -50,7 +51,8 @@ bool ProgressObserver::load(std::vector<ProgressEntry> entries) {
   entries_ = std::move(entries);
   speedSum_ = 0;
   overallTotal_ = 0;
-  for (const ProgressEntry& entry : entries_) overallTotal_ += entry.total;
+  for (const ProgressEntry& entry : entries_)
+    overallTotal_ += std::min(entry.total, UINT64_MAX - overallTotal_);
   ready_ = true;
   return true;
 }

@@ -77,6 +77,11 @@ void removeEntry(const WideText& path) {
   platform::machine().files->removeFile(path, ignored);
 }
 
+bool isLink(const WideText& path) {
+  platform::ErrorCode ignored;
+  return platform::machine().files->isLink(path, ignored);
+}
+
 bool syncFolderOf(const WideText& path) {
   platform::ErrorCode error;
   return platform::machine().files->syncFolder(parentFolder(path), error);
@@ -138,6 +143,7 @@ void recoverDeviceFile(const WideText& path) {
   const WideText target = toBackslashes(path);
   const WideText unfinished = unfinishedPath(target);
   const std::vector<WideText> setAside = setAsideFiles(target);
+  if (isLink(unfinished)) removeEntry(unfinished);
   const bool hasUnfinished = File_platformIndependent(unfinished).exists();
   if (setAside.empty() && !hasUnfinished) return;
 

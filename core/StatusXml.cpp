@@ -114,7 +114,7 @@ bool StatusXml::save() {
 
   TiXmlDocument document = buildDocument(exitReport);
   if (isRunning(state_)) {
-    const bool written = writeDocumentToFrontEnd(document, statusFilePath());
+    const bool written = writeDocumentToFrontEnd(document, statusFilePath(), false);
     clearCollected();
     return written;
   }
@@ -125,7 +125,7 @@ bool StatusXml::save() {
   addElement(*document.RootElement(), "executionTime", numberText(startTime_));
   if (exitReport) writeLog(u"Backend execution time: " + numberText(startTime_));
   for (int attempt = 0; attempt < terminalAttempts; ++attempt) {
-    if (writeDocumentToFrontEnd(document, statusFilePath())) {
+    if (writeDocumentToFrontEnd(document, statusFilePath(), true)) {
       clearCollected();
       return true;
     }
@@ -192,13 +192,17 @@ WideText StatusXml::pathInStatusFolder(WideView ending) const {
   return path;
 }
 
-bool writeDocumentToFrontEnd(const TiXmlDocument& document, const WideText& path) {
+bool writeDocumentToFrontEnd(const TiXmlDocument& document, const WideText& path, bool isLast) {
   if (commandsInSharedMemory) return writeDocumentToSharedMemory(document);
 
   File_platformIndependent beside(path + u".new");
-  if (saveXml(document, beside.path()) && beside.renameTo(path)) return true;
+  const bool written = saveXml(document, beside.path());
+  if (written && beside.renameTo(path)) return true;
+  const bool diskFull = !written && beside.exists();
   beside.remove();
-  return saveXml(document, path);
+  // On a full disk the old document is worth more than half of a new one, unless it is the last: that one may
+  // have the room of the old one.
+  return (!diskFull || isLast) && saveXml(document, path);
 }
 
 }  // namespace ZelmoraTevra

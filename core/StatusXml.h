@@ -39,7 +39,7 @@ enum Status : std::int32_t {
 [[nodiscard]] WideText statusName(std::int32_t state);
 
 // Collects a state, descriptions and named values, and writes them as the one document that the front end
-// polls. What was collected is thrown away at each successful save; only the state stays.
+// polls. What was collected is thrown away at each save but a last one that failed; only the state stays.
 class StatusXml {
  public:
   // The status of the process. Made at the first call.
@@ -98,7 +98,8 @@ class StatusXml {
 };
 
 // Writes a status or response document to where the front end looks: the shared block, or the file of the
-// status. A reader of the file never sees half a document.
-[[nodiscard]] bool writeDocumentToFrontEnd(const TiXmlDocument& document, const WideText& path);
+// status. A reader of the file never sees half a document, except where the folder takes no new file or, with
+// `isLast`, the disk is full: then it is written directly over the old one.
+[[nodiscard]] bool writeDocumentToFrontEnd(const TiXmlDocument& document, const WideText& path, bool isLast);
 
 }  // namespace ZelmoraTevra

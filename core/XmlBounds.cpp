@@ -110,9 +110,11 @@ Tag readStartTag(std::string_view text, std::size_t position) {
 
 }  // namespace
 
-bool isWithinXmlBounds(std::string_view text, int maximalDepth, int maximalAttributes) {
+bool isWithinXmlBounds(std::string_view text, int maximalDepth, int maximalAttributes,
+                       std::size_t maximalMarkup) {
   if (!hasWholeSequences(text)) return false;
   int depth = 0;
+  std::size_t markupCount = 0;
   std::size_t position = 0;
   while (position < text.size()) {
     const std::size_t markup = std::min(text.find('<', position), text.size());
@@ -120,6 +122,7 @@ bool isWithinXmlBounds(std::string_view text, int maximalDepth, int maximalAttri
     position = markup;
     const std::string_view rest = text.substr(position);
     if (rest.size() < 2) return true;
+    if (++markupCount > maximalMarkup) return false;
 
     if (rest.starts_with("<!--")) {
       position = behind(text, position + 4, "-->");
@@ -132,6 +135,7 @@ bool isWithinXmlBounds(std::string_view text, int maximalDepth, int maximalAttri
       const Tag tag = readStartTag(text, position + 1);
       if (!tag.isPlain || tag.attributes > maximalAttributes || depth >= maximalDepth) return false;
       if (!tag.closesItself) ++depth;
+      markupCount += static_cast<std::size_t>(tag.attributes);
       position = tag.end;
     } else {
       const std::size_t end = behind(text, position, ">");

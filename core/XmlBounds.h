@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 namespace ZelmoraTevra {
@@ -10,6 +11,10 @@ namespace ZelmoraTevra {
 // other markup than stands there, or read on behind the text's end: a byte sequence of UTF-8 that is cut
 // short, a character reference that isn't whole, a declaration with unusual values. Any other text that
 // isn't well-formed may get either answer.
-[[nodiscard]] bool isWithinXmlBounds(std::string_view text, int maximalDepth, int maximalAttributes);
+//
+// `maximalMarkup` bounds the tags, attributes, comments and the like, of which each costs some hundred bytes
+// in memory.
+[[nodiscard]] bool isWithinXmlBounds(std::string_view text, int maximalDepth, int maximalAttributes,
+                                     std::size_t maximalMarkup = static_cast<std::size_t>(-1));
 
 }  // namespace ZelmoraTevra

@@ -45,7 +45,7 @@ bool parseXml(std::string text, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
   text.resize(std::min(text.find('\0'), text.size()));
-  if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes)) return false;
+  if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes, maximalXmlMarkup)) return false;
   document.Parse(text.c_str(), nullptr, TIXML_ENCODING_UTF8);
   if (!document.Error()) return true;
   document.Clear();

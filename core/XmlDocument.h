@@ -15,6 +15,7 @@ namespace ZelmoraTevra {
 constexpr int maximalXmlDepth = 128;
 constexpr int maximalXmlAttributes = 64;  // of one element
 // A tree takes many times the room of its text: a larger file is refused without being read.
+constexpr std::size_t maximalXmlMarkup = 1'000'000;  // tags, attributes, comments of a document
 constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 
 // Parses UTF-8 text. False if it isn't well-formed, has no node, or is beyond the bounds; the document is

@@ -21,6 +21,11 @@ bool isCertainlyMissing(const WideText& path) {
 
 }  // namespace
 
+bool isRegisterPlace(const WideText& relativePath) {
+  const WideText path = comparablePath(relativePath);
+  return path == u"ZELMORA\\UPDATES.XML" || path == u"KD3\\UPDATES.XML";
+}
+
 ClientUpdatesXmlFile::ClientUpdatesXmlFile(const WideText& rootPath, bool useWorkingCopy)
     : useWorkingCopy_(useWorkingCopy), rootPath_(rootPath) {
   if (!chooseLayout()) return;

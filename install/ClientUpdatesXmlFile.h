@@ -13,6 +13,9 @@ namespace ZelmoraTevra {
 // No register is lost on the way. One that could not be copied makes the object unusable, and nothing is
 // brought back; it is not taken for an empty one. One that is damaged stays on the device beside its
 // replacement ("updates.xml_damaged1"). A link is not followed, it may lead out of the device.
+// True if a path on a device is that of a register: no package may write or delete there.
+[[nodiscard]] bool isRegisterPlace(const WideText& relativePath);
+
 class ClientUpdatesXmlFile : public IUpdatesXmlFile {
  public:
   // An empty root is no device.

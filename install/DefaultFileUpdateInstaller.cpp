@@ -15,6 +15,7 @@ namespace ZelmoraTevra {
 namespace {
 
 [[noreturn]] void endAtUnsupported(const ErrorReport& report) {
+  runProcessEndActions();
   report.save();
   endProcess(-1);
 }

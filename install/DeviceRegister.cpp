@@ -1,12 +1,20 @@
 #include "install/DeviceRegister.h"
 
+#include <exception>
+
+#include "core/BackendLogger.h"
+
 namespace ZelmoraTevra {
 
 DeviceRegister::DeviceRegister(const WideText& primaryRoot)
     : file_(primaryRoot, true), updates_(&file_), atProcessEnd_([this] { close(); }) {}
 
 DeviceRegister::~DeviceRegister() {
-  close();
+  try {
+    close();
+  } catch (const std::exception&) {
+    writeLog(u"Could not copy updates.xml back to the client, client update xml file!");
+  }
 }
 
 bool DeviceRegister::record(const Update& update) {

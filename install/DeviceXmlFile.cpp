@@ -13,6 +13,8 @@ namespace ZelmoraTevra {
 
 namespace {
 
+constexpr std::size_t maximalGroups = 16;
+
 std::vector<std::string> splitBase(const std::string& base) {
   std::vector<std::string> names;
   std::size_t start = 0;
@@ -64,41 +66,52 @@ TiXmlElement* DeviceXmlFile::firstMatch(const WideText& base, const WideText& co
   const std::string path = slash == std::string::npos ? std::string() : narrowCondition.substr(0, slash);
   const std::string wanted = slash == std::string::npos ? narrowCondition : narrowCondition.substr(slash + 1);
 
-  auto group = groups_.find({narrowBase, path});
-  if (group == groups_.end())
-    group = groups_.emplace(std::pair(narrowBase, path), makeGroup(narrowBase, path)).first;
-  const auto elements = group->second.byText.find(wanted);
-  return elements == group->second.byText.end() ? nullptr : elements->second.front();
+  const Group& found = group(keyOf(narrowBase, path));
+  const auto elements = found.byText.find(wanted);
+  return elements == found.byText.end() ? nullptr : elements->second.front();
 }
 
-DeviceXmlFile::Group DeviceXmlFile::makeGroup(const std::string& base, const std::string& conditionPath) {
+DeviceXmlFile::GroupKey DeviceXmlFile::keyOf(const std::string& base, const std::string& conditionPath) {
   const std::vector<std::string> names = splitBase(base);
-  Group group;
-  group.parent = document_.RootElement();
+  GroupKey key{document_.RootElement(), names.back(), '/' + names.back()};
   for (std::size_t index = 1; index + 1 < names.size(); ++index) {
-    if (TiXmlElement* const child = group.parent->FirstChildElement(names[index])) group.parent = child;
+    if (TiXmlElement* const child = key.parent->FirstChildElement(names[index])) key.parent = child;
   }
-  group.name = names.back();
-  group.textPath = '/' + group.name;
-  if (!conditionPath.empty()) group.textPath += '/' + conditionPath;
-  for (TiXmlElement* element = group.parent->FirstChildElement(group.name); element != nullptr;
-       element = element->NextSiblingElement(group.name))
-    group.byText[lookupUtf8(element, group.textPath)].push_back(element);
-  return group;
+  if (!conditionPath.empty()) key.textPath += '/' + conditionPath;
+  return key;
 }
 
-// The other groups stay right: a group changes only if the element is one of its own or holds its parent.
+const DeviceXmlFile::Group& DeviceXmlFile::group(const GroupKey& key) {
+  const auto known = groups_.find(key);
+  if (known != groups_.end()) return known->second;
+  // Entries of one kind come in a row; a file with ever new kinds must not fill the memory with their groups.
+  if (groups_.size() >= maximalGroups) groups_.clear();
+  Group& made = groups_[key];
+  for (TiXmlElement* element = key.parent->FirstChildElement(key.name); element != nullptr;
+       element = element->NextSiblingElement(key.name))
+    made.byText[lookupUtf8(element, key.textPath)].push_back(element);
+  return made;
+}
+
+// A group stays right if the element is one of its own, which is taken out, or has nothing to do with it. It
+// is dropped if its parent goes with the element, or if the element stood inside of one of the group's, whose
+// text may be another now.
 void DeviceXmlFile::removeElement(TiXmlElement& element) {
   for (auto position = groups_.begin(); position != groups_.end();) {
-    Group& group = position->second;
-    if (isWithin(group.parent, element)) {
+    const auto& [key, found] = *position;
+    const bool losesParent = isWithin(key.parent, element);
+    const bool changesText = key.parent != element.Parent() && isWithin(&element, *key.parent);
+    if (losesParent || changesText) {
       position = groups_.erase(position);
       continue;
     }
-    if (group.parent == element.Parent() && group.name == element.ValueStr()) {
-      const auto elements = group.byText.find(lookupUtf8(&element, group.textPath));
-      std::erase(elements->second, &element);
-      if (elements->second.empty()) group.byText.erase(elements);
+    if (key.parent == element.Parent() && key.name == element.ValueStr()) {
+      auto& byText = position->second.byText;
+      const auto elements = byText.find(lookupUtf8(&element, key.textPath));
+      if (elements != byText.end()) {
+        std::erase(elements->second, &element);
+        if (elements->second.empty()) byText.erase(elements);
+      }
     }
     ++position;
   }

@@ -2,6 +2,7 @@
 
 #include <tinyxml.h>
 
+#include <compare>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -31,22 +32,28 @@ class DeviceXmlFile {
   [[nodiscard]] bool save();
 
  private:
-  // The elements that a base and a condition's path lead to, by the text that stands there.
-  struct Group {
-    TiXmlElement* parent = nullptr;
+  // Which elements are looked at, and where below them.
+  struct GroupKey {
+    TiXmlElement* parent;
     std::string name;
     std::string textPath;
+    friend auto operator<=>(const GroupKey&, const GroupKey&) = default;
+  };
+
+  // The elements that a base and a condition's path lead to, by the text that stands there.
+  struct Group {
     std::unordered_map<std::string, std::vector<TiXmlElement*>> byText;  // in document order
   };
 
+  [[nodiscard]] GroupKey keyOf(const std::string& base, const std::string& conditionPath);
+  [[nodiscard]] const Group& group(const GroupKey& key);
   [[nodiscard]] TiXmlElement* firstMatch(const WideText& base, const WideText& condition);
-  [[nodiscard]] Group makeGroup(const std::string& base, const std::string& conditionPath);
   void removeElement(TiXmlElement& element);
 
   WideText path_;
   TiXmlDocument document_;
   bool changed_ = false;
-  std::map<std::pair<std::string, std::string>, Group> groups_;  // by base and the condition's path
+  std::map<GroupKey, Group> groups_;
 };
 
 }  // namespace ZelmoraTevra

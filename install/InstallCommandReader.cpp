@@ -1,5 +1,6 @@
 #include "install/InstallCommandReader.h"
 
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -36,6 +37,11 @@ std::optional<WideText> toWideIfValid(const std::string& bytes) {
   } catch (const std::exception&) {
     return std::nullopt;
   }
+}
+
+// No file is smaller than nothing.
+std::uint64_t sizeOf(const WideText& text) {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(textToInt64(text), 0));
 }
 
 void readProxy(const TiXmlElement& command, CommandRecord& record) {
@@ -128,8 +134,8 @@ EntryResult readContent(const TiXmlElement& content, const PackageRules& rules, 
     ErrorReport(1158, u"Error on reading the content information!").save();
     return EntryResult::failed;
   }
-  entry.fileSize = static_cast<std::uint64_t>(textToInt64(fileSize));
-  entry.fileSizeUncompressed = static_cast<std::uint64_t>(textToInt64(fileSizeUncompressed));
+  entry.fileSize = sizeOf(fileSize);
+  entry.fileSizeUncompressed = sizeOf(fileSizeUncompressed);
   return EntryResult::accepted;
 }
 

@@ -24,14 +24,6 @@ namespace {
 constexpr WideView temporaryLocation = u".TevraTemporaryLocation";
 constexpr std::uint32_t abortGraceMilliseconds = 200;
 
-bool isUsable(Directory_new& root) {
-  return root.exists() && !root.isWriteProtected();
-}
-
-bool isOlder(const InstallUpdate& update) {
-  return !update.locationContent && !update.locationSoftware && !update.locationOther;
-}
-
 // What keeps a package from being installed whole by this program; empty if nothing does. An older package
 // behind another one has a report of its own, later.
 WideText missingAbility(const CommandRecord& command) {
@@ -39,7 +31,7 @@ WideText missingAbility(const CommandRecord& command) {
   for (const ContentEntry& package : command.packages) {
     if (package.installXml == nullptr || !package.installXml->isValid()) continue;
     const std::vector<InstallUpdate>& updates = package.installXml->getUpdates();
-    if (&package == &command.packages.front() && isOlder(updates.front()))
+    if (&package == &command.packages.front() && !updates.front().hasLocation())
       return u"a description without install locations";
     if (std::any_of(updates.begin(), updates.end(),
                     [](const InstallUpdate& u) { return !u.xmlEntries.empty(); }))
@@ -93,13 +85,13 @@ int InstallPackageRunner::prepareInstall(const CommandRecord& command) {
         .save();
     return -1;
   }
-  if (!isUsable(*primaryRoot_)) {
+  if (!primaryRoot_->takesWrites()) {
     ErrorReport(1095, u"Flash cannot be accessed. Was it ejected or is it write protected?")
         .description(primaryRoot_->path())
         .save();
     return -1;
   }
-  if (!command.secondDriveLetter.empty() && !isUsable(*secondaryRoot_)) {
+  if (!command.secondDriveLetter.empty() && !secondaryRoot_->takesWrites()) {
     ErrorReport(1172, u"Storage card cannot be accessed. Was it ejected or is it write protected?")
         .pathAndDrive(secondaryRoot_->path())
         .save();
@@ -160,7 +152,7 @@ bool InstallPackageRunner::collectUpdates() {
       update.localSource = source;
       updates_.push_back(&update);
     }
-    if (isOlder(description.getUpdates().front())) {
+    if (!description.getUpdates().front().hasLocation()) {
       ErrorReport(1098, u"This older package is not first and is not the only one!").save();
       return false;
     }
@@ -233,9 +225,8 @@ int InstallPackageRunner::installUpdates() {
   removeReplacedFiles();
 
   DeviceRegister deviceRegister(primaryRoot_->path());
-  // The register is on the device before a last status tells the user that the device may go.
-  const auto fail = [&deviceRegister](const ErrorReport& report) {
-    deviceRegister.close();
+  const auto fail = [&](const ErrorReport& report) {
+    static_cast<void>(closeRegister(deviceRegister));
     report.save();
     return -1;
   };
@@ -246,7 +237,7 @@ int InstallPackageRunner::installUpdates() {
   if (!placed) return fail(ErrorReport(1102, u"Failed to open updates.xml file. Update was not serialized!"));
 
   if (abortFilePresent()) {
-    deviceRegister.close();
+    static_cast<void>(closeRegister(deviceRegister));
     static_cast<void>(deleteDownloadedFiles());
     saveState(statAbort, 1020);
     return -1;
@@ -259,7 +250,7 @@ int InstallPackageRunner::installUpdates() {
   if (cleaner.init(&deviceRegister.updates(), primaryRoot_->path(), secondaryRoot_->path()) != 0)
     return fail(ErrorReport(1109, u"The cleanup init process fail!"));
   if (cleaner.run() != 0) return fail(ErrorReport(1112, u"The cleanup run process fail!"));
-  if (!deviceRegister.close())
+  if (!closeRegister(deviceRegister))
     return fail(ErrorReport(1102, u"Failed to open updates.xml file. Update was not serialized!"));
   saveState(statSuccess, 1010);
   return 0;
@@ -277,7 +268,8 @@ void InstallPackageRunner::loadPlacementProgress() const {
   ProgressObserver::instance().setPosition(0);
 }
 
-// What is replaced goes before anything is placed: an update must fit on a device that has little room.
+// What is replaced goes before anything is placed: an update must fit on a device that has little room. The
+// register is no package's to delete; what a package places there gives way to the register again.
 void InstallPackageRunner::removeReplacedFiles() const {
   PathBelowRoot primary(primaryRoot_->path());
   PathBelowRoot secondary(secondaryRoot_->path());
@@ -286,6 +278,7 @@ void InstallPackageRunner::removeReplacedFiles() const {
       if (file.updateFlag != installFile && file.updateFlag != installFileToo &&
           file.updateFlag != deleteFile)
         continue;
+      if (isRegisterPlace(file.client)) continue;
       for (PathBelowRoot* root : {&primary, &secondary})
         if (const auto path = root->joinExisting(file.client)) File_platformIndependent(*path).remove();
     }
@@ -297,6 +290,13 @@ bool InstallPackageRunner::placeUpdates(DeviceRegister& deviceRegister) const {
   installers.push_back(std::make_unique<DefaultFileUpdateInstaller>());
 
   ProgressObserver& observer = ProgressObserver::instance();
+  const auto fail = [](const InstallUpdate& update, const WideText& targetRoot, const WideText& otherRoot) {
+    writeLog(u"An error occured while trying to install an update.");
+    writeLog(update.localSource);
+    writeLog(targetRoot);
+    writeLog(otherRoot);
+    return false;
+  };
   const WideText* lastSource = nullptr;
   for (const InstallUpdate* update : updates_) {
     if (lastSource != nullptr && *lastSource != update->localSource)
@@ -309,15 +309,20 @@ bool InstallPackageRunner::placeUpdates(DeviceRegister& deviceRegister) const {
       return installer->install(*update, update->localSource, target.path(), primaryRoot_->path(),
                                 other.path(), &observer);
     });
-    if (!installed || !deviceRegister.record(registerEntry(*update))) {
-      writeLog(u"An error occured while trying to install an update.");
-      writeLog(update->localSource);
-      writeLog(target.path());
-      writeLog(other.path());
-      return false;
-    }
+    const bool isLast = update == updates_.back();
+    if (!installed || !deviceRegister.record(registerEntry(*update)) || (isLast && !deviceRegister.save()))
+      return fail(*update, target.path(), other.path());
   }
-  return deviceRegister.save();
+  return true;
+}
+
+// All that was placed, and the register that tells of it, is on the device before a last status tells the
+// user that the device may go. A storage that lies on the disk of the work folder is none that can be pulled.
+bool InstallPackageRunner::closeRegister(DeviceRegister& deviceRegister) const {
+  bool placed = true;
+  for (const Directory_new* root : {primaryRoot_.get(), secondaryRoot_.get()})
+    if (!root->path().empty() && !root->isOnSameVolume(workTempFolder)) placed = root->syncVolume() && placed;
+  return deviceRegister.close() && placed;
 }
 
 bool InstallPackageRunner::deleteDownloadedFiles() const {

@@ -14,8 +14,8 @@ namespace ZelmoraTevra {
 class DeviceRegister;
 
 // "INSTALL_PACKAGE": works out where the updates of all packages go and whether they fit, fetches the zips,
-// places the files, records each update in the device's register and cleans up. Every way out has been
-// reported; 0 is success.
+// places the files, records each update in the device's register and cleans up. 0 is
+// success; a failure has been reported, unless nothing can be learned of the storages or the work folder.
 class InstallPackageRunner : public ICommandWorker {
  public:
   int init(const CommandRecord& record) override { return prepareInstall(record); }
@@ -35,6 +35,7 @@ class InstallPackageRunner : public ICommandWorker {
   void loadPlacementProgress() const;
   void removeReplacedFiles() const;
   [[nodiscard]] bool placeUpdates(DeviceRegister& deviceRegister) const;
+  [[nodiscard]] bool closeRegister(DeviceRegister& deviceRegister) const;
   [[nodiscard]] bool deleteDownloadedFiles() const;
 
   CommandRecord command_;

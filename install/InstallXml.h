@@ -55,6 +55,8 @@ struct InstallUpdate {
   std::vector<InstallFile> files;
   std::vector<InstallXmlEntry> xmlEntries;
   WideText localSource;  // path of the package's zip; written by the install driver
+
+  [[nodiscard]] bool hasLocation() const { return locationContent || locationSoftware || locationOther; }
 };
 
 // A package's install description, parsed: the updates that all later stages work on.

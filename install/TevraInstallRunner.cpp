@@ -49,7 +49,7 @@ bool TevraInstallRunner::runTevraInstall() {
   if (!command_.localInstall) static_cast<void>(deleteDownloadedFile(zip));
   StatusXml& status = StatusXml::instance();
   status.setState(statSuccess);
-  status.setDescription(extracted);
+  status.setDescription(toForwardSlashes(extracted));
   status.setAttribute(u"exitCode", numberText(1010));
   status.save();
   return true;

@@ -27,10 +27,6 @@ void placeOnSecondary(InstallUpdate& update, SaturatingInt64& needSecondary) {
   update.locationOther = false;
 }
 
-bool hasLocation(const InstallUpdate& update) {
-  return update.locationContent || update.locationSoftware || update.locationOther;
-}
-
 }  // namespace
 
 int UpdateDistributor::setPaths(const WideText& primary, const WideText& secondary) {
@@ -88,7 +84,7 @@ int UpdateDistributor::distribute(const std::vector<InstallUpdate*>& updates, Di
       ErrorReport(1249, u"Device disconnected error!!!").save();
       return -1;
     }
-    if (!hasLocation(*update)) {
+    if (!update->hasLocation()) {
       ErrorReport(1046, u"!!!UNDEFINED BEHAVIOR!!!").save();
       return -1;
     }

@@ -21,7 +21,7 @@ namespace {
 
 constexpr unsigned chunkSize = 0x80000;
 constexpr unsigned memoryChunkSize = 8192;
-constexpr std::uint64_t maximalTextSize = std::uint64_t{64} * 1024 * 1024;
+constexpr std::uint64_t maximalTextSize = std::uint64_t{32} * 1024 * 1024;
 
 constexpr const char16_t* badInformation = u"Invalid install informations!";
 constexpr const char16_t* badZip = u"Could not open the zip file!";
@@ -163,6 +163,7 @@ WideText UpdateZipExtractor::extractFile(const WideText& zipPath, const WideText
   File_platformIndependent(destination).remove();
   if (!outcome.deviceLost) return failExtraction(1126);
   closeArchive();
+  runProcessEndActions();
   ErrorReport(1234, u"Your device seems to be disconnected. Tevra was not able to write file: " + destination)
       .description(destination)
       .attribute(u"fileName", zipEntryPath)

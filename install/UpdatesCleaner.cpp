@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
 #include "core/Text.h"
 
@@ -14,15 +15,9 @@ bool isInVersionFile(const UpdateXmlEntry& entry) {
   return entry.file.find(u"version.xml") != WideText::npos;
 }
 
-// One spelling for all texts that name the same file, so that no file is held twice.
-WideText withPlainSeparators(const WideText& path) {
-  WideText plain;
-  for (const WideText& name : split(toForwardSlashes(path), u'/')) {
-    if (name.empty() || name == u".") continue;
-    if (!plain.empty()) plain += u'\\';
-    plain += name;
-  }
-  return plain;
+// A storage that has gone has no files either, but nothing has been removed from it.
+bool isThere(const WideText& root) {
+  return root.empty() || Directory_new(root).exists();
 }
 
 }  // namespace
@@ -48,6 +43,7 @@ int UpdatesCleaner::run() {
       droppedOne = true;
     }
   }
+  if (droppedOne && !(isThere(primary_->root()) && isThere(secondary_->root()))) return -1;
   for (const auto& [path, file] : xmlFiles_)
     if (file != nullptr && !file->save()) return -1;
   if (droppedOne) register_->setUpdates(std::move(kept));
@@ -80,9 +76,9 @@ bool UpdatesCleaner::removeEntries(const Update& update) {
 
 DeviceXmlFile* UpdatesCleaner::xmlFile(const WideText& relativePath) {
   if (!staysBelowRoot(relativePath)) return nullptr;
-  const auto [position, isNew] = xmlFiles_.try_emplace(withPlainSeparators(relativePath));
+  const auto [position, isNew] = xmlFiles_.try_emplace(comparablePath(relativePath));
   if (isNew) {
-    const std::optional<WideText> path = primary_->join(position->first);
+    const std::optional<WideText> path = primary_->join(relativePath);
     auto file = std::make_unique<DeviceXmlFile>();
     if (path && file->load(*path)) position->second = std::move(file);
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <utility>
 
 #include "core/Digest.h"
@@ -83,7 +84,11 @@ UpdatesXml::UpdatesXml(IUpdatesXmlFile* file) : file_(file) {
 }
 
 UpdatesXml::~UpdatesXml() {
-  save();
+  try {
+    save();
+  } catch (const std::exception&) {
+    // Nothing of the file has been touched: it is written beside and renamed.
+  }
 }
 
 bool UpdatesXml::save() {

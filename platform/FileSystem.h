@@ -85,6 +85,10 @@ class FileSystem {
   virtual bool clearReadOnlyAndHidden(const WideText& path, ErrorCode& error) = 0;
   // Last-write time (and creation time, where the system lets it be set) in seconds since the epoch, UTC.
   virtual bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) = 0;
+  // Returns when everything written to the volume on which the folder lies is on the medium.
+  virtual bool syncVolume(const WideText& folder, ErrorCode& error) = 0;
+  // Whether two folders lie on the same volume. False also on failure.
+  virtual bool areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) = 0;
   // Returns when the folder's entries are on the medium.
   virtual bool syncFolder(const WideText& folder, ErrorCode& error) = 0;
 };

@@ -40,6 +40,12 @@ class ForwardingFileSystem : public FileSystem {
   bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) override {
     return target_.setTimes(path, secondsSinceEpoch, error);
   }
+  bool syncVolume(const WideText& folder, ErrorCode& error) override {
+    return target_.syncVolume(folder, error);
+  }
+  bool areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) override {
+    return target_.areOnSameVolume(left, right, error);
+  }
   bool syncFolder(const WideText& folder, ErrorCode& error) override {
     return target_.syncFolder(folder, error);
   }

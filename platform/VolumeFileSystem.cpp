@@ -228,6 +228,15 @@ bool VolumeFileSystem::setTimes(const WideText& path, std::int64_t secondsSinceE
   return !place.refusesChange(error) && target().setTimes(place.path(), secondsSinceEpoch, error);
 }
 
+bool VolumeFileSystem::syncVolume(const WideText& folder, ErrorCode& error) {
+  return target().syncVolume(Place(folder, volumes_.volumes()).path(), error);
+}
+
+bool VolumeFileSystem::areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) {
+  const std::vector<Volume>& volumes = volumes_.volumes();
+  return target().areOnSameVolume(Place(left, volumes).path(), Place(right, volumes).path(), error);
+}
+
 bool VolumeFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {
   return target().syncFolder(Place(folder, volumes_.volumes()).path(), error);
 }

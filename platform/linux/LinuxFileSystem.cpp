@@ -212,6 +212,28 @@ bool LinuxFileSystem::setTimes(const WideText& path, std::int64_t secondsSinceEp
   return succeeded(::utimensat(AT_FDCWD, native.c_str(), times, 0), error);
 }
 
+bool LinuxFileSystem::syncVolume(const WideText& folder, ErrorCode& error) {
+  std::string native;
+  if (!toNativePath(folder, native, error)) return false;
+  const int descriptor = ::open(native.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (!succeeded(descriptor, error)) return false;
+  const bool synced = succeeded(::syncfs(descriptor), error);
+  ::close(descriptor);
+  return synced;
+}
+
+bool LinuxFileSystem::areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) {
+  dev_t devices[2] = {};
+  for (const auto& [folder, device] : {std::pair(&left, &devices[0]), std::pair(&right, &devices[1])}) {
+    std::string native;
+    struct ::stat status;
+    if (!toNativePath(*folder, native, error) || !succeeded(::stat(native.c_str(), &status), error))
+      return false;
+    *device = status.st_dev;
+  }
+  return devices[0] == devices[1];
+}
+
 bool LinuxFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {
   std::string native;
   if (!toNativePath(folder, native, error)) return false;

@@ -243,6 +243,32 @@ TEST_F(BackendLoggerTest, AFullDiskIsSilentAndLeavesAWholeDocument) {
   EXPECT_EQ(readFile(log_), fresh(line("before") + line("a line that fits not") + line("after")));
 }
 
+TEST_F(BackendLoggerTest, AnEarlierLogIsWholeWhateverFailsAtItsContinuation) {
+  for (int failing = 1;; ++failing) {
+    writeFile(log_, fresh(line("earlier")));
+    FaultyFileSystem faulty(files());
+    useFileSystem(faulty);
+    faulty.failAt = failing;
+    faulty.before = [&](int, const std::string&) {
+      EXPECT_TRUE(readFile(log_).starts_with(fresh(line("earlier")).substr(0, 60)));
+      EXPECT_NE(readFile(log_).find("earlier"), std::string::npos);
+    };
+    BackendLogger logger(log_);
+    logger.write(u"later");
+    EXPECT_NE(readFile(log_).find("earlier"), std::string::npos) << failing;
+    if (faulty.count < failing) break;
+  }
+  EXPECT_EQ(readFile(log_), fresh(line("earlier") + line("later")));
+}
+
+TEST_F(BackendLoggerTest, ALogTooLargeToBeReadIsLeftAlone) {
+  writeFile(log_, "<TevraCLI/>");
+  std::filesystem::resize_file(std::filesystem::path(toUtf8(log_)), std::uintmax_t{65} << 20);
+  BackendLogger logger(log_);
+  EXPECT_FALSE(logger.isActive());
+  EXPECT_EQ(std::filesystem::file_size(toUtf8(log_)), std::uintmax_t{65} << 20);
+}
+
 TEST_F(BackendLoggerTest, AnEarlierLogThatCouldNotBeWrittenIsWrittenWithTheNextLine) {
   writeFile(log_, fresh(line("earlier")));
   FaultyFileSystem faulty(files());

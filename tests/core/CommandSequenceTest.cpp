@@ -442,6 +442,14 @@ TEST_F(IndicatorFileTest, MarksTheDeviceForAsLongAsTheSequenceLives) {
                                    u"Readed OK MARKING", u"Deleted indicator file!"}));
 }
 
+TEST_F(IndicatorFileTest, IsNeverWrittenOrDeletedThroughALink) {
+  writeFile(path(u"mine"), "user's");
+  std::filesystem::create_symlink(folder.native() / "mine", std::filesystem::path(toUtf8(indicator_)));
+  EXPECT_EQ(job(marking(device_, "x")), 0);
+  EXPECT_EQ(readFile(path(u"mine")), "user's");
+  EXPECT_TRUE(std::filesystem::is_symlink(toUtf8(indicator_)));
+}
+
 TEST_F(IndicatorFileTest, GoesAlsoAfterAFailure) {
   EXPECT_EQ(job(marking(device_, "x") + command("FAILING")), -1);
   EXPECT_FALSE(fileExists(indicator_));

@@ -203,6 +203,15 @@ TEST_F(Directory_newTest, RemovingTakesReadOnlyFilesAtAnyDepth) {
   EXPECT_TRUE(logLines().empty());
 }
 
+TEST_F(Directory_newTest, TheTestForWritingLeavesTheFileAloneThatALinkOfItsNameLeadsTo) {
+  writeFile(path(u"mine"), "user's");
+  makeFolder(path(u"device"));
+  fs::create_symlink(folder.native() / "mine", folder.native() / "device/Tevra_131284_tmp");
+  EXPECT_FALSE(Directory_new(path(u"device")).isWriteProtected());
+  EXPECT_EQ(readFile(path(u"mine")), "user's");
+  EXPECT_TRUE(tree(path(u"device")).empty());
+}
+
 TEST_F(Directory_newTest, RemovingALinkToAFolderLeavesWhatItLeadsTo) {
   writeFile(path(u"outside/keep"), "user's");
   fs::create_directory_symlink(folder.native() / "outside", folder.native() / "link");

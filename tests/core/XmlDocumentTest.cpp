@@ -27,6 +27,13 @@ class XmlDocumentTest : public JobTest {
   }
 };
 
+TEST_F(XmlDocumentTest, TextOfMoreMarkupThanAnyDocumentHasIsRefused) {
+  std::string text = "<a>";
+  for (int i = 0; i < 1'000'001; ++i) text += "<b/>";
+  TiXmlDocument document;
+  EXPECT_FALSE(parseXml(text + "</a>", document));
+}
+
 TEST_F(XmlDocumentTest, ALookupStartsAtTheElementItself) {
   const TiXmlElement* const command =
       parsed("<Command><FolderPath>/srv</FolderPath><a><b>deep</b></a></Command>");

@@ -135,6 +135,14 @@ bool MemoryFiles::setTimes(const WideText& /*path*/, std::int64_t /*seconds*/, E
   return done(error);
 }
 
+bool MemoryFiles::syncVolume(const WideText& /*folder*/, ErrorCode& error) {
+  return done(error);
+}
+
+bool MemoryFiles::areOnSameVolume(const WideText& /*left*/, const WideText& /*right*/, ErrorCode& error) {
+  return done(error);
+}
+
 bool MemoryFiles::syncFolder(const WideText& /*folder*/, ErrorCode& error) {
   return done(error);
 }

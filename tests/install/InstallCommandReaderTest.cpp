@@ -327,6 +327,15 @@ TEST_F(InstallCommandReaderTest, ANumberCountsWithItsLeadingDigits) {
   EXPECT_EQ(record.packages[0].fileSizeUncompressed, 0U);
 }
 
+TEST_F(InstallCommandReaderTest, ASizeBelowNothingIsNothing) {
+  CommandText command;
+  command.fileSize = element("fileSize", "-5");
+  command.fileSizeUncompressed = element("fileSizeUncompressed", "-9223372036854775808");
+  ASSERT_TRUE(read(u"INSTALL_PACKAGE", command));
+  EXPECT_EQ(record.packages[0].fileSize, 0U);
+  EXPECT_EQ(record.packages[0].fileSizeUncompressed, 0U);
+}
+
 TEST_F(InstallCommandReaderTest, UnknownAttributesAndElementsAreIgnored) {
   CommandText command;
   command.attributes += " Colour=\"red\"";

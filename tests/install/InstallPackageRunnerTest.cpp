@@ -396,6 +396,49 @@ TEST_F(InstallPackageRunnerTest, ReplacedFilesGoFromBothStoragesBeforeAnythingIs
   EXPECT_FALSE(fileExists(flash + u"/zero"));
 }
 
+TEST_F(InstallPackageRunnerTest, NoPackageDeletesOrReplacesTheRegister) {
+  addPackage(software("First", file("a", "a")));
+  EXPECT_EQ(install(), 0);
+  for (const int flag : {0, 2, 3, 4}) {
+    command.packages.clear();
+    addPackage(software("Second", file("b", "b") + file("a", "zelmora\\updates.XML", flag) +
+                                      file("a", "ZELMORA/./updates.xml", flag)));
+    EXPECT_EQ(install(), 0) << flag;
+    ASSERT_EQ(registered().size(), 2U) << flag;
+    EXPECT_EQ(registered()[0].info.name, u"First");
+  }
+}
+
+TEST_F(InstallPackageRunnerTest, ADeviceOfItsOwnVolumeHasAllOnTheMediumBeforeItsRegister) {
+  class OwnVolume : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool areOnSameVolume(const WideText& left, const WideText& right, platform::ErrorCode& error) override {
+      error.clear();
+      return left.find(u"flash") == right.find(u"flash");
+    }
+    bool syncVolume(const WideText& folder, platform::ErrorCode& error) override {
+      events.push_back("sync " + toUtf8(lastComponent(folder)));
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      if (!fail) error.clear();
+      return !fail;
+    }
+    bool rename(const WideText& from, const WideText& to, platform::ErrorCode& error) override {
+      if (to.ends_with(u"ZELMORA\\updates.xml")) events.push_back("register");
+      return ForwardingFileSystem::rename(from, to, error);
+    }
+    std::vector<std::string> events;
+    bool fail = false;
+  } files(small);
+  useFileSystem(files);
+  addPackage(software("App", file("a", "a")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(files.events, (std::vector<std::string>{"sync flash", "register"}));
+  files.fail = true;
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1102");
+}
+
 TEST_F(InstallPackageRunnerTest, AFailedUpdateIs1102AndTheOnesBeforeItStayRegistered) {
   startLog();
   addPackage(software("One", file("a", "a")) + software("Two", file("missing", "b")) +

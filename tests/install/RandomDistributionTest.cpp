@@ -59,8 +59,7 @@ class RandomLayout {
   PlainStorage randomStorage() {
     PlainStorage storage;
     storage.free = number(0, 60'000'000);
-    for (const WideText folder :
-         {u"maps", u"maps\\old", u"maps\\old\\empty", u"config", u"config\\software"})
+    for (const WideText folder : {u"maps", u"maps\\old", u"maps\\old\\empty", u"config", u"config\\software"})
       if (oneIn(2)) addFolder(storage, folder);
     for (const WideText path :
          {u"a", u"B", u"maps\\a.map", u"maps\\b.map", u"maps\\old\\c.map", u"config\\software\\version.xml",

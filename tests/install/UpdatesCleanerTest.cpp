@@ -293,6 +293,48 @@ TEST_F(UpdatesCleanerTest, ARemovedElementIsGoneForEveryOtherEntryToo) {
   EXPECT_EQ(readFile(versionPath_), "<r>\n    <p />\n</r>\n");
 }
 
+TEST_F(UpdatesCleanerTest, ARemovalInsideOfAnElementChangesWhatTheElementMatches) {
+  writeFile(versionPath_, "<config><software><map><name>m1</name><name>m2</name></map></software></config>");
+  addSoftware(u"update", {},
+              {{versionFile, 3, u"config/software", u"map/name/none"},
+               {versionFile, 3, u"config/software/map", u"name/m1"},
+               {versionFile, 3, u"config/software/map/name", u"m1"},
+               {versionFile, 3, u"config/software", u"map/name/m1"}});
+  EXPECT_EQ(clean(), 0);
+  EXPECT_EQ(readFile(versionPath_), "<config>\n    <software />\n</config>\n");
+
+  writeFile(versionPath_, "<config><software><map><name>m1</name><name>m2</name></map></software></config>");
+  updates_->setUpdates({});
+  addSoftware(u"update", {},
+              {{versionFile, 3, u"config/software", u"map/name/none"},
+               {versionFile, 3, u"config/software/map/name", u"m1"},
+               {versionFile, 3, u"config/software", u"map/name/m1"}});
+  EXPECT_EQ(clean(), 0);
+  EXPECT_EQ(mapsOfVersionFile(), (std::vector<std::string>{"m2"}));
+}
+
+TEST_F(UpdatesCleanerTest, ManyKindsOfEntriesAreFoundAllTheSame) {
+  std::string text;
+  std::vector<UpdateXmlEntry> entries;
+  for (int i = 0; i < 40; ++i) {
+    const std::string name = "e" + std::to_string(i);
+    text += "<" + name + "><v>x</v></" + name + ">";
+    entries.push_back({versionFile, 3, u"config/" + toWide(name), u"v/x"});
+  }
+  writeFile(versionPath_, "<config>" + text + "</config>");
+  addSoftware(u"update", {}, entries);
+  EXPECT_EQ(clean(), 0);
+  EXPECT_EQ(readFile(versionPath_), "<config />\n");
+}
+
+TEST_F(UpdatesCleanerTest, AStorageThatHasGoneTakesNoUpdateWithIt) {
+  add(u"content", u"storage_for_content", {u"maps/a"});
+  addSoftware(u"gone", {u"apps/b"});
+  std::filesystem::remove(folder.native() / "card");
+  EXPECT_EQ(clean(), -1);
+  EXPECT_THAT(names(), ElementsAre("content", "gone"));
+}
+
 TEST_F(UpdatesCleanerTest, AnElementThatHoldsTheParentOfOthersTakesThemWithIt) {
   writeFile(versionPath_, "<r><p><n>1</n><e>v</e></p><p><n>2</n><e>v</e></p></r>");
   addSoftware(u"update", {},

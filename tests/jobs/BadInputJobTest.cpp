@@ -131,6 +131,7 @@ TEST_F(BadInputJobTest, EightMebibytesOfTextAreReadAndReported) {
 
 // A sound command in which one element or attribute is replaced.
 struct Replacement {
+  const char* name;
   const char* what;
   const char* with;
   const char16_t* exitCode;
@@ -160,19 +161,24 @@ TEST_P(WrongValueTest, IsReported) {
 
 INSTANTIATE_TEST_SUITE_P(
     Values, WrongValueTest,
-    ::testing::Values(Replacement{"LocalInstall=\"1\"", "", u"1029"},
-                      Replacement{"LocalInstall=\"1\"", "LocalInstall=\"yes\"", u"1138"},
-                      Replacement{"<StorageCardDriveLetter>", "", u"1033"},
-                      Replacement{"<StorageCardDriveLetter>", "=", u"1033"},
-                      Replacement{"<StorageCardDriveLetter>", "<a/>", u"1033"},
-                      Replacement{"<StorageCardDriveLetter>", "RTo", u"1033"},
-                      Replacement{"<SecondDriveLetter>", "%%%%", u"1015"},
-                      Replacement{"PackageSequence>", "Packages>", u"1032"},
-                      Replacement{"<fileSize>", "", u"1031"}, Replacement{"<md5>", "", u"1031"},
-                      Replacement{"<url>", "", u"1245"}, Replacement{"<url>", "not base64", u"1245"},
-                      Replacement{"<fileSizeUncompressed>", "", u"1031"},
-                      Replacement{"<installXML>", "", u"1030"}, Replacement{"<installXML>", "AAAA", u"1030"},
-                      Replacement{"<fileSize>", "99999999999999999999", u"1099"}));
+    ::testing::Values(Replacement{"LocalInstallEmpty", "LocalInstall=\"1\"", "", u"1029"},
+                      Replacement{"LocalInstallNoNumber", "LocalInstall=\"1\"", "LocalInstall=\"yes\"",
+                                  u"1138"},
+                      Replacement{"StorageLetterEmpty", "<StorageCardDriveLetter>", "", u"1033"},
+                      Replacement{"StorageLetterOnlyPadding", "<StorageCardDriveLetter>", "=", u"1033"},
+                      Replacement{"StorageLetterAnElement", "<StorageCardDriveLetter>", "<a/>", u"1033"},
+                      Replacement{"StorageLetterCutShort", "<StorageCardDriveLetter>", "RTo", u"1033"},
+                      Replacement{"SecondLetterNoBase64", "<SecondDriveLetter>", "%%%%", u"1015"},
+                      Replacement{"PackageSequenceMissing", "PackageSequence>", "Packages>", u"1032"},
+                      Replacement{"FileSizeEmpty", "<fileSize>", "", u"1031"},
+                      Replacement{"Md5Empty", "<md5>", "", u"1031"},
+                      Replacement{"UrlEmpty", "<url>", "", u"1245"},
+                      Replacement{"UrlNoPath", "<url>", "not base64", u"1245"},
+                      Replacement{"FileSizeUncompressedEmpty", "<fileSizeUncompressed>", "", u"1031"},
+                      Replacement{"DescriptionEmpty", "<installXML>", "", u"1030"},
+                      Replacement{"DescriptionNoZip", "<installXML>", "AAAA", u"1030"},
+                      Replacement{"FileSizeHuge", "<fileSize>", "99999999999999999999", u"1099"}),
+    [](const auto& value) { return value.param.name; });
 
 TEST_F(BadInputJobTest, TextThatIsNoUtf8EndsTheJobInOrder) {
   runBad(CommandDocument::installPackage("\xff\xfe").localInstall().package(localSpringPackage()).text());

@@ -28,7 +28,7 @@ TEST_F(InstallTevraJobTest, TheFirstEntryIsUnpackedIntoTheWorkFolder) {
   setup.url = "http://" + nginx->host() + "/setup.zip?version=2";
   const JobResult result = job.run(command(setup, false));
   EXPECT_EQ(result.exitValue, 0);
-  EXPECT_EQ(result.document(), unpackedTo(job.path("temp") + "\\ZELMORATevra_tmp/setup.exe"));
+  EXPECT_EQ(result.document(), unpackedTo(job.path("temp") + "/ZELMORATevra_tmp/setup.exe"));
   EXPECT_EQ(job.tree("temp"),
             (Tree{{"ZELMORATevra_tmp", "folder"}, {"ZELMORATevra_tmp/setup.exe", md5Of(program)}}));
   EXPECT_EQ(job.tree("flash"), (Tree{{"ZELMORA", "folder"}}));

@@ -43,6 +43,9 @@ class FaultyFileSystem : public platform::ForwardingFileSystem {
   bool removeFolder(const WideText& path, platform::ErrorCode& error) override {
     return !fails("removeFolder", error) && target().removeFolder(path, error);
   }
+  bool syncVolume(const WideText& path, platform::ErrorCode& error) override {
+    return !fails("syncVolume", error) && target().syncVolume(path, error);
+  }
   bool syncFolder(const WideText& path, platform::ErrorCode& error) override {
     return !fails("syncFolder", error) && target().syncFolder(path, error);
   }
