@@ -203,6 +203,34 @@ TEST_F(Directory_newTest, RemovingTakesReadOnlyFilesAtAnyDepth) {
   EXPECT_TRUE(logLines().empty());
 }
 
+// A device's file system may refuse what this computer's allows.
+TEST_F(Directory_newTest, EachFileLosesItsReadOnlyMarkBeforeItIsRemoved) {
+  class Recording : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool clearReadOnlyAndHidden(const WideText& path, ErrorCode& error) override {
+      cleared.push_back(path);
+      return target().clearReadOnlyAndHidden(path, error);
+    }
+    bool removeFile(const WideText& path, ErrorCode& error) override {
+      EXPECT_EQ(std::count(cleared.begin(), cleared.end(), path), 1) << toUtf8(path);
+      removed.push_back(path);
+      return target().removeFile(path, error);
+    }
+    std::vector<WideText> cleared;
+    std::vector<WideText> removed;
+  } recording(files());
+  writeFile(path(u"dir/a/b/file"), "x");
+  writeFile(path(u"dir/a/file"), "x");
+  writeFile(path(u"dir/file"), "x");
+  useFileSystem(recording);
+  Directory_new(path_).remove();
+  EXPECT_EQ(sorted(recording.removed),
+            (std::vector<WideText>{normal_ + u"\\a\\b\\file", normal_ + u"\\a\\file", normal_ + u"\\file"}));
+  EXPECT_EQ(recording.cleared, recording.removed);
+  EXPECT_FALSE(Directory_new(path_).exists());
+}
+
 TEST_F(Directory_newTest, TheTestForWritingLeavesTheFileAloneThatALinkOfItsNameLeadsTo) {
   writeFile(path(u"mine"), "user's");
   makeFolder(path(u"device"));

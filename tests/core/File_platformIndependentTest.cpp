@@ -44,6 +44,35 @@ class GoneFileSystem : public platform::ForwardingFileSystem {
   }
 };
 
+// A drive that goes when its files are open.
+class BrokenHandleFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+
+  std::unique_ptr<platform::FileHandle> open(const WideText&, platform::OpenMode, ErrorCode&) override {
+    return std::make_unique<Handle>();
+  }
+
+ private:
+  class Handle : public platform::FileHandle {
+   public:
+    std::int64_t read(void*, std::size_t, ErrorCode& error) override { return fail(error), -1; }
+    bool write(const void*, std::size_t, ErrorCode& error) override { return fail(error); }
+    bool seek(std::uint64_t, ErrorCode& error) override { return fail(error); }
+    std::int64_t size(ErrorCode& error) override { return fail(error), -1; }
+    bool truncate(std::uint64_t, ErrorCode& error) override { return fail(error); }
+    bool flush(ErrorCode& error) override { return fail(error); }
+    bool sync(ErrorCode& error) override { return fail(error); }
+    bool close(ErrorCode& error) override { return fail(error); }
+
+   private:
+    static bool fail(ErrorCode& error) {
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return false;
+    }
+  };
+};
+
 class File_platformIndependentTest : public JobTest {
  protected:
   const WideText path_ = path(u"file.txt");
@@ -130,6 +159,14 @@ TEST_F(File_platformIndependentTest, ReadingTellsTheEndFromAFailure) {
   EXPECT_EQ(file.read(buffer, 4, count), 1);
   EXPECT_EQ(count, 1);
   EXPECT_EQ(file.read(buffer, 4, count), 1);
+  EXPECT_EQ(count, 0);
+
+  BrokenHandleFileSystem broken(files());
+  useFileSystem(broken);
+  File_platformIndependent failing(path_);
+  ASSERT_TRUE(failing.open());
+  count = 99;
+  EXPECT_EQ(failing.read(buffer, 4, count), 0);
   EXPECT_EQ(count, 0);
 }
 

@@ -99,5 +99,29 @@ TEST_F(PathBelowRootTest, TheFilesOfOneFolderCostOneLookAtIt) {
   EXPECT_EQ(counting.looks, 102);
 }
 
+TEST_F(PathBelowRootTest, BelowAMissingFolderNothingMoreIsAsked) {
+  class Counting : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool isLink(const WideText& path, platform::ErrorCode& error) override {
+      asked.push_back(path);
+      return target().isLink(path, error);
+    }
+    platform::EntryKind kind(const WideText& path, platform::ErrorCode& error) override {
+      asked.push_back(path);
+      return target().kind(path, error);
+    }
+    std::vector<WideText> asked;
+  } counting(files());
+  useFileSystem(counting);
+  WideText relative = u"missing";
+  for (int i = 0; i < 500; ++i) relative += u"/x";
+  const WideText whole = root_ + u"\\" + relative;
+  PathBelowRoot below(root_);
+  EXPECT_EQ(below.join(relative), whole);
+  // Once for a link, once for being there, and the whole path once for a link.
+  EXPECT_EQ(counting.asked, (std::vector<WideText>{root_ + u"\\missing", root_ + u"\\missing", whole}));
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

@@ -214,6 +214,32 @@ TEST_F(ProgressObserverTest, ANewListKeepsWhatWasCountedUntilTheObserverIsDestro
   EXPECT_EQ(descriptions()[1], u"10 / 200");
 }
 
+TEST_F(ProgressObserverTest, ANewListDoesNotBringTheNextReportForward) {
+  load({100});
+  observer_.addProgress(1, installing);
+  clock.ticks += 1000;
+  load({100});
+  observer_.addProgress(1, installing);
+  EXPECT_EQ(snapshots(), 1U);
+  clock.ticks += 1;
+  observer_.addProgress(1, installing);
+  EXPECT_EQ(snapshots(), 2U);
+}
+
+TEST_F(ProgressObserverTest, ANewListForgetsTheSpeedsButNotHowManyThereWere) {
+  clock.ticks = 2000;
+  load({10'240'000});
+  observer_.setDownloadPosition(1'024'000, downloading);
+  EXPECT_EQ(descriptions()[6], u"500");
+  load({10'240'000});
+  clock.ticks += 2000;
+  // 1,024,000 bytes more in 2 seconds: 500 KB/s, shared by two reports; 8,000 KiB are left.
+  observer_.setDownloadPosition(2'048'000, downloading);
+  ASSERT_EQ(descriptions().size(), 8U);
+  EXPECT_EQ(descriptions()[6], u"250");
+  EXPECT_EQ(descriptions()[7], u"32");
+}
+
 TEST_F(ProgressObserverTest, APositionThatANewListDoesNotHaveCountsNothing) {
   load({1, 2, 3});
   observer_.setPosition(2);

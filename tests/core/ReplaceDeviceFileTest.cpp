@@ -290,6 +290,43 @@ TEST_F(ReplaceDeviceFileTest, RecoveryTakesTheNewestWholeFile) {
   EXPECT_EQ(readFile(target_), "<b/>");
 }
 
+TEST_F(ReplaceDeviceFileTest, RecoveryBringsTheNameToTheMediumBeforeTheOtherFilesGo) {
+  std::filesystem::remove(folder.native() / "device/updates.xml");
+  writeFile(path(u"device/updates.xml00000000010000000009"), "<a/>");
+  writeFile(path(u"device/updates.xml00000000020000000001"), "<b/>");
+  std::vector<std::string> operations;
+  FaultyFileSystem recording(files());
+  recording.before = [&](int, const std::string& operation) { operations.push_back(operation); };
+  useFileSystem(recording);
+  recoverDeviceFile(target_);
+  EXPECT_THAT(operations, ElementsAre("rename", "syncFolder", "removeFile"));
+  EXPECT_THAT(device(), ElementsAre("updates.xml"));
+}
+
+TEST_F(ReplaceDeviceFileTest, RecoveryThatDoesNotReachTheMediumRemovesNothing) {
+  std::filesystem::remove(folder.native() / "device/updates.xml");
+  writeFile(path(u"device/updates.xml00000000010000000009"), "<a/>");
+  writeFile(path(u"device/updates.xml00000000020000000001"), "<b/>");
+  FaultyFileSystem faulty(files());
+  faulty.failAt = 2;
+  useFileSystem(faulty);
+  recoverDeviceFile(target_);
+  EXPECT_EQ(readFile(path(u"device/updates.xml00000000010000000009")), "<a/>");
+}
+
+TEST_F(ReplaceDeviceFileTest, RecoveryWhoseFileDoesNotReadBackRemovesNothing) {
+  std::filesystem::remove(folder.native() / "device/updates.xml");
+  writeFile(path(u"device/updates.xml00000000010000000009"), "<a/>");
+  writeFile(path(u"device/updates.xml00000000020000000001"), "<b/>");
+  FaultyFileSystem spoiling(files());
+  spoiling.before = [this](int, const std::string& operation) {
+    if (operation == "syncFolder") writeFile(target_, "<b");
+  };
+  useFileSystem(spoiling);
+  recoverDeviceFile(target_);
+  EXPECT_EQ(readFile(path(u"device/updates.xml00000000010000000009")), "<a/>");
+}
+
 TEST_F(ReplaceDeviceFileTest, RecoveryKeepsADamagedFileThatItReplaces) {
   writeFile(target_, "half");
   writeFile(path(u"device/updates.xml00000000010000000009"), old_);

@@ -74,6 +74,44 @@ class ChildProcess {
   int result_ = -2;
 };
 
+// Stops whoever reads from a memory page, looks at a lock word at this moment, and lets the reader go on. One
+// at a time.
+class PageWatch {
+ public:
+  PageWatch(const char* page, std::uint32_t& lockWord) {
+    watched_ = const_cast<char*>(page);
+    seen_ = -1;
+    lockWord_ = &lockWord;
+    struct sigaction action = {};
+    action.sa_handler = look;
+    ::sigaction(SIGSEGV, &action, &before_);
+    ::mprotect(watched_, pageBytes(), PROT_NONE);
+  }
+  ~PageWatch() {
+    open();
+    ::sigaction(SIGSEGV, &before_, nullptr);
+  }
+  PageWatch(const PageWatch&) = delete;
+  PageWatch& operator=(const PageWatch&) = delete;
+
+  [[nodiscard]] static std::size_t pageBytes() { return static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)); }
+  // The lock word when the page was read; -1 if it wasn't.
+  [[nodiscard]] std::int64_t seen() const { return seen_; }
+
+ private:
+  static void open() { ::mprotect(watched_, pageBytes(), PROT_READ | PROT_WRITE); }
+  static void look(int) {
+    if (seen_ >= 0) ::_exit(1);  // it isn't the page that stops the reader
+    seen_ = *lockWord_;
+    open();
+  }
+
+  static inline char* watched_ = nullptr;
+  static inline volatile std::uint32_t* lockWord_ = nullptr;
+  static inline volatile std::int64_t seen_ = -1;
+  struct sigaction before_ = {};
+};
+
 class SharedTextBlockTest : public JobTest {
  protected:
   SharedTextBlockTest() {
@@ -186,6 +224,24 @@ TEST_F(SharedTextBlockTest, ABlockThatIsTooSmallIsNeverLeft) {
     EXPECT_EQ(block.write("123456"), -1) << size;
     EXPECT_EQ(block.write("12345"), size == 10 ? 0 : -1) << size;
   }
+}
+
+TEST_F(SharedTextBlockTest, AWritingHoldsTheLockFromItsFirstByteToItsLast) {
+  createWith("before");
+  FrontEndBlock front(name_);
+  SharedTextBlock block(name_);
+  ASSERT_EQ(block.open(), 0);
+  const std::size_t page = PageWatch::pageBytes();
+  const std::string text(1'000'000, 'x');
+  const char* first = text.data() + (page - reinterpret_cast<std::uintptr_t>(text.data()) % page);
+  const char* last = first + (text.size() / page - 2) * page;
+  for (const char* watched : {first, last}) {
+    const PageWatch watch(watched, front.lockWord());
+    EXPECT_EQ(block.write(text), 0);
+    EXPECT_EQ(watch.seen(), 1);
+    EXPECT_EQ(front.lockWord(), 0U);
+  }
+  EXPECT_TRUE(readBack() == text);
 }
 
 TEST_F(SharedTextBlockTest, AReaderThatDiedWithTheLockBlocksNoWriter) {
