@@ -46,7 +46,9 @@ class BackendLogger::LogFile {
   // Takes over an earlier run's log. False if there is none that can be continued.
   bool continueExisting() {
     earlier_ = std::make_unique<TiXmlDocument>();
-    if (loadXml(path_, *earlier_) && earlier_->RootElement() != nullptr) return true;
+    // However many lines it has, it is the front end's own.
+    if (loadXml(path_, *earlier_, static_cast<std::size_t>(-1)) && earlier_->RootElement() != nullptr)
+      return true;
     earlier_.reset();
     return false;
   }
@@ -78,11 +80,15 @@ class BackendLogger::LogFile {
   // The earlier log stays whole until the continued one is.
   void replaceByWhole(const TiXmlDocument& document) {
     const WideText beside = path_ + u"_tevra_new";
+    platform::FileSystem& files = *platform::machine().files;
     ErrorCode error;
-    if (writeWhole(document, beside) && platform::machine().files->rename(beside, path_, error))
-      earlier_.reset();
-    else
-      platform::machine().files->removeFile(beside, error);
+    const bool written = writeWhole(document, beside);
+    bool replaced = written && files.rename(beside, path_, error);
+    const bool diskFull = !written && files.kind(beside, error) == platform::EntryKind::file;
+    if (!replaced) files.removeFile(beside, error);
+    // Where nothing can be made beside it, the log is written directly.
+    if (!replaced && !diskFull) replaced = writeWhole(document, path_);
+    if (replaced) earlier_.reset();
   }
 
   bool writeWhole(const TiXmlDocument& document, const WideText& path) {
@@ -125,8 +131,10 @@ void BackendLogger::destroy() {
 BackendLogger::BackendLogger(const WideText& path) {
   ErrorCode error;
   if (path.empty() || platform::machine().files->kind(path, error) != platform::EntryKind::file) return;
-  // A log too large to be read is nobody's to begin anew.
-  if (platform::machine().files->fileSize(path, error) > maximalXmlFileBytes) return;
+  // A log that can't be read, or is too large for it, is nobody's to begin anew.
+  File_platformIndependent existing(path, false);
+  if (existing.size() > maximalXmlFileBytes || !existing.open()) return;
+  existing.close();
   file_ = std::make_unique<LogFile>(path);
   active_ = file_->continueExisting() || file_->startNew();
 }

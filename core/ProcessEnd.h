@@ -4,7 +4,7 @@
 
 namespace ZelmoraTevra {
 
-// Ends the process at once, after a status has been saved: nothing on the stack is destroyed, but what has
+// Ends the process at once, a last status having been saved: nothing on the stack is destroyed, but what has
 // been registered with AtProcessEnd is done first.
 [[noreturn]] void endProcess(int exitValue);
 

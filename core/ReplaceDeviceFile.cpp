@@ -42,10 +42,18 @@ WideText unfinishedPath(const WideText& path) {
   return path + WideText(unfinishedEnding);
 }
 
+bool isLink(const WideText& path) {
+  platform::ErrorCode ignored;
+  return platform::machine().files->isLink(path, ignored);
+}
+
 WideText freeDamagedPath(const WideText& path) {
   for (std::int64_t number = 1;; ++number) {
     WideText candidate = path + WideText(damagedEnding) + numberText(number);
-    if (!File_platformIndependent(candidate, false).exists()) return candidate;
+    platform::ErrorCode error;
+    if (platform::machine().files->kind(candidate, error) == platform::EntryKind::missing &&
+        !isLink(candidate))
+      return candidate;
   }
 }
 
@@ -75,11 +83,6 @@ bool renameFile(const WideText& from, const WideText& to, WideView logName) {
 void removeEntry(const WideText& path) {
   platform::ErrorCode ignored;
   platform::machine().files->removeFile(path, ignored);
-}
-
-bool isLink(const WideText& path) {
-  platform::ErrorCode ignored;
-  return platform::machine().files->isLink(path, ignored);
 }
 
 bool syncFolderOf(const WideText& path) {
@@ -118,6 +121,7 @@ bool replaceDeviceFile(const WideText& source, const WideText& destination, Wide
   // The name is known beforehand: a device may hold a link there that leads out of it.
   File_platformIndependent unfinished(unfinishedPath(target));
   removeEntry(unfinished.path());
+  if (Directory_new(unfinished.path()).isEmpty()) Directory_new(unfinished.path()).remove();
   const bool hadOld = File_platformIndependent(target).exists();
   const bool keepsOld = hadOld && isWorthKeeping(target);
   const WideText setAside = keepsOld ? freeDamagedPath(target) : target + uniqueNumber();

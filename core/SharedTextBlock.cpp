@@ -13,6 +13,7 @@
 #include "core/Globals.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
+#include "platform/SharedMemorySpace.h"
 
 namespace ZelmoraTevra {
 
@@ -117,6 +118,8 @@ int SharedTextBlock::write(const std::string& text) {
   try {
     MappedBlock block(object_->memory);
     if (!block.isUsable()) return -1;
+    const std::uint64_t used = sizeof(std::uint32_t) + std::min(text.size() + 1, block.textSize());
+    if (!platform::reserveSharedMemory(object_->memory.get_mapping_handle(), used)) return -1;
     block.lock().breakLock();
     if (text.size() >= block.textSize()) return -1;
     block.lock().take();

@@ -41,23 +41,23 @@ void unifyLineEnds(std::string& text) {
 
 }  // namespace
 
-bool parseXml(std::string text, TiXmlDocument& document) {
+bool parseXml(std::string text, TiXmlDocument& document, std::size_t maximalMarkup) {
   document.Clear();
   document.ClearError();
   text.resize(std::min(text.find('\0'), text.size()));
-  if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes, maximalXmlMarkup)) return false;
+  if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes, maximalMarkup)) return false;
   document.Parse(text.c_str(), nullptr, TIXML_ENCODING_UTF8);
   if (!document.Error()) return true;
   document.Clear();
   return false;
 }
 
-bool loadXml(const WideText& path, TiXmlDocument& document) {
+bool loadXml(const WideText& path, TiXmlDocument& document, std::size_t maximalMarkup) {
   document.Clear();
   std::string text;
   if (!readWholeFile(path, text)) return false;
   unifyLineEnds(text);
-  return parseXml(std::move(text), document);
+  return parseXml(std::move(text), document, maximalMarkup);
 }
 
 std::string printXml(const TiXmlNode& node) {

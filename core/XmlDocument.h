@@ -20,9 +20,11 @@ constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 
 // Parses UTF-8 text. False if it isn't well-formed, has no node, or is beyond the bounds; the document is
 // then to be taken for empty.
-[[nodiscard]] bool parseXml(std::string text, TiXmlDocument& document);
+[[nodiscard]] bool parseXml(std::string text, TiXmlDocument& document,
+                            std::size_t maximalMarkup = maximalXmlMarkup);
 // The same for the file at the path, with its line ends made line feeds. False also if it can't be read.
-[[nodiscard]] bool loadXml(const WideText& path, TiXmlDocument& document);
+[[nodiscard]] bool loadXml(const WideText& path, TiXmlDocument& document,
+                           std::size_t maximalMarkup = maximalXmlMarkup);
 
 // The document as the XML library prints it, UTF-8.
 [[nodiscard]] std::string printXml(const TiXmlNode& node);

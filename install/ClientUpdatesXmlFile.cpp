@@ -23,7 +23,8 @@ bool isCertainlyMissing(const WideText& path) {
 
 bool isRegisterPlace(const WideText& relativePath) {
   const WideText path = comparablePath(relativePath);
-  return path == u"ZELMORA\\UPDATES.XML" || path == u"KD3\\UPDATES.XML";
+  return path == u"ZELMORA\\UPDATES.XML" || path == u"KD3\\UPDATES.XML" || path == u"ZELMORA" ||
+         path == u"KD3";
 }
 
 ClientUpdatesXmlFile::ClientUpdatesXmlFile(const WideText& rootPath, bool useWorkingCopy)

@@ -6,6 +6,10 @@
 
 namespace ZelmoraTevra {
 
+// True if a path on a device is that of a register or of the folder that holds it: no package writes or
+// deletes there.
+[[nodiscard]] bool isRegisterPlace(const WideText& relativePath);
+
 // The register of a connected device: "updates.xml" in the folder "ZELMORA" or, on older devices, "KD3". An
 // interrupted replacement of the file is put right first. If a working copy is asked for, all changes are
 // made on a copy in the work folder; destruction brings it back to the device and removes it.
@@ -13,9 +17,6 @@ namespace ZelmoraTevra {
 // No register is lost on the way. One that could not be copied makes the object unusable, and nothing is
 // brought back; it is not taken for an empty one. One that is damaged stays on the device beside its
 // replacement ("updates.xml_damaged1"). A link is not followed, it may lead out of the device.
-// True if a path on a device is that of a register: no package may write or delete there.
-[[nodiscard]] bool isRegisterPlace(const WideText& relativePath);
-
 class ClientUpdatesXmlFile : public IUpdatesXmlFile {
  public:
   // An empty root is no device.

@@ -1,5 +1,6 @@
 #include "install/CompanionFile.h"
 
+#include <algorithm>
 #include <string>
 
 #include "core/File_platformIndependent.h"
@@ -11,8 +12,17 @@ namespace ZelmoraTevra {
 
 namespace {
 
+bool standsInXmlName(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-' ||
+         c == '.' || c == ':' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+// Files of the web have names with "%20" and the like, which no element can bear.
 std::string rootName(const WideText& path) {
-  return "tevra_" + toUtf8(path.substr(path.rfind(u'\\') + 1));
+  std::string name = "tevra_" + toUtf8(path.substr(path.rfind(u'\\') + 1));
+  std::replace_if(
+      name.begin(), name.end(), [](char c) { return !standsInXmlName(c); }, '_');
+  return name;
 }
 
 }  // namespace

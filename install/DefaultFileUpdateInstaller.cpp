@@ -9,6 +9,7 @@
 #include "core/PathBelowRoot.h"
 #include "core/ProcessEnd.h"
 #include "core/Text.h"
+#include "install/ClientUpdatesXmlFile.h"
 
 namespace ZelmoraTevra {
 
@@ -85,6 +86,10 @@ bool DefaultFileUpdateInstaller::install(const InstallUpdate& update, const Wide
   PathBelowRoot target(targetRoot);
   PathBelowRoot other(otherRoot);
   for (const InstallFile& file : update.files) {
+    if (isRegisterPlace(file.client)) {
+      writeLog(u"The register is no package's file: " + file.client);
+      continue;
+    }
     const bool wanted =
         isAlwaysPlaced(file) || isToBePlaced(file, {target.join(file.client), other.join(file.client)});
     if (wanted && !place(file, zipPath, targetRoot, observer)) return false;

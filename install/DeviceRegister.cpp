@@ -3,11 +3,17 @@
 #include <exception>
 
 #include "core/BackendLogger.h"
+#include "core/Directory_new.h"
+#include "core/Globals.h"
 
 namespace ZelmoraTevra {
 
-DeviceRegister::DeviceRegister(const WideText& primaryRoot)
-    : file_(primaryRoot, true), updates_(&file_), atProcessEnd_([this] { close(); }) {}
+DeviceRegister::DeviceRegister(const WideText& primaryRoot, const WideText& secondaryRoot)
+    : primaryRoot_(primaryRoot),
+      secondaryRoot_(secondaryRoot),
+      file_(primaryRoot, true),
+      updates_(&file_),
+      atProcessEnd_([this] { close(); }) {}
 
 DeviceRegister::~DeviceRegister() {
   try {
@@ -25,8 +31,20 @@ bool DeviceRegister::record(const Update& update) {
 }
 
 bool DeviceRegister::close() {
+  const bool placed = recorded_ == 0 || bringPlacedFilesToMedium();
   const bool saved = updates_.save();
-  return file_.copyBack() && saved;
+  recorded_ = 0;
+  return file_.copyBack() && saved && placed;
+}
+
+// A storage that lies on the disk of the work folder is none that can be pulled.
+bool DeviceRegister::bringPlacedFilesToMedium() const {
+  bool brought = true;
+  for (const WideText& root : {primaryRoot_, secondaryRoot_}) {
+    const Directory_new folder(root);
+    if (!root.empty() && !folder.isOnSameVolume(workTempFolder)) brought = folder.syncVolume() && brought;
+  }
+  return brought;
 }
 
 }  // namespace ZelmoraTevra

@@ -12,7 +12,8 @@ namespace ZelmoraTevra {
 // the installation ends: by `close`, by destruction, or by the end of the process.
 class DeviceRegister {
  public:
-  explicit DeviceRegister(const WideText& primaryRoot);
+  // The second root is empty on a device with one storage.
+  DeviceRegister(const WideText& primaryRoot, const WideText& secondaryRoot);
   ~DeviceRegister();
 
   [[nodiscard]] bool isUsable() const { return file_.isUsable(); }
@@ -24,10 +25,15 @@ class DeviceRegister {
   [[nodiscard]] bool record(const Update& update);
   // Writes what isn't written yet to the working copy.
   [[nodiscard]] bool save() { return updates_.save(); }
-  // Brings the register to the device. False if it did not get there.
+  // Brings all that was placed to the medium, then the register that tells of it. False if one of them did
+  // not get there.
   bool close();
 
  private:
+  [[nodiscard]] bool bringPlacedFilesToMedium() const;
+
+  WideText primaryRoot_;
+  WideText secondaryRoot_;
   ClientUpdatesXmlFile file_;
   UpdatesXml updates_;
   std::size_t recorded_ = 0;

@@ -13,7 +13,7 @@ namespace ZelmoraTevra {
 
 namespace {
 
-constexpr std::size_t maximalGroups = 16;
+constexpr std::size_t maximalIndexed = 1'000'000;  // elements, over all groups
 
 std::vector<std::string> splitBase(const std::string& base) {
   std::vector<std::string> names;
@@ -84,12 +84,17 @@ DeviceXmlFile::GroupKey DeviceXmlFile::keyOf(const std::string& base, const std:
 const DeviceXmlFile::Group& DeviceXmlFile::group(const GroupKey& key) {
   const auto known = groups_.find(key);
   if (known != groups_.end()) return known->second;
-  // Entries of one kind come in a row; a file with ever new kinds must not fill the memory with their groups.
-  if (groups_.size() >= maximalGroups) groups_.clear();
+  // A file with ever new kinds of entries must not fill the memory with their groups.
+  if (indexed_ >= maximalIndexed) {
+    groups_.clear();
+    indexed_ = 0;
+  }
   Group& made = groups_[key];
   for (TiXmlElement* element = key.parent->FirstChildElement(key.name); element != nullptr;
-       element = element->NextSiblingElement(key.name))
+       element = element->NextSiblingElement(key.name)) {
     made.byText[lookupUtf8(element, key.textPath)].push_back(element);
+    ++indexed_;
+  }
   return made;
 }
 

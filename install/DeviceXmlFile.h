@@ -3,6 +3,7 @@
 #include <tinyxml.h>
 
 #include <compare>
+#include <cstddef>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -54,6 +55,7 @@ class DeviceXmlFile {
   TiXmlDocument document_;
   bool changed_ = false;
   std::map<GroupKey, Group> groups_;
+  std::size_t indexed_ = 0;  // elements put into groups
 };
 
 }  // namespace ZelmoraTevra

@@ -81,8 +81,8 @@ std::string userAgent() {
   constexpr std::size_t maximalLength = 1024;
   const WideText key = u"SOFTWARE\\ZELMORA\\ZELMORA tevra";
   platform::Registry& registry = *platform::machine().registry;
-  std::string agent = toUtf8(registry.text(key, u"Product").substr(0, maximalLength)) + '/' +
-                      toUtf8(registry.text(key, u"Version").substr(0, maximalLength));
+  std::string agent = toReadableUtf8(registry.text(key, u"Product").substr(0, maximalLength)) + '/' +
+                      toReadableUtf8(registry.text(key, u"Version").substr(0, maximalLength));
   std::replace(agent.begin(), agent.end(), ' ', '-');
   return agent;
 }

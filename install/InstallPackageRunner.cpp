@@ -1,6 +1,8 @@
 #include "install/InstallPackageRunner.h"
 
 #include <algorithm>
+#include <exception>
+#include <map>
 #include <string>
 
 #include "core/BackendLogger.h"
@@ -24,6 +26,18 @@ namespace {
 constexpr WideView temporaryLocation = u".TevraTemporaryLocation";
 constexpr std::uint32_t abortGraceMilliseconds = 200;
 
+// Two packages that would take the same place in the work folder: the second would replace the first before
+// that one is installed.
+bool hasClashingDownloads(const CommandRecord& command) {
+  if (command.localInstall) return false;
+  std::map<WideText, WideText> md5ByPath;
+  return std::any_of(command.packages.begin(), command.packages.end(), [&](const ContentEntry& package) {
+    const WideText path = toUpperAscii(downloadedFilePath(package.url));
+    const WideText md5 = toUpperAscii(package.md5);
+    return !path.empty() && md5ByPath.try_emplace(path, md5).first->second != md5;
+  });
+}
+
 // What keeps a package from being installed whole by this program; empty if nothing does. An older package
 // behind another one has a report of its own, later.
 WideText missingAbility(const CommandRecord& command) {
@@ -37,6 +51,7 @@ WideText missingAbility(const CommandRecord& command) {
                     [](const InstallUpdate& u) { return !u.xmlEntries.empty(); }))
       return u"entries for XML files on the device";
   }
+  if (hasClashingDownloads(command)) return u"two downloads under one name";
   return {};
 }
 
@@ -222,22 +237,26 @@ int InstallPackageRunner::installUpdates() {
     saveState(statAbort);
     return -1;
   }
-  removeReplacedFiles();
-
-  DeviceRegister deviceRegister(primaryRoot_->path());
+  // Without a register nothing is to go, not even what would be replaced.
+  const std::unique_ptr<DeviceRegister> opened = openRegister();
+  if (opened == nullptr) {
+    ErrorReport(1101, u"Finding a valid updates.xml file on the device failed!").save();
+    return -1;
+  }
+  DeviceRegister& deviceRegister = *opened;
+  // The register is on the device before a last status tells the user that the device may go.
   const auto fail = [&](const ErrorReport& report) {
-    static_cast<void>(closeRegister(deviceRegister));
+    deviceRegister.close();
     report.save();
     return -1;
   };
-  if (!deviceRegister.isUsable())
-    return fail(ErrorReport(1101, u"Finding a valid updates.xml file on the device failed!"));
+  removeReplacedFiles();
   const bool placed = placeUpdates(deviceRegister);
   ProgressObserver::destroy();
   if (!placed) return fail(ErrorReport(1102, u"Failed to open updates.xml file. Update was not serialized!"));
 
   if (abortFilePresent()) {
-    static_cast<void>(closeRegister(deviceRegister));
+    deviceRegister.close();
     static_cast<void>(deleteDownloadedFiles());
     saveState(statAbort, 1020);
     return -1;
@@ -250,10 +269,21 @@ int InstallPackageRunner::installUpdates() {
   if (cleaner.init(&deviceRegister.updates(), primaryRoot_->path(), secondaryRoot_->path()) != 0)
     return fail(ErrorReport(1109, u"The cleanup init process fail!"));
   if (cleaner.run() != 0) return fail(ErrorReport(1112, u"The cleanup run process fail!"));
-  if (!closeRegister(deviceRegister))
+  if (!deviceRegister.close())
     return fail(ErrorReport(1102, u"Failed to open updates.xml file. Update was not serialized!"));
   saveState(statSuccess, 1010);
   return 0;
+}
+
+// Null if the device has no register that can be used.
+std::unique_ptr<DeviceRegister> InstallPackageRunner::openRegister() const {
+  try {
+    auto opened = std::make_unique<DeviceRegister>(primaryRoot_->path(), secondaryRoot_->path());
+    if (opened->isUsable()) return opened;
+  } catch (const std::exception& failure) {
+    writeLog(u"The register holds text that is none: " + toReadableWide(failure.what()));
+  }
+  return nullptr;
 }
 
 void InstallPackageRunner::loadPlacementProgress() const {
@@ -314,15 +344,6 @@ bool InstallPackageRunner::placeUpdates(DeviceRegister& deviceRegister) const {
       return fail(*update, target.path(), other.path());
   }
   return true;
-}
-
-// All that was placed, and the register that tells of it, is on the device before a last status tells the
-// user that the device may go. A storage that lies on the disk of the work folder is none that can be pulled.
-bool InstallPackageRunner::closeRegister(DeviceRegister& deviceRegister) const {
-  bool placed = true;
-  for (const Directory_new* root : {primaryRoot_.get(), secondaryRoot_.get()})
-    if (!root->path().empty() && !root->isOnSameVolume(workTempFolder)) placed = root->syncVolume() && placed;
-  return deviceRegister.close() && placed;
 }
 
 bool InstallPackageRunner::deleteDownloadedFiles() const {

@@ -35,7 +35,7 @@ class InstallPackageRunner : public ICommandWorker {
   void loadPlacementProgress() const;
   void removeReplacedFiles() const;
   [[nodiscard]] bool placeUpdates(DeviceRegister& deviceRegister) const;
-  [[nodiscard]] bool closeRegister(DeviceRegister& deviceRegister) const;
+  [[nodiscard]] std::unique_ptr<DeviceRegister> openRegister() const;
   [[nodiscard]] bool deleteDownloadedFiles() const;
 
   CommandRecord command_;

@@ -38,6 +38,15 @@ TEST_F(CompanionFileTest, MatchesTheMd5InEitherCase) {
   EXPECT_FALSE(matches(u""));
 }
 
+TEST_F(CompanionFileTest, AFileNameThatNoElementCanBearMatchesToo) {
+  for (const WideText name : {u"my%20map.zip", u"a b.zip", u"a(1)+b,c&d.zip", u"1\u00E4.zip"}) {
+    const WideText path = folder.path() + u'\\' + name + u"_INCOMPLETE.xml";
+    EXPECT_TRUE(companionWrite(path, WideText(md5)));
+    EXPECT_TRUE(companionMatches(path, WideText(md5))) << toUtf8(name);
+    EXPECT_FALSE(companionMatches(path, u"900150983CD24FB0D6963F7D28E17F73"));
+  }
+}
+
 TEST_F(CompanionFileTest, AMissingCompanionMatchesNothing) {
   EXPECT_FALSE(matches());
   EXPECT_FALSE(matches(u""));
@@ -87,12 +96,6 @@ TEST_F(CompanionFileTest, ACompanionThatCannotBeWrittenLeavesNone) {
     useFileSystem(files());
     EXPECT_TRUE(companionWrite(companion, WideText(md5)));
   }
-}
-
-TEST_F(CompanionFileTest, ANameThatIsNoXmlNameMatchesNothing) {
-  const WideText odd = folder.path() + u"\\a b<%20>.zip_INCOMPLETE.xml";
-  companionWrite(odd, WideText(md5));
-  EXPECT_FALSE(companionMatches(odd, WideText(md5)));
 }
 
 }  // namespace ZelmoraTevra

@@ -260,10 +260,13 @@ TEST_F(InstallPackageRunnerTest, WhatThisVersionCannotInstallIsRefusedBeforeTheD
   writeFile(flash + u"/a", "old");
   const std::vector<std::string> before = tree(flash);
   const auto expectRefused = [&](const WideText& reason) {
+    // Nothing is changed but the status document.
     FaultyFileSystem watching(small);
     std::vector<std::string> operations;
+    watching.before = [&](int, const std::string& operation) { operations.push_back(operation); };
     useFileSystem(watching);
     EXPECT_NE(install(), 0);
+    EXPECT_EQ(operations, (std::vector<std::string>{"open", "write", "rename"}));
     useFileSystem(small);
     EXPECT_EQ(status().exitCode(), u"1096");
     EXPECT_EQ(tree(flash), before);
@@ -279,6 +282,34 @@ TEST_F(InstallPackageRunnerTest, WhatThisVersionCannotInstallIsRefusedBeforeTheD
   addPackage(software("App", file("a", "a")));
   command.checkHashFile = true;
   expectRefused(u"the validation of the installed files");
+}
+
+TEST_F(InstallPackageRunnerTest, TwoDownloadsUnderOneNameAreRefusedBeforeAnythingIsDone) {
+  startLog();
+  command.localInstall = false;
+  addPackage(software("One", file("a", "a")));
+  addPackage(software("Two", file("b", "b")));
+  command.packages[0].url = u"http://127.0.0.1/one/content.zip?1";
+  command.packages[1].url = u"http://127.0.0.1/two/Content.zip?2";
+  command.packages[0].md5 = u"AA";
+  command.packages[1].md5 = u"BB";
+  InstallPackageRunner runner;
+  EXPECT_NE(runner.prepareInstall(command), 0);
+  EXPECT_EQ(status().exitCode(), u"1096");
+  EXPECT_TRUE(logHas(u"The packages need two downloads under one name. Nothing was installed."));
+  command.packages[1].md5 = u"aa";
+  EXPECT_EQ(runner.prepareInstall(command), 0);
+}
+
+TEST_F(InstallPackageRunnerTest, ARegisterThatIsNoTextIs1101AndNothingGoes) {
+  writeFile(flash + u"/ZELMORA/updates.xml", "<updates><update><name>\xFF</name></update></updates>");
+  writeFile(flash + u"/a", "old");
+  addPackage(software("App", file("a", "a")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1101");
+  EXPECT_EQ(readFile(flash + u"/a"), "old");
+  EXPECT_EQ(readFile(flash + u"/ZELMORA/updates.xml"),
+            "<updates><update><name>\xFF</name></update></updates>");
 }
 
 TEST_F(InstallPackageRunnerTest, ZipsThatDoNotFitIntoTheTempFolderAre1099) {
@@ -376,12 +407,14 @@ TEST_F(InstallPackageRunnerTest, AnAbortAfterThePlacementIsState8With1020AndKeep
 }
 
 TEST_F(InstallPackageRunnerTest, ADeviceWithoutAPlaceForTheRegisterIs1101) {
+  writeFile(flash + u"/a", "old");
   std::filesystem::remove_all(folder.native() / "flash" / "ZELMORA");
   addPackage(software("App", file("a", "a")));
   EXPECT_NE(install(), 0);
   EXPECT_EQ(status().exitCode(), u"1101");
   EXPECT_EQ(status().descriptions,
             (std::vector<WideText>{u"100", u"Finding a valid updates.xml file on the device failed!"}));
+  EXPECT_EQ(readFile(flash + u"/a"), "old");
 }
 
 TEST_F(InstallPackageRunnerTest, ReplacedFilesGoFromBothStoragesBeforeAnythingIsPlaced) {
