@@ -817,6 +817,29 @@ TEST_F(HttpUpdateZipDownloaderTest, AFailedWriteIs1133AndEndsTheProcessWith1) {
   EXPECT_EQ(logLines().back(), u"Abort triggered!");
 }
 
+TEST_F(HttpUpdateZipDownloaderTest, AFailedCloseIs1133AndEndsTheProcessWith1) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  startLog();
+  processes.throwsAtEnd = true;
+  FaultyFileSystem faulty(files());
+  faulty.failsToClose = [this](const WideText& path) { return path == workingPath; };
+  useRoles(&faulty);
+  int exitValue = -1;
+  try {
+    (void)download();
+  } catch (const ProcessEnded& ended) {
+    exitValue = ended.exitValue;
+  }
+  EXPECT_EQ(exitValue, 1);
+  const SavedStatus saved = status();
+  EXPECT_EQ(saved.state, 7);
+  EXPECT_EQ(saved.exitCode(), u"1133");
+  EXPECT_EQ(saved.attributes.at(u"FILE"), toForwardSlashes(workingPath));
+  EXPECT_TRUE(logHas(u"Fail to write on disk! File: " + workingPath));
+  EXPECT_EQ(logLines().back(), u"Abort triggered!");
+  EXPECT_FALSE(fileExists(finalPath));
+}
+
 TEST_F(HttpUpdateZipDownloaderTest, AFullDiskIs1133AndEndsTheProcessWith1) {
   content = contentOfSize(3'000'000);
   if (!serveContent()) GTEST_SKIP() << cannotListen;

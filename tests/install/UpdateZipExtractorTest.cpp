@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "core/ProcessEnd.h"
 #include "core/ProgressObserver.h"
 #include "core/Text.h"
 #include "install/UpdateZipExtractor.h"
@@ -686,6 +687,14 @@ TEST_F(LostDeviceTest, FolderOfADeviceThatHasGoneIsNotMadeAnew) {
   EXPECT_EXIT((void)extract(u"a", u"maps/b"), ::testing::ExitedWithCode(1), "");
   EXPECT_EQ(status().exitCode(), u"1234");
   EXPECT_FALSE(fs::exists(native(device)));
+}
+
+// A front end that reads the status may start the next job at once.
+TEST_F(LostDeviceTest, WhatEndsTheProcessIsDoneBeforeTheStatusIsSaved) {
+  writeZip(ZipBuilder().add("a", "content"));
+  const AtProcessEnd action([this] { writeFile(path(u"done"), std::to_string(status().state)); });
+  expectLoss("close", 1);
+  EXPECT_EQ(readFile(path(u"done")), std::to_string(SavedStatus().state));
 }
 
 class DamagedZipTest : public UpdateZipExtractorTest {

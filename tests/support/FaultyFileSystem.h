@@ -20,6 +20,9 @@ class FaultyFileSystem : public platform::ForwardingFileSystem {
   bool failAllAfter = false;
   // Called before each counted operation, with its number and a name for messages.
   std::function<void(int, const std::string&)> before;
+  // Closing, which isn't counted, fails for the files for whose paths this is true: a disk may tell only then
+  // that it could not keep what was written.
+  std::function<bool(const WideText&)> failsToClose;
   // How many operations were counted.
   int count = 0;
 
@@ -29,7 +32,7 @@ class FaultyFileSystem : public platform::ForwardingFileSystem {
     if (fails("open", error)) return nullptr;
     std::unique_ptr<platform::FileHandle> handle = target().open(path, mode, error);
     if (!handle) return nullptr;
-    return std::make_unique<Handle>(*this, std::move(handle));
+    return std::make_unique<Handle>(*this, std::move(handle), path);
   }
   bool createFolder(const WideText& path, platform::ErrorCode& error) override {
     return !fails("createFolder", error) && target().createFolder(path, error);
@@ -53,8 +56,8 @@ class FaultyFileSystem : public platform::ForwardingFileSystem {
  private:
   class Handle : public platform::FileHandle {
    public:
-    Handle(FaultyFileSystem& owner, std::unique_ptr<platform::FileHandle> target)
-        : owner_(owner), target_(std::move(target)) {}
+    Handle(FaultyFileSystem& owner, std::unique_ptr<platform::FileHandle> target, WideText path)
+        : owner_(owner), target_(std::move(target)), path_(std::move(path)) {}
     std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
       return target_->read(buffer, size, error);
     }
@@ -77,18 +80,28 @@ class FaultyFileSystem : public platform::ForwardingFileSystem {
     bool sync(platform::ErrorCode& error) override {
       return !owner_.fails("sync", error) && target_->sync(error);
     }
-    bool close(platform::ErrorCode& error) override { return target_->close(error); }
+    bool close(platform::ErrorCode& error) override {
+      const bool closed = target_->close(error);
+      if (!owner_.failsToClose || !owner_.failsToClose(path_)) return closed;
+      return fail(error);
+    }
 
    private:
     FaultyFileSystem& owner_;
     std::unique_ptr<platform::FileHandle> target_;
+    WideText path_;
   };
+
+  static bool fail(platform::ErrorCode& error) {
+    error = boost::system::errc::make_error_code(boost::system::errc::no_space_on_device);
+    return false;
+  }
 
   bool fails(const std::string& operation, platform::ErrorCode& error) {
     ++count;
     if (before) before(count, operation);
     if (failAt == 0 || (failAllAfter ? count < failAt : count != failAt)) return false;
-    error = boost::system::errc::make_error_code(boost::system::errc::no_space_on_device);
+    fail(error);
     return true;
   }
 };
