@@ -40,7 +40,7 @@ Update sampleUpdate(std::int64_t index) {
 }
 
 void recordUpdates(const Device& device, std::int64_t count) {
-  DeviceRegister deviceRegister(device.root());
+  DeviceRegister deviceRegister(device.root(), {});
   for (std::int64_t i = 0; i < count; ++i) benchmark::DoNotOptimize(deviceRegister.record(sampleUpdate(i)));
 }
 
@@ -62,7 +62,7 @@ void findInRegister(benchmark::State& state) {
   const Device device;
   recordUpdates(device, state.range(0));
   for (auto run : state) {
-    DeviceRegister deviceRegister(device.root());
+    DeviceRegister deviceRegister(device.root(), {});
     for (std::int64_t i = 0; i < state.range(0); ++i)
       benchmark::DoNotOptimize(deviceRegister.updates().findByCompanyAndName(sampleUpdate(i).info));
   }
