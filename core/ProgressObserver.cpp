@@ -90,6 +90,7 @@ bool ProgressObserver::addProgress(std::uint64_t bytes, std::int32_t state) {
 
   StatusXml::instance().setState(state);
   describeAmounts();
+  StatusXml::instance().setDescription(entry.detail);
   StatusXml::instance().save();
   lastReport_ = platform::machine().clock->tickMilliseconds();
   return true;
@@ -111,6 +112,7 @@ bool ProgressObserver::setDownloadPosition(std::uint64_t position, std::int32_t 
   StatusXml& status = StatusXml::instance();
   status.setState(state);
   describeAmounts();
+  status.setDescription(entry.detail);
   if (state == statDownloadInProgress) {
     const double bytes = static_cast<double>(overallDone_) - static_cast<double>(lastOverallDone_);
     speedSum_ += bytes * kibibytesPerByte / static_cast<double>(elapsed / 1000);
@@ -135,11 +137,7 @@ void ProgressObserver::reportAbort(const WideText& packageId) {
     overallDone_ = 0;
     for (const ProgressEntry& each : entries_) overallDone_ += each.done;
     const ProgressEntry& entry = current();
-    status.setPercent(percentOf(overallDone_, overallTotal_));
-    status.setDescription(amountText(overallDone_, overallTotal_));
-    status.setPercent(percentOf(entry.done, entry.total));
-    status.setDescription(amountText(entry.done, entry.total));
-    status.setDescription(entry.name);
+    describeAmounts();
     if (!packageId.empty()) {
       status.setAttribute(u"downloadPackageID", packageId);
       status.setAttribute(u"downloadPackageSize", numberText(static_cast<std::int64_t>(entry.total)));
@@ -162,7 +160,6 @@ void ProgressObserver::describeAmounts() {
   status.setPercent(percentOf(entry.done, entry.total));
   status.setDescription(amountText(entry.done, entry.total));
   status.setDescription(entry.name);
-  status.setDescription(entry.detail);
 }
 
 }  // namespace ZelmoraTevra

@@ -13,9 +13,9 @@ namespace ZelmoraTevra {
 // The parser works recursively, goes up through all parents for each node, and compares each attribute with
 // all others of its element. A text beyond these bounds is refused before it is parsed.
 constexpr int maximalXmlDepth = 128;
-constexpr int maximalXmlAttributes = 64;  // of one element
-// A tree takes many times the room of its text: a larger file is refused without being read.
+constexpr int maximalXmlAttributes = 64;             // of one element
 constexpr std::size_t maximalXmlMarkup = 1'000'000;  // tags, attributes, comments of a document
+// A tree takes many times the room of its text: a larger file is refused without being read.
 constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 
 // Parses UTF-8 text. False if it isn't well-formed, has no node, or is beyond the bounds; the document is
