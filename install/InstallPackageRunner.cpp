@@ -15,6 +15,7 @@
 #include "install/DefaultFileUpdateInstaller.h"
 #include "install/DeviceRegister.h"
 #include "install/IUpdateZipDownloader.h"
+#include "install/InstallRoute.h"
 #include "install/PackageDownload.h"
 #include "install/UpdatesCleaner.h"
 #include "platform/Machine.h"
@@ -79,14 +80,6 @@ Update registerEntry(const InstallUpdate& update) {
   return entry;
 }
 
-WideText clampedText(std::int64_t bytes) {
-  return numberText(std::max<std::int64_t>(bytes, 0));
-}
-
-WideText differenceText(SaturatingInt64 available, SaturatingInt64 needed) {
-  return numberText((available - needed).value());
-}
-
 }  // namespace
 
 int InstallPackageRunner::prepareInstall(const CommandRecord& command) {
@@ -137,7 +130,7 @@ int InstallPackageRunner::runInstall() {
   Distribution distribution;
   if (distributor.distribute(updates_, distribution) != 0) return -1;
   if (!distribution.fits) {
-    reportNotEnoughSpace(distributor, distribution);
+    reportTooLittleSpace(distributor, distribution);
     return -1;
   }
   if (!downloadPackages()) return -1;
@@ -185,33 +178,16 @@ bool InstallPackageRunner::fitsIntoTempFolder(const UpdateDistributor& distribut
   return fits;
 }
 
-void InstallPackageRunner::reportNotEnoughSpace(const UpdateDistributor& distributor,
+void InstallPackageRunner::reportTooLittleSpace(const UpdateDistributor& distributor,
                                                 const Distribution& distribution) const {
-  std::int64_t freeSoftware = 0;
-  std::int64_t freeContent = 0;
-  distributor.getFreeSpace(primaryRoot_->path(), freeSoftware);
-  distributor.getFreeSpace(secondaryRoot_->path(), freeContent);
-  std::int64_t deficitSoftware = distribution.deficitSoftware;
-  const std::int64_t deficitContent = distribution.deficitContent;
-  if (deficitSoftware == 0 && deficitContent == 0) deficitSoftware = reserveBytes;
-
-  // On the flash drive, on the card, or on both.
-  ErrorReport report = deficitContent <= 0    ? ErrorReport(1100)
-                       : deficitSoftware <= 0 ? ErrorReport(1274)
-                                              : ErrorReport(1275);
-  report.state(statNotEnoughSpace)
-      .percent(110)
-      .attribute(u"DriveName", command_.storageCardDriveLetter)
-      .attribute(u"DriveNameExternal", command_.secondDriveLetter)
-      .attribute(u"availableSpaceSoftwareStorage", numberText(freeSoftware))
-      .attribute(u"neededSpaceSoftwareStorage", clampedText(deficitSoftware))
-      .attribute(u"availableSpaceContentStorage", numberText(freeContent))
-      .attribute(u"neededSpaceContentStorage", clampedText(deficitContent))
-      .attribute(u"availableSpacePostInstSoftwareStorage",
-                 differenceText(freeSoftware, distribution.neededSoftware))
-      .attribute(u"availableSpacePostInstContentStorage",
-                 differenceText(freeContent, distribution.neededContent))
-      .save();
+  SpaceFigures figures{.missingSoftware = distribution.deficitSoftware,
+                       .missingContent = distribution.deficitContent,
+                       .neededSoftware = distribution.neededSoftware,
+                       .neededContent = distribution.neededContent};
+  distributor.getFreeSpace(primaryRoot_->path(), figures.availableSoftware);
+  distributor.getFreeSpace(secondaryRoot_->path(), figures.availableContent);
+  reportNotEnoughSpace(figures, locatedRoute.notEnoughSpace, command_.storageCardDriveLetter,
+                       command_.secondDriveLetter, locatedRoute.spaceAfterwards);
 }
 
 bool InstallPackageRunner::downloadPackages() {

@@ -29,7 +29,7 @@ class InstallPackageRunner : public ICommandWorker {
  private:
   [[nodiscard]] bool collectUpdates();
   [[nodiscard]] bool fitsIntoTempFolder(const UpdateDistributor& distributor) const;
-  void reportNotEnoughSpace(const UpdateDistributor& distributor, const Distribution& distribution) const;
+  void reportTooLittleSpace(const UpdateDistributor& distributor, const Distribution& distribution) const;
   [[nodiscard]] bool downloadPackages();
   int installUpdates();
   void loadPlacementProgress() const;

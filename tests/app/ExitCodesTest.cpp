@@ -50,6 +50,7 @@ std::set<std::string> codesInTheSources() {
            R"re(saveState\(\w+,\s*(1\d{3})\))re",
            R"re(exitCode",\s*(?:u"|numberText\()(1\d{3})\b)re",
            R"re(\?\s*(1\d{3})\s*:\s*(1\d{3})\b)re",
+           R"re(\.\w+ = \{?(1\d{3})\b)re",
        })
     codes.merge(allGroups(sources(), pattern));
   return codes;

@@ -1,0 +1,17 @@
+#include "install/InstallRoute.h"
+
+namespace ZelmoraTevra {
+
+const InstallRoute locatedRoute = {
+    .tempFolderTooSmall = 1099,
+    .moveMapLine = u"START RUNNING MOVE MAP",
+    .notEnoughSpace = {.software = 1100, .content = 1274, .both = 1275},
+    .spaceAfterwards = SpaceAfterwards::told,
+    .noRegister = {1101, u"Finding a valid updates.xml file on the device failed!"},
+    .notRecorded = {1102, u"Failed to open updates.xml file. Update was not serialized!"},
+    .notDeleted = {1104, u"The downloaded files could not be deleted!"},
+    .cleanupNotStarted = {1109, u"The cleanup init process fail!"},
+    .cleanupFailed = {1112, u"The cleanup run process fail!"},
+};
+
+}  // namespace ZelmoraTevra

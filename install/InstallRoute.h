@@ -1,0 +1,28 @@
+#pragma once
+
+#include "install/SpaceReport.h"
+#include "platform/Text.h"
+
+namespace ZelmoraTevra {
+
+struct CodedMessage {
+  int exitCode;
+  WideView message;
+};
+
+// What an installation reports, under numbers and messages of its own.
+struct InstallRoute {
+  int tempFolderTooSmall;
+  WideView moveMapLine;  // in the log
+  NotEnoughSpaceCodes notEnoughSpace;
+  SpaceAfterwards spaceAfterwards;
+  CodedMessage noRegister;
+  CodedMessage notRecorded;
+  CodedMessage notDeleted;  // the downloaded files
+  CodedMessage cleanupNotStarted;
+  CodedMessage cleanupFailed;
+};
+
+extern const InstallRoute locatedRoute;
+
+}  // namespace ZelmoraTevra
