@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/BackendLogger.h"
+#include "core/CopyFile.h"
 #include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
@@ -164,23 +165,8 @@ void recoverDeviceFile(const WideText& path) {
 }
 
 bool copyFileContent(const WideText& source, const WideText& destination, bool toMedium) {
-  File_platformIndependent from(source);
-  File_platformIndependent to(destination);
-  const std::int64_t size = from.size();
-  if (size < 0 || !from.open() || !to.openForWriting(platform::OpenMode::truncate)) return false;
-
-  std::vector<char> block(static_cast<std::size_t>(std::clamp<std::int64_t>(size, 1, blockBytes)));
-  std::int64_t copied = 0;
-  for (;;) {
-    std::int64_t count = 0;
-    from.read(block.data(), block.size(), count);
-    if (count <= 0) break;
-    if (to.write(block.data(), static_cast<std::size_t>(count)) != count) return false;
-    copied += count;
-  }
-  if (copied != size) return false;
-  if (toMedium && !to.sync()) return false;
-  return to.finish();
+  return copyFile(source, destination, {.blockBytes = blockBytes, .state = {}, .toMedium = toMedium}) ==
+         CopyResult::done;
 }
 
 }  // namespace ZelmoraTevra

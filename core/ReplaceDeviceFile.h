@@ -22,8 +22,7 @@ namespace ZelmoraTevra {
 // To be called before a device file is looked for.
 void recoverDeviceFile(const WideText& path);
 
-// Copies a file's content, in blocks; the destination is created or emptied. With `toMedium` it returns when
-// the copy is on the medium. A failed copy may leave a part.
+// A copy without progress and abort: copyFile, true if it is done.
 [[nodiscard]] bool copyFileContent(const WideText& source, const WideText& destination, bool toMedium);
 
 }  // namespace ZelmoraTevra

@@ -83,12 +83,18 @@ class FileSystem {
   virtual bool removeFolder(const WideText& path, ErrorCode& error) = 0;
   // Takes away the read-only and hidden marks that stand in the way of a removal.
   virtual bool clearReadOnlyAndHidden(const WideText& path, ErrorCode& error) = 0;
+  // Marks a file or folder as hidden. True, and nothing changed, where there is no such mark, and for a
+  // symbolic link.
+  virtual bool setHidden(const WideText& path, ErrorCode& error) = 0;
   // Last-write time (and creation time, where the system lets it be set) in seconds since the epoch, UTC.
   virtual bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) = 0;
   // Returns when everything written to the volume on which the folder lies is on the medium.
   virtual bool syncVolume(const WideText& folder, ErrorCode& error) = 0;
   // Whether two folders lie on the same volume. False also on failure.
   virtual bool areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) = 0;
+  // Whether two paths lead to one and the same file or folder, however they are spelled. False also if one of
+  // them leads to nothing, and on failure.
+  virtual bool areSame(const WideText& left, const WideText& right, ErrorCode& error) = 0;
   // Returns when the folder's entries are on the medium.
   virtual bool syncFolder(const WideText& folder, ErrorCode& error) = 0;
 };

@@ -37,6 +37,7 @@ class ForwardingFileSystem : public FileSystem {
   bool clearReadOnlyAndHidden(const WideText& path, ErrorCode& error) override {
     return target_.clearReadOnlyAndHidden(path, error);
   }
+  bool setHidden(const WideText& path, ErrorCode& error) override { return target_.setHidden(path, error); }
   bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) override {
     return target_.setTimes(path, secondsSinceEpoch, error);
   }
@@ -45,6 +46,9 @@ class ForwardingFileSystem : public FileSystem {
   }
   bool areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) override {
     return target_.areOnSameVolume(left, right, error);
+  }
+  bool areSame(const WideText& left, const WideText& right, ErrorCode& error) override {
+    return target_.areSame(left, right, error);
   }
   bool syncFolder(const WideText& folder, ErrorCode& error) override {
     return target_.syncFolder(folder, error);

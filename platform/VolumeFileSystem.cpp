@@ -223,6 +223,11 @@ bool VolumeFileSystem::clearReadOnlyAndHidden(const WideText& path, ErrorCode& e
   return !place.refusesChange(error) && target().clearReadOnlyAndHidden(place.path(), error);
 }
 
+bool VolumeFileSystem::setHidden(const WideText& path, ErrorCode& error) {
+  const Place place(path, volumes_.volumes());
+  return !place.refusesChange(error) && target().setHidden(place.path(), error);
+}
+
 bool VolumeFileSystem::setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) {
   const Place place(path, volumes_.volumes());
   return !place.refusesChange(error) && target().setTimes(place.path(), secondsSinceEpoch, error);
@@ -235,6 +240,11 @@ bool VolumeFileSystem::syncVolume(const WideText& folder, ErrorCode& error) {
 bool VolumeFileSystem::areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) {
   const std::vector<Volume>& volumes = volumes_.volumes();
   return target().areOnSameVolume(Place(left, volumes).path(), Place(right, volumes).path(), error);
+}
+
+bool VolumeFileSystem::areSame(const WideText& left, const WideText& right, ErrorCode& error) {
+  const std::vector<Volume>& volumes = volumes_.volumes();
+  return target().areSame(Place(left, volumes).path(), Place(right, volumes).path(), error);
 }
 
 bool VolumeFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {

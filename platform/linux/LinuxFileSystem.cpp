@@ -64,19 +64,44 @@ bool toNativePathOfEntry(const WideText& path, std::string& native, ErrorCode& e
   return true;
 }
 
-void clearFatAttributes(const std::string& native) {
+// Other volumes than FAT have no such attributes. A failure is no one's concern.
+void changeFatAttributes(const std::string& native, __u32 cleared, __u32 set) {
   struct statfs volume {};
   if (::statfs(native.c_str(), &volume) != 0 || !isFat(volume)) return;
   const int descriptor = ::open(native.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
   if (descriptor < 0) return;
   __u32 attributes = 0;
-  if (::ioctl(descriptor, FAT_IOCTL_GET_ATTRIBUTES, &attributes) == 0 &&
-      (attributes & (ATTR_RO | ATTR_HIDDEN)) != 0) {
-    attributes &= ~static_cast<__u32>(ATTR_RO | ATTR_HIDDEN);
-    ::ioctl(descriptor, FAT_IOCTL_SET_ATTRIBUTES, &attributes);
+  if (::ioctl(descriptor, FAT_IOCTL_GET_ATTRIBUTES, &attributes) == 0) {
+    __u32 changed = (attributes & ~cleared) | set;
+    if (changed != attributes) ::ioctl(descriptor, FAT_IOCTL_SET_ATTRIBUTES, &changed);
   }
   ::close(descriptor);
 }
+
+// What a path leads to, held so that the system can't give its number to something else meanwhile.
+class HeldEntry {
+ public:
+  HeldEntry() = default;
+  ~HeldEntry() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  HeldEntry(const HeldEntry&) = delete;
+  HeldEntry& operator=(const HeldEntry&) = delete;
+
+  [[nodiscard]] bool hold(const WideText& path, ErrorCode& error) {
+    std::string native;
+    if (!toNativePath(path, native, error)) return false;
+    descriptor_ = ::open(native.c_str(), O_PATH | O_CLOEXEC);
+    return succeeded(descriptor_, error) && succeeded(::fstat(descriptor_, &status_), error);
+  }
+  [[nodiscard]] bool is(const HeldEntry& other) const {
+    return status_.st_dev == other.status_.st_dev && status_.st_ino == other.status_.st_ino;
+  }
+
+ private:
+  int descriptor_ = -1;
+  struct stat status_ {};
+};
 
 }  // namespace
 
@@ -198,9 +223,19 @@ bool LinuxFileSystem::clearReadOnlyAndHidden(const WideText& path, ErrorCode& er
   }
   // A link has no marks, and those of what it leads to don't stand in the way of its removal.
   if (S_ISLNK(status.st_mode)) return true;
-  clearFatAttributes(native);
+  changeFatAttributes(native, ATTR_RO | ATTR_HIDDEN, 0);
   return (status.st_mode & S_IWUSR) != 0 ||
          succeeded(::chmod(native.c_str(), (status.st_mode & 07777) | S_IWUSR), error);
+}
+
+bool LinuxFileSystem::setHidden(const WideText& path, ErrorCode& error) {
+  std::string native;
+  struct stat status {};
+  if (!toNativePathOfEntry(path, native, error) || !succeeded(::lstat(native.c_str(), &status), error)) {
+    return false;
+  }
+  if (!S_ISLNK(status.st_mode)) changeFatAttributes(native, 0, ATTR_HIDDEN);
+  return true;
 }
 
 bool LinuxFileSystem::setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) {
@@ -232,6 +267,14 @@ bool LinuxFileSystem::areOnSameVolume(const WideText& left, const WideText& righ
     *device = status.st_dev;
   }
   return devices[0] == devices[1];
+}
+
+bool LinuxFileSystem::areSame(const WideText& left, const WideText& right, ErrorCode& error) {
+  HeldEntry one;
+  HeldEntry other;
+  if (one.hold(left, error) && other.hold(right, error)) return one.is(other);
+  if (isAbsent(error)) error.clear();
+  return false;
 }
 
 bool LinuxFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {

@@ -460,6 +460,45 @@ TEST_P(FileSystemContractTest, clearingTheMarksOfALinkLeavesItsTargetAlone) {
   EXPECT_EQ(std::filesystem::status(native("file")).permissions(), std::filesystem::perms::owner_read);
 }
 
+TEST_P(FileSystemContractTest, hidingChangesNothingElseOfAFileOrAFolder) {
+  put("file", "x");
+  ASSERT_TRUE(files().createFolder(at(u"/folder"), error_));
+  const auto permissions = std::filesystem::status(native("folder")).permissions();
+  EXPECT_TRUE(files().setHidden(at(u"/file"), error_));
+  EXPECT_FALSE(error_);
+  EXPECT_TRUE(files().setHidden(at(u"\\folder\\"), error_));
+  EXPECT_FALSE(error_);
+  EXPECT_EQ(get("file"), "x");
+  EXPECT_EQ(std::filesystem::status(native("folder")).permissions(), permissions);
+  std::filesystem::create_symlink("nothing", native("link"));
+  EXPECT_TRUE(files().setHidden(at(u"/link"), error_));
+  EXPECT_FALSE(files().setHidden(at(u"/nothing"), error_));
+  EXPECT_EQ(error_, boost::system::errc::no_such_file_or_directory);
+}
+
+TEST_P(FileSystemContractTest, aFileIsTheSameByEachOfItsPaths) {
+  put("file", "x");
+  put("copy", "x");
+  ASSERT_TRUE(files().createFolder(at(u"/folder"), error_));
+  std::filesystem::create_symlink("file", native("link"));
+  std::filesystem::create_symlink(".", native("again"));
+  std::filesystem::create_hard_link(native("file"), native("hard"));
+  for (const WideText path :
+       {u"/file", u"\\folder/..\\file", u"//file", u"/link", u"/again/file", u"/hard"}) {
+    EXPECT_TRUE(files().areSame(at(u"/file"), at(path), error_));
+    EXPECT_FALSE(error_);
+    EXPECT_TRUE(files().areSame(at(path), at(u"/file"), error_));
+  }
+  EXPECT_TRUE(files().areSame(at(u""), at(u"/again"), error_));
+  EXPECT_FALSE(files().areSame(at(u"/file"), at(u"/copy"), error_));
+  EXPECT_FALSE(error_);
+  EXPECT_FALSE(files().areSame(at(u"/file"), at(u""), error_));
+  EXPECT_FALSE(files().areSame(at(u"/nothing"), at(u"/nothing"), error_));
+  EXPECT_FALSE(error_);
+  EXPECT_FALSE(files().areSame(at(u"/file"), at(u"/nothing"), error_));
+  EXPECT_FALSE(error_);
+}
+
 TEST_P(FileSystemContractTest, setTimesSetsTheLastWriteTime) {
   put("file", "x");
   EXPECT_TRUE(files().setTimes(at(u"/file"), 1'234'567'890, error_));

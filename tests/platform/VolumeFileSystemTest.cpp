@@ -61,6 +61,8 @@ class VolumeFileSystemTest : public testing::Test {
     EXPECT_EQ(error_, refused);
     EXPECT_FALSE(files_.clearReadOnlyAndHidden(root + u"/file", error_));
     EXPECT_EQ(error_, refused);
+    EXPECT_FALSE(files_.setHidden(root + u"/file", error_));
+    EXPECT_EQ(error_, refused);
     EXPECT_FALSE(files_.setTimes(root + u"/file", 0, error_));
     EXPECT_EQ(error_, refused);
     EXPECT_EQ(std::filesystem::file_size(folder_.native() / "flash/file"), 5U);
