@@ -72,6 +72,7 @@ void expandFolderDeletes(const std::vector<InstallUpdate*>& updates, const WideT
   PathBelowRoot secondary(secondaryRoot);
   std::size_t added = 0;
   for (InstallUpdate* update : updates) {
+    if (std::exchange(update->foldersAreExpanded, true)) continue;
     Expansion expansion;
     for (const InstallFile& file : update->files) {
       if (file.updateFlag != deleteFolderTree) continue;

@@ -13,7 +13,8 @@ constexpr std::size_t maximalFolderDeleteEntries = 500'000;
 
 // Spells out the folders that updates delete: for each of their files a deletion, for each of their
 // subfolders a removal when empty, at the end of the update's file list. A folder that lies outside of a root
-// isn't there, and a storage whose root is empty isn't looked at.
+// isn't there, and a storage whose root is empty isn't looked at. An update whose folders are spelled out
+// already stays as it is.
 void expandFolderDeletes(const std::vector<InstallUpdate*>& updates, const WideText& primaryRoot,
                          const WideText& secondaryRoot);
 

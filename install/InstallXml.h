@@ -53,6 +53,7 @@ struct InstallUpdate {
   std::int64_t neededSecondary = -1;
   std::int64_t clusterOverhead = -1;
   std::vector<InstallFile> files;
+  bool foldersAreExpanded = false;  // the files hold what the folder deletions come to; by the distributor
   std::vector<InstallXmlEntry> xmlEntries;
   WideText localSource;  // path of the package's zip; written by the install driver
 

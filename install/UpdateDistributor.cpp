@@ -130,12 +130,39 @@ int UpdateDistributor::distribute(const std::vector<InstallUpdate*>& updates, Di
   return 0;
 }
 
+int UpdateDistributor::distributeOlder(const std::vector<InstallUpdate*>& updates, std::int64_t total,
+                                       OlderDistribution& result) {
+  result = OlderDistribution();
+  if (!initialized_) return 1;
+  prepareFileLists(updates);
+  FreeSpace free;
+  if (!readFreeSpace(free, result)) return -1;
+
+  UpdateMeter meter(primaryPath_, secondaryPath_);
+  for (const InstallUpdate* update : updates) meter.reclaim(*update);
+  const SaturatingInt64 demand = SaturatingInt64(reserveBytes) + total;
+  const SaturatingInt64 softwareLimit = meter.reclaimPrimary() + free.primary;
+  const SaturatingInt64 contentLimit = meter.reclaimSecondary() + free.secondary;
+  if (demand <= softwareLimit) {
+    result.storage = 0;
+    result.neededPrimary = (SaturatingInt64(total) - meter.reclaimPrimary()).value();
+  } else if (!secondaryPath_.empty() && demand <= contentLimit) {
+    result.storage = 1;
+    result.neededSecondary = (SaturatingInt64(total) - meter.reclaimSecondary()).value();
+  } else {
+    result.deficitSoftware = (demand - softwareLimit).value();
+    if (free.secondary != 0) result.deficitContent = (demand - contentLimit).value();
+  }
+  return 0;
+}
+
 void UpdateDistributor::prepareFileLists(const std::vector<InstallUpdate*>& updates) const {
   expandFolderDeletes(updates, primaryPath_, secondaryPath_);
   dropRedundantDeletes(updates);
 }
 
-bool UpdateDistributor::readFreeSpace(FreeSpace& free, Distribution& result) const {
+template <typename Result>
+bool UpdateDistributor::readFreeSpace(FreeSpace& free, Result& result) const {
   if (getFreeSpace(primaryPath_, free.primary) != 0) {
     result.deficitSoftware = -1;
     result.deficitContent = -1;

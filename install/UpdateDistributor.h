@@ -17,6 +17,16 @@ struct Distribution {
   std::int64_t neededContent = 0;
 };
 
+// Where an older package goes, which lies whole on one storage. Bytes.
+struct OlderDistribution {
+  int storage = -1;  // 0: the primary one; 1: the secondary one; -1: it fits on neither
+  std::int64_t deficitSoftware = 0;
+  std::int64_t deficitContent = 0;
+  // What is placed on the storage that was chosen, less the room that is won back there.
+  std::int64_t neededPrimary = 0;
+  std::int64_t neededSecondary = 0;
+};
+
 // Decides for every update which of the device's storages it goes to, and whether the whole fits. It reckons
 // with files that an update replaces or deletes, and with the part of a cluster that each new file wastes.
 class UpdateDistributor {
@@ -37,6 +47,11 @@ class UpdateDistributor {
   // expanded, deletions of files that another update writes are dropped. 0: the answer is in `result`; 1: not
   // initialised; -1: a report was saved, or the free space of the primary storage is unknown.
   int distribute(const std::vector<InstallUpdate*>& updates, Distribution& result);
+  // The same for updates that say nothing of where they go: all of them, `total` bytes together, to one
+  // storage, the primary one if there is room. Only the file lists of the updates change. 0, or 1 and -1 as
+  // above, without a report.
+  int distributeOlder(const std::vector<InstallUpdate*>& updates, std::int64_t total,
+                      OlderDistribution& result);
 
  private:
   struct FreeSpace {
@@ -47,7 +62,8 @@ class UpdateDistributor {
   // Makes the updates' file lists say what is going to happen on the device.
   void prepareFileLists(const std::vector<InstallUpdate*>& updates) const;
   // False if that of the primary storage is unknown. What is unknown gets the deficit -1.
-  [[nodiscard]] bool readFreeSpace(FreeSpace& free, Distribution& result) const;
+  template <typename Result>
+  [[nodiscard]] bool readFreeSpace(FreeSpace& free, Result& result) const;
 
   WideText primaryPath_;
   WideText secondaryPath_;

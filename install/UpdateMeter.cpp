@@ -1,5 +1,7 @@
 #include "install/UpdateMeter.h"
 
+#include <algorithm>
+
 namespace ZelmoraTevra {
 
 namespace {
@@ -36,6 +38,16 @@ bool UpdateMeter::measure(InstallUpdate& update) {
   update.neededSecondary = need.secondary.value();
   update.clusterOverhead = need.overhead.value();
   return true;
+}
+
+void UpdateMeter::reclaim(const InstallUpdate& update) {
+  for (const InstallFile& file : update.files) {
+    if (file.updateFlag != installFile && file.updateFlag != installFileToo &&
+        file.updateFlag != replaceFileIfPresent && file.updateFlag != deleteFile)
+      continue;
+    reclaimPrimary_ += std::max<std::int64_t>(primary_.sizeOf(file.client), 0);
+    if (secondary_.isNamed()) reclaimSecondary_ += std::max<std::int64_t>(secondary_.sizeOf(file.client), 0);
+  }
 }
 
 void UpdateMeter::measureOnPrimary(const InstallFile& file, std::int64_t present, Need& need) {

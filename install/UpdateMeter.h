@@ -18,7 +18,11 @@ class UpdateMeter {
   // then.
   [[nodiscard]] bool measure(InstallUpdate& update);
 
-  // The room that the updates measured so far win back.
+  // Of an older update, which isn't measured: counts what its files win back where it replaces or deletes
+  // one.
+  void reclaim(const InstallUpdate& update);
+
+  // The room that the updates seen so far win back.
   [[nodiscard]] SaturatingInt64 reclaimPrimary() const { return reclaimPrimary_; }
   [[nodiscard]] SaturatingInt64 reclaimSecondary() const { return reclaimSecondary_; }
 

@@ -239,4 +239,46 @@ PlainAnswer plainDistribution(std::vector<InstallUpdate>& updates, const PlainSt
   return answer;
 }
 
+PlainOlderAnswer plainOlderDistribution(std::vector<InstallUpdate>& updates, std::int64_t total,
+                                        const PlainStorage& primary, const PlainStorage& secondary) {
+  PlainOlderAnswer answer;
+  OlderDistribution& out = answer.distribution;
+  expand(updates, {&primary, &secondary});
+  dropDeletes(updates);
+
+  if (!primary.present) {
+    out.deficitSoftware = -1;
+    out.deficitContent = -1;
+    answer.result = -1;
+    return answer;
+  }
+  std::int64_t freeSecondary = 0;
+  if (secondary.named && secondary.present) freeSecondary = secondary.free;
+  if (secondary.named && !secondary.present) out.deficitContent = -1;
+
+  std::int64_t reclaimPrimary = 0;
+  std::int64_t reclaimSecondary = 0;
+  for (const InstallUpdate& update : updates) {
+    for (const InstallFile& file : update.files) {
+      const std::int32_t flag = file.updateFlag;
+      if (flag != 0 && flag != 2 && flag != 3 && flag != 4) continue;
+      if (has(primary, file.client)) reclaimPrimary += realSize(primary, file.client);
+      if (secondary.named && has(secondary, file.client))
+        reclaimSecondary += realSize(secondary, file.client);
+    }
+  }
+  if (total + tenMebibytes <= primary.free + reclaimPrimary) {
+    out.storage = 0;
+    out.neededPrimary = total - reclaimPrimary;
+  } else if (total + tenMebibytes <= freeSecondary + reclaimSecondary) {
+    out.storage = 1;
+    out.neededSecondary = total - reclaimSecondary;
+  } else {
+    out.storage = -1;
+    out.deficitSoftware = tenMebibytes + total - primary.free - reclaimPrimary;
+    if (freeSecondary != 0) out.deficitContent = tenMebibytes + total - freeSecondary - reclaimSecondary;
+  }
+  return answer;
+}
+
 }  // namespace ZelmoraTevra

@@ -32,9 +32,16 @@ struct PlainMargins {
   std::int64_t temporarySpaceContent = 0;
 };
 
+struct PlainOlderAnswer {
+  int result = 0;
+  OlderDistribution distribution;
+};
+
 // The distribution once more, step by step, slow and without a thought for hostile numbers: what the
 // distributor is compared with. Changes the updates as the distributor does.
 PlainAnswer plainDistribution(std::vector<InstallUpdate>& updates, const PlainStorage& primary,
                               const PlainStorage& secondary, const PlainMargins& margins);
+PlainOlderAnswer plainOlderDistribution(std::vector<InstallUpdate>& updates, std::int64_t total,
+                                        const PlainStorage& primary, const PlainStorage& secondary);
 
 }  // namespace ZelmoraTevra

@@ -29,13 +29,28 @@ class RandomLayout {
     if (oneIn(3)) margins = {randomSize(), randomSize(), randomSize() * 4, randomSize() * 4};
     const int count = number(0, 5);
     for (int index = 0; index < count; ++index) updates.push_back(randomUpdate());
+    for (const InstallUpdate& update : updates) total += update.updateSize;
     if (oneIn(2)) moveToTheEdge();
+  }
+
+  // The same of a package that names no locations.
+  void makeOlder() {
+    for (InstallUpdate& update : updates)
+      update.locationContent = update.locationSoftware = update.locationOther = false;
+    if (!oneIn(2)) return;
+    std::vector<InstallUpdate> copies = updates;
+    primary.free = 0;
+    secondary.free = 1;
+    const OlderDistribution told = plainOlderDistribution(copies, total, primary, secondary).distribution;
+    primary.free = std::max<std::int64_t>(0, told.deficitSoftware + number(-1, 1));
+    secondary.free = std::max<std::int64_t>(0, told.deficitContent + number(-1, 2));
   }
 
   PlainStorage primary;
   PlainStorage secondary;
   PlainMargins margins;
   std::vector<InstallUpdate> updates;
+  std::int64_t total = 0;
 
  private:
   int number(int lowest, int highest) { return std::uniform_int_distribution<int>(lowest, highest)(random_); }
@@ -125,6 +140,12 @@ void build(MemoryStorages& disk, const WideText& root, const PlainStorage& stora
   for (const auto& [path, size] : storage.files) disk.addFile(root + u'\\' + path, size);
 }
 
+void build(MemoryStorages& disk, const RandomLayout& layout, bool withCard) {
+  disk.addFile(u"M:\\secret", 1'000'000);
+  build(disk, primaryRoot, layout.primary);
+  if (withCard) build(disk, secondaryRoot, layout.secondary);
+}
+
 using FileTuple = std::tuple<WideText, std::int32_t, std::int64_t>;
 
 // Sorted: the order in which a folder is listed is the file system's.
@@ -146,6 +167,11 @@ auto placement(const InstallUpdate& update) {
                          update.neededPrimary, update.neededSecondary, update.clusterOverhead);
 }
 
+auto figures(const OlderDistribution& result) {
+  return std::make_tuple(result.storage, result.deficitSoftware, result.deficitContent, result.neededPrimary,
+                         result.neededSecondary);
+}
+
 class RandomDistributionTest : public JobTest {
  protected:
   void compare(unsigned seed, bool withCard) {
@@ -156,9 +182,7 @@ class RandomDistributionTest : public JobTest {
         plainDistribution(expectedUpdates, layout.primary, layout.secondary, layout.margins);
 
     MemoryStorages disk(files());
-    disk.addFile(u"M:\\secret", 1'000'000);
-    build(disk, primaryRoot, layout.primary);
-    if (withCard) build(disk, secondaryRoot, layout.secondary);
+    build(disk, layout, withCard);
     useFileSystem(disk);
     UpdateDistributor distributor;
     ASSERT_EQ(distributor.setPaths(primaryRoot, withCard ? secondaryRoot : WideText()), 0);
@@ -184,25 +208,68 @@ class RandomDistributionTest : public JobTest {
     ++(expected.result != 0 ? failures : result.fits ? fitting : tooLarge);
   }
 
-  void compareMany(bool withCard) {
-    for (unsigned seed = 1; seed <= 4000 && !HasFatalFailure(); ++seed) compare(seed, withCard);
+  void compareOlder(unsigned seed, bool withCard) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    RandomLayout layout(seed, withCard);
+    layout.makeOlder();
+    std::vector<InstallUpdate> expectedUpdates = layout.updates;
+    const PlainOlderAnswer expected =
+        plainOlderDistribution(expectedUpdates, layout.total, layout.primary, layout.secondary);
+
+    MemoryStorages disk(files());
+    build(disk, layout, withCard);
+    useFileSystem(disk);
+    UpdateDistributor distributor;
+    ASSERT_EQ(distributor.setPaths(primaryRoot, withCard ? secondaryRoot : WideText()), 0);
+    std::vector<InstallUpdate*> updates;
+    for (InstallUpdate& update : layout.updates) updates.push_back(&update);
+    OlderDistribution result;
+    ASSERT_EQ(distributor.distributeOlder(updates, layout.total, result), expected.result);
+    ASSERT_EQ(figures(result), figures(expected.distribution));
+    for (std::size_t index = 0; index < expectedUpdates.size(); ++index) {
+      ASSERT_EQ(filesOf(layout.updates[index]), filesOf(expectedUpdates[index])) << "update " << index;
+      ASSERT_FALSE(layout.updates[index].hasLocation());
+    }
+    // A second distribution finds the same.
+    ASSERT_EQ(distributor.distributeOlder(updates, layout.total, result), expected.result);
+    ASSERT_EQ(figures(result), figures(expected.distribution));
+    ++(expected.result != 0 ? failures : result.storage >= 0 ? fitting : tooLarge);
+    if (result.storage == 1) ++onCard;
+  }
+
+  template <typename Comparison>
+  void compareMany(Comparison compareOne) {
+    for (unsigned seed = 1; seed <= 4000 && !HasFatalFailure(); ++seed) compareOne(seed);
     // The layouts are worth their name only if all answers come up often.
     EXPECT_GT(fitting, 500);
     EXPECT_GT(tooLarge, 500);
-    EXPECT_GT(failures, 50);
+    EXPECT_GT(failures, 10);
   }
 
   int fitting = 0;
   int tooLarge = 0;
   int failures = 0;
+  int onCard = 0;
 };
 
 TEST_F(RandomDistributionTest, AgreesWithThePlainOneOnThousandsOfDevicesWithoutACard) {
-  compareMany(false);
+  compareMany([this](unsigned seed) { compare(seed, false); });
+  EXPECT_GT(failures, 50);
 }
 
 TEST_F(RandomDistributionTest, AgreesWithThePlainOneOnThousandsOfDevicesWithACard) {
-  compareMany(true);
+  compareMany([this](unsigned seed) { compare(seed, true); });
+  EXPECT_GT(failures, 50);
+}
+
+TEST_F(RandomDistributionTest, AgreesWithThePlainOneForOlderPackagesWithoutACard) {
+  compareMany([this](unsigned seed) { compareOlder(seed, false); });
+  EXPECT_EQ(onCard, 0);
+}
+
+TEST_F(RandomDistributionTest, AgreesWithThePlainOneForOlderPackagesWithACard) {
+  compareMany([this](unsigned seed) { compareOlder(seed, true); });
+  EXPECT_GT(onCard, 100);
 }
 
 }  // namespace

@@ -683,6 +683,166 @@ TEST_F(UpdateDistributorTest, FolderNamedOverAndOverDoesNotFillTheMemory) {
   EXPECT_EQ(hostile.files.size(), 2000 + maximalFolderDeleteEntries);
 }
 
+TEST_F(UpdateDistributorTest, FoldersThatWereSpelledOutAreNotSpelledOutAgain) {
+  storages.addFile(flash + u"\\maps\\old\\a.map", 10);
+  storages.addFile(flash + u"\\config\\version.xml", 20);
+  useFlashOnly();
+  std::vector<InstallUpdate> updates{
+      forSoftware(100, {file(u"maps", deleteFolderTree), file(u"config", deleteFolderTree)})};
+  ASSERT_EQ(distribute(updates), 0);
+  const std::vector<WideText> expanded = filesOf(updates[0]);
+  EXPECT_EQ(result.neededSoftware, 70);
+  // What came meanwhile is none of the folder's files, and nothing counts twice.
+  storages.addFile(flash + u"\\maps\\new.map", 40);
+  ASSERT_EQ(distribute(updates), 0);
+  EXPECT_EQ(filesOf(updates[0]), expanded);
+  EXPECT_EQ(result.neededSoftware, 70);
+}
+
+// Packages of the older kind, which say nothing of where they go.
+class OlderDistributionTest : public UpdateDistributorTest {
+ protected:
+  int distributeOlder(std::vector<InstallUpdate>& updates, std::int64_t total) {
+    std::vector<InstallUpdate*> pointers;
+    for (InstallUpdate& each : updates) pointers.push_back(&each);
+    return distributor.distributeOlder(pointers, total, older);
+  }
+  void expectOlder(const OlderDistribution& expected) {
+    EXPECT_EQ(older.storage, expected.storage);
+    EXPECT_EQ(older.deficitSoftware, expected.deficitSoftware);
+    EXPECT_EQ(older.deficitContent, expected.deficitContent);
+    EXPECT_EQ(older.neededPrimary, expected.neededPrimary);
+    EXPECT_EQ(older.neededSecondary, expected.neededSecondary);
+  }
+
+  std::vector<InstallUpdate> batch{update(1000)};
+  OlderDistribution older;
+};
+
+TEST_F(OlderDistributionTest, WithoutPathsNothingIsDistributed) {
+  batch[0].files = {file(u"maps", deleteFolderTree)};
+  older.storage = 1;
+  EXPECT_EQ(distributeOlder(batch, 1000), 1);
+  expectOlder({});
+  EXPECT_FALSE(batch[0].foldersAreExpanded);
+}
+
+TEST_F(OlderDistributionTest, UnknownFreeSpaceOfThePrimaryFailsWithoutAReport) {
+  useCard();
+  storages.remove(flash);
+  EXPECT_EQ(distributeOlder(batch, 1000), -1);
+  expectOlder({.storage = -1, .deficitSoftware = -1, .deficitContent = -1});
+  EXPECT_TRUE(statusHistory().empty());
+}
+
+TEST_F(OlderDistributionTest, ThePrimaryComesFirstEvenIfTheCardHasMoreRoom) {
+  useCard();
+  storages.addRoot(flash, reserveBytes + 1000);
+  EXPECT_EQ(distributeOlder(batch, 1000), 0);
+  expectOlder({.storage = 0, .neededPrimary = 1000});
+}
+
+TEST_F(OlderDistributionTest, AByteTooLittleOnThePrimaryMakesItTheCard) {
+  useCard();
+  storages.addRoot(flash, reserveBytes + 999);
+  storages.addRoot(card, reserveBytes + 1000);
+  EXPECT_EQ(distributeOlder(batch, 1000), 0);
+  expectOlder({.storage = 1, .neededSecondary = 1000});
+}
+
+TEST_F(OlderDistributionTest, AByteTooLittleOnBothFitsOnNeither) {
+  useCard();
+  storages.addRoot(flash, reserveBytes + 998);
+  storages.addRoot(card, reserveBytes + 999);
+  EXPECT_EQ(distributeOlder(batch, 1000), 0);
+  expectOlder({.storage = -1, .deficitSoftware = 2, .deficitContent = 1});
+}
+
+TEST_F(OlderDistributionTest, ACardWithoutAnyRoomHasNoDeficit) {
+  useCard();
+  storages.addRoot(flash, 0);
+  storages.addRoot(card, 0);
+  EXPECT_EQ(distributeOlder(batch, 1000), 0);
+  expectOlder({.storage = -1, .deficitSoftware = reserveBytes + 1000});
+}
+
+TEST_F(OlderDistributionTest, WithoutACardOnlyThePrimaryIsLookedAt) {
+  useFlashOnly();
+  storages.addRoot(flash, 0);
+  EXPECT_EQ(distributeOlder(batch, 1000), 0);
+  expectOlder({.storage = -1, .deficitSoftware = reserveBytes + 1000});
+  for (const WideText& asked : storages.questions) EXPECT_FALSE(asked.starts_with(card));
+}
+
+TEST_F(OlderDistributionTest, ACardThatGivesNoAnswerIsToldAndThePrimaryIsTaken) {
+  useCard();
+  storages.remove(card);
+  EXPECT_EQ(distributeOlder(batch, 1000), 0);
+  expectOlder({.storage = 0, .deficitContent = -1, .neededPrimary = 1000});
+}
+
+TEST_F(OlderDistributionTest, WhatIsReplacedOrDeletedComesBackOnEachStorageOfItsOwn) {
+  storages.addFile(flash + u"\\a", 70);
+  storages.addFile(card + u"\\a", 5);
+  storages.addRoot(flash, reserveBytes);
+  storages.addRoot(card, reserveBytes);
+  for (const std::int32_t flag : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, -1}) {
+    SCOPED_TRACE(flag);
+    const bool counts = flag == 0 || flag == 2 || flag == 3 || flag == 4;
+    useCard();
+    std::vector<InstallUpdate> updates{update(0, {file(u"a", flag, 1'000'000), file(u"none", flag, 9)})};
+    EXPECT_EQ(distributeOlder(updates, 1000), 0);
+    expectOlder(
+        {.storage = -1, .deficitSoftware = counts ? 930 : 1000, .deficitContent = counts ? 995 : 1000});
+    EXPECT_EQ(distributeOlder(updates, 70), 0);
+    expectOlder(counts ? OlderDistribution{.storage = 0, .neededPrimary = 0}
+                       : OlderDistribution{.storage = -1, .deficitSoftware = 70, .deficitContent = 70});
+    useFlashOnly();
+    EXPECT_EQ(distributeOlder(updates, 1000), 0);
+    expectOlder({.storage = -1, .deficitSoftware = counts ? 930 : 1000});
+  }
+}
+
+TEST_F(OlderDistributionTest, ABatchOfReplacementsOfEqualSizeNeedsTheReserveAlone) {
+  useFlashOnly();
+  storages.addFile(flash + u"\\a", 1000);
+  storages.addRoot(flash, reserveBytes);
+  batch[0].files = {file(u"a", installFile, 1000)};
+  EXPECT_EQ(distributeOlder(batch, 1000), 0);
+  expectOlder({.storage = 0});
+}
+
+TEST_F(OlderDistributionTest, TheFileListsBecomeWhatIsGoingToHappen) {
+  useFlashOnly();
+  storages.addFile(flash + u"\\maps\\a.map", 10);
+  storages.addFile(flash + u"\\maps\\b.map", 20);
+  batch[0].files = {file(u"maps", deleteFolderTree), file(u"maps/a.map", installFile, 10)};
+  for (int time = 1; time <= 2; ++time) {
+    EXPECT_EQ(distributeOlder(batch, 1000), 0);
+    EXPECT_EQ(filesOf(batch[0]), (std::vector<WideText>{u"8 maps", u"0 maps/a.map", u"4 maps\\b.map"}));
+    expectOlder({.storage = 0, .neededPrimary = 970});
+  }
+  EXPECT_EQ(location(batch[0]), "");
+}
+
+TEST_F(OlderDistributionTest, HostileSizesDoNotOverflow) {
+  useCard();
+  constexpr std::int64_t highest = std::numeric_limits<std::int64_t>::max();
+  EXPECT_EQ(distributeOlder(batch, highest), 0);
+  expectOlder({.storage = -1, .deficitSoftware = highest - plenty, .deficitContent = highest - plenty});
+  EXPECT_EQ(distributeOlder(batch, std::numeric_limits<std::int64_t>::min()), 0);
+  expectOlder({.storage = 0, .neededPrimary = std::numeric_limits<std::int64_t>::min()});
+}
+
+TEST_F(OlderDistributionTest, EachFileIsAskedForOnceOnEachStorage) {
+  useCard();
+  batch[0].files = {file(u"a", installFile), file(u"b", replaceFileIfPresent), file(u"c", deleteFile)};
+  EXPECT_EQ(distributeOlder(batch, 1000), 0);
+  for (const WideText& root : {flash, card})
+    for (const WideText name : {u"a", u"b", u"c"})
+      EXPECT_EQ(storages.kindQuestions[root + u"\\" + name], 1) << toUtf8(root + u"\\" + name);
+}
+
 // On a real disk, where there are links.
 class UpdateDistributorDiskTest : public JobTest {
  protected:
@@ -727,6 +887,12 @@ TEST_F(UpdateDistributorDiskTest, SymbolicLinksAreNotFollowed) {
   ASSERT_EQ(distribute(expanding), 0);
   EXPECT_EQ(filesOf(expanding), (std::vector<WideText>{u"8 link", u"8 maps", u"4 maps\\own.map"}));
   EXPECT_EQ(result.neededSoftware, -3);
+
+  InstallUpdate replacing = update(0, {file(u"link\\private.txt", deleteFile), file(u"file.txt", installFile),
+                                       file(u"..\\x", deleteFile)});
+  OlderDistribution older;
+  ASSERT_EQ(distributor.distributeOlder({&replacing}, 8, older), 0);
+  EXPECT_EQ(older.neededPrimary, 8);
 }
 
 }  // namespace
