@@ -19,8 +19,8 @@ platform::FileSystem& disk() {
 // Opening what stands there for writing would empty the file that is to be copied, or one outside of a device
 // to which a link on it leads, or feed a pipe.
 bool openDestination(const File_platformIndependent& source, File_platformIndependent& destination) {
+  if (source.isSameAs(destination.path())) return false;
   platform::ErrorCode error;
-  if (disk().areSame(source.path(), destination.path(), error)) return false;
   if (disk().isLink(destination.path(), error)) disk().removeFile(destination.path(), error);
   if (disk().kind(destination.path(), error) == platform::EntryKind::other) return false;
   return destination.openForWriting(platform::OpenMode::truncate);

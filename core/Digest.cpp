@@ -41,6 +41,12 @@ WideText fileDigest(const WideText& path) {
   return digest(path, UINT64_MAX, chunkBytes, u"!!!");
 }
 
+bool haveSameContent(const WideText& left, const WideText& right) {
+  if (File_platformIndependent(left).size() != File_platformIndependent(right).size()) return false;
+  const WideText leftDigest = fileDigest(left);
+  return !leftDigest.empty() && leftDigest == fileDigest(right);
+}
+
 WideText fileStartDigest(const WideText& path, std::uint64_t bytes, std::size_t chunk) {
   return digest(path, bytes, chunk, u"!");
 }

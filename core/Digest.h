@@ -9,7 +9,9 @@ namespace ZelmoraTevra {
 // MD5 of a file's content as 32 upper-case hexadecimal characters; empty if the file can't be opened, or if
 // reading stops before its end (which is logged).
 [[nodiscard]] WideText fileDigest(const WideText& path);
-// The same of at most the first `bytes` bytes, read `chunk` bytes at a time.
+// Whether two files hold the same. False also if one of them can't be read.
+[[nodiscard]] bool haveSameContent(const WideText& left, const WideText& right);
+// The digest of at most the first `bytes` bytes, read `chunk` bytes at a time.
 [[nodiscard]] WideText fileStartDigest(const WideText& path, std::uint64_t bytes, std::size_t chunk);
 
 }  // namespace ZelmoraTevra

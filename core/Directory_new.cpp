@@ -121,6 +121,16 @@ bool Directory_new::folderObjects(std::vector<std::shared_ptr<Directory_new>>& o
   return complete;
 }
 
+bool Directory_new::hide() {
+  ErrorCode error;
+  return disk().setHidden(path_, error);
+}
+
+bool Directory_new::syncEntries() const {
+  ErrorCode error;
+  return disk().syncFolder(path_, error);
+}
+
 bool Directory_new::syncVolume() const {
   ErrorCode error;
   return disk().syncVolume(path_, error);

@@ -43,6 +43,10 @@ class Directory_new {
   bool folders(std::vector<WideText>& paths, bool recursive) const;
   bool folderObjects(std::vector<std::shared_ptr<Directory_new>>& objects, bool recursive) const;
 
+  // Marks the folder as hidden, where there is such a mark.
+  bool hide();
+  // Returns when the names of what is in the folder are on the medium.
+  [[nodiscard]] bool syncEntries() const;
   // Returns when everything written to the folder's volume is on the medium.
   [[nodiscard]] bool syncVolume() const;
   // Whether another folder lies on the same volume.

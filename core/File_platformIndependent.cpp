@@ -31,12 +31,22 @@ bool File_platformIndependent::exists() const {
   return kind == EntryKind::file;
 }
 
+bool File_platformIndependent::isCertainlyMissing() const {
+  ErrorCode error;
+  return disk().kind(path_, error) == EntryKind::missing && !error;
+}
+
 std::int64_t File_platformIndependent::size() const {
   if (!exists()) return -1;
   ErrorCode error;
   const std::int64_t bytes = disk().fileSize(path_, error);
   if (error) writeLog(u"FILE: exception when try to get size of " + path_);
   return error ? -1 : bytes;
+}
+
+bool File_platformIndependent::isSameAs(const WideText& other) const {
+  ErrorCode error;
+  return disk().areSame(path_, other, error);
 }
 
 bool File_platformIndependent::create() {

@@ -19,8 +19,13 @@ class File_platformIndependent {
 
   // True only for a regular file.
   [[nodiscard]] bool exists() const;
+  // True only if it is known that nothing stands at the path: a drive that gives no answer may hold
+  // something.
+  [[nodiscard]] bool isCertainlyMissing() const;
   // In bytes; -1 if the file doesn't exist.
   [[nodiscard]] std::int64_t size() const;
+  // Whether another path leads to this very file. False if there is none.
+  [[nodiscard]] bool isSameAs(const WideText& other) const;
 
   // Makes the parent folder if it isn't there (one level), then opens the file for reading and writing,
   // emptied.

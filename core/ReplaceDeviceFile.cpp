@@ -68,12 +68,6 @@ bool isWorthKeeping(const WideText& path) {
   return File_platformIndependent(path, false).size() > 0 && !isWellFormed(path);
 }
 
-bool haveSameContent(const WideText& left, const WideText& right) {
-  if (File_platformIndependent(left).size() != File_platformIndependent(right).size()) return false;
-  const WideText digest = fileDigest(left);
-  return !digest.empty() && digest == fileDigest(right);
-}
-
 bool renameFile(const WideText& from, const WideText& to, WideView logName) {
   if (File_platformIndependent(from, false).renameTo(to)) return true;
   writeLog(WideText(logName) + u": rename from " + from + u" to " + to + u" fail!");

@@ -10,17 +10,6 @@
 
 namespace ZelmoraTevra {
 
-namespace {
-
-// Of the device's file only an answer that it is missing counts as missing: a drive that gives no answer may
-// hold a register.
-bool isCertainlyMissing(const WideText& path) {
-  platform::ErrorCode error;
-  return platform::machine().files->kind(path, error) == platform::EntryKind::missing && !error;
-}
-
-}  // namespace
-
 bool isRegisterPlace(const WideText& relativePath) {
   const WideText path = comparablePath(relativePath);
   return path == u"ZELMORA\\UPDATES.XML" || path == u"KD3\\UPDATES.XML" || path == u"ZELMORA" ||
@@ -72,8 +61,9 @@ void ClientUpdatesXmlFile::makeWorkingCopy() {
   const WideText path = workTempFolder + u'\\' + name;
   temporaryFiles_.push_back(path);
   File_platformIndependent copy(path);
-  const bool made = isCertainlyMissing(deviceFilePath_) ? copy.openForWriting(platform::OpenMode::truncate)
-                                                        : copyFileContent(deviceFilePath_, path, false);
+  const bool made = File_platformIndependent(deviceFilePath_).isCertainlyMissing()
+                        ? copy.openForWriting(platform::OpenMode::truncate)
+                        : copyFileContent(deviceFilePath_, path, false);
   if (made) workingCopyPath_ = path;
 }
 
