@@ -13,10 +13,14 @@ namespace {
 
 constexpr std::size_t chunkBytes = 1'048'576;
 
-WideText digest(const WideText& path, std::uint64_t limit, std::size_t chunk, WideView errorEnd) {
+enum class From { memoryOrMedium, medium };
+
+WideText digest(const WideText& path, std::uint64_t limit, std::size_t chunk, WideView errorEnd,
+                From from = From::memoryOrMedium) {
   File_platformIndependent file(path, false);
   const std::int64_t size = file.size();
   if (size < 0 || !file.open()) return {};
+  if (from == From::medium) file.forgetCached();
 
   setup2::MD5 md5;
   std::uint64_t left = std::min(static_cast<std::uint64_t>(size), limit);
@@ -45,6 +49,10 @@ bool haveSameContent(const WideText& left, const WideText& right) {
   if (File_platformIndependent(left).size() != File_platformIndependent(right).size()) return false;
   const WideText leftDigest = fileDigest(left);
   return !leftDigest.empty() && leftDigest == fileDigest(right);
+}
+
+WideText fileDigestOnMedium(const WideText& path) {
+  return digest(path, UINT64_MAX, chunkBytes, u"!!!", From::medium);
 }
 
 WideText fileStartDigest(const WideText& path, std::uint64_t bytes, std::size_t chunk) {

@@ -9,6 +9,8 @@ namespace ZelmoraTevra {
 // MD5 of a file's content as 32 upper-case hexadecimal characters; empty if the file can't be opened, or if
 // reading stops before its end (which is logged).
 [[nodiscard]] WideText fileDigest(const WideText& path);
+// The same, read from the medium and not from what the system still has of the file in memory.
+[[nodiscard]] WideText fileDigestOnMedium(const WideText& path);
 // Whether two files hold the same. False also if one of them can't be read.
 [[nodiscard]] bool haveSameContent(const WideText& left, const WideText& right);
 // The digest of at most the first `bytes` bytes, read `chunk` bytes at a time.

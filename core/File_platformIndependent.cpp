@@ -102,6 +102,10 @@ bool File_platformIndependent::seek(std::uint64_t position) {
   return handle_ && handle_->seek(position, error);
 }
 
+void File_platformIndependent::forgetCached() {
+  if (handle_) handle_->forgetCached();
+}
+
 bool File_platformIndependent::flush() {
   ErrorCode error;
   return handle_ && handle_->flush(error);

@@ -46,6 +46,8 @@ class File_platformIndependent {
   [[nodiscard]] std::int64_t openSize() const;
   // Sets where the next read begins, in bytes from the start.
   [[nodiscard]] bool seek(std::uint64_t position);
+  // Makes the next read come from the medium, as far as the system can do that.
+  void forgetCached();
   // Sends what was written on its way to the medium.
   [[nodiscard]] bool flush();
   // Returns when what was written is on the medium.

@@ -39,8 +39,7 @@ bool ClientUpdatesXmlFile::isUsable() const {
 }
 
 bool ClientUpdatesXmlFile::copyBack() {
-  const bool broughtBack = workingCopyPath_.empty() || bringBack();
-  if (!broughtBack) writeLog(u"Could not copy updates.xml back to the client, client update xml file!");
+  const bool broughtBack = bringBack();
   for (const WideText& path : temporaryFiles_) File_platformIndependent(path).remove();
   temporaryFiles_.clear();
   workingCopyPath_.clear();
@@ -68,8 +67,10 @@ void ClientUpdatesXmlFile::makeWorkingCopy() {
 }
 
 bool ClientUpdatesXmlFile::bringBack() const {
-  if (File_platformIndependent(workingCopyPath_).size() == 0) return true;
-  return replaceDeviceFile(workingCopyPath_, deviceFilePath_, u"Update xml file");
+  if (workingCopyPath_.empty() || File_platformIndependent(workingCopyPath_).size() == 0) return true;
+  if (replaceDeviceFile(workingCopyPath_, deviceFilePath_, u"Update xml file")) return true;
+  writeLog(u"Could not copy updates.xml back to the client, client update xml file!");
+  return false;
 }
 
 }  // namespace ZelmoraTevra

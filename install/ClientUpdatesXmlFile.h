@@ -36,11 +36,13 @@ class ClientUpdatesXmlFile : public IUpdatesXmlFile {
   // and removes it; the object isn't usable afterwards. False if the register did not reach the device, which
   // is logged. A working copy that nothing was written to is no register and leaves the device as it is.
   bool copyBack();
+  // Brings the working copy to the device and goes on working on it. False if it did not get there, which is
+  // logged.
+  bool bringBack() const;
 
  private:
   [[nodiscard]] bool chooseLayout();
   void makeWorkingCopy();
-  [[nodiscard]] bool bringBack() const;
 
   bool useWorkingCopy_;
   WideText rootPath_;

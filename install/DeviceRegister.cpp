@@ -30,11 +30,22 @@ bool DeviceRegister::record(const Update& update) {
   return updates_.save();
 }
 
+bool DeviceRegister::bringToDevice() {
+  const bool prepared = prepareToBring();
+  return file_.bringBack() && prepared;
+}
+
 bool DeviceRegister::close() {
+  const bool prepared = prepareToBring();
+  return file_.copyBack() && prepared;
+}
+
+bool DeviceRegister::prepareToBring() {
   const bool placed = recorded_ == 0 || bringPlacedFilesToMedium();
   const bool saved = updates_.save();
   recorded_ = 0;
-  return file_.copyBack() && saved && placed;
+  recordedAtNextSave_ = 1;
+  return saved && placed;
 }
 
 // A storage that lies on the disk of the work folder is none that can be pulled.

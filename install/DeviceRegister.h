@@ -25,11 +25,14 @@ class DeviceRegister {
   [[nodiscard]] bool record(const Update& update);
   // Writes what isn't written yet to the working copy.
   [[nodiscard]] bool save() { return updates_.save(); }
-  // Brings all that was placed to the medium, then the register that tells of it. False if one of them did
-  // not get there.
+  // Brings all that was placed to the medium, then the register that tells of it, and goes on. False if one
+  // of them did not get there.
+  bool bringToDevice();
+  // The same for the last time.
   bool close();
 
  private:
+  [[nodiscard]] bool prepareToBring();
   [[nodiscard]] bool bringPlacedFilesToMedium() const;
 
   WideText primaryRoot_;

@@ -1,50 +1,55 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
 #include "core/CommandTable.h"
 #include "core/Directory_new.h"
 #include "core/SaturatingInt64.h"
 #include "install/InstallXml.h"
 #include "install/UpdateDistributor.h"
+#include "install/UpdateInstallation.h"
 
 namespace ZelmoraTevra {
 
-class DeviceRegister;
+struct InstallRoute;
 
-// "INSTALL_PACKAGE": works out where the updates of all packages go and whether they fit, fetches the zips,
-// places the files, records each update in the device's register and cleans up. 0 is
-// success; a failure has been reported, unless nothing can be learned of the storages or the work folder.
+// "INSTALL_PACKAGE": works out where the updates of all packages go and whether they fit, moves a map to the
+// card where that makes room, fetches the zips, and installs them. 0 is success; a failure has been reported,
+// unless nothing can be learned of the storages or the work folder.
 class InstallPackageRunner : public ICommandWorker {
  public:
   int init(const CommandRecord& record) override { return prepareInstall(record); }
   int run() override { return runInstall(); }
 
-  // Tests the packages and both storages. A package that asks for what isn't there yet (XML entries, a
-  // description without locations, validation) is refused here, before the device is touched.
+  // Tests both storages and the packages.
   int prepareInstall(const CommandRecord& command);
   int runInstall();
 
  private:
+  // The ways for packages that name the storages of their updates, and for an older one that goes whole to
+  // one storage.
+  int runLocatedInstall();
+  int runOlderPackageInstall();
+  int runRoute(const InstallRoute& route);
+
+  // False after a report.
+  [[nodiscard]] bool primaryTakesWrites() const;
+  [[nodiscard]] bool secondaryTakesWrites() const;
   [[nodiscard]] bool collectUpdates();
-  [[nodiscard]] bool fitsIntoTempFolder(const UpdateDistributor& distributor) const;
-  void reportTooLittleSpace(const UpdateDistributor& distributor, const Distribution& distribution) const;
+  [[nodiscard]] bool fitsIntoTempFolder(const InstallRoute& route) const;
+  [[nodiscard]] bool distribute(Distribution& distribution);
+  [[nodiscard]] bool mayMoveMap(const Distribution& distribution) const;
+  [[nodiscard]] bool moveMap(const InstallRoute& route, Distribution& distribution);
+  void reportTooLittleSpace(const InstallRoute& route, const Distribution& distribution) const;
   [[nodiscard]] bool downloadPackages();
-  int installUpdates();
-  void loadPlacementProgress() const;
-  void removeReplacedFiles() const;
-  [[nodiscard]] bool placeUpdates(DeviceRegister& deviceRegister) const;
-  [[nodiscard]] std::unique_ptr<DeviceRegister> openRegister() const;
-  [[nodiscard]] bool deleteDownloadedFiles() const;
 
   CommandRecord command_;
   std::unique_ptr<Directory_new> primaryRoot_;
   std::unique_ptr<Directory_new> secondaryRoot_;  // of an empty path on a device with one storage
   bool ready_ = false;
-  // All updates of all packages in sequence order; they belong to the packages' descriptions.
-  std::vector<InstallUpdate*> updates_;
-  std::vector<WideText> downloadedFiles_;
+  bool isOlder_ = false;
+  UpdateDistributor distributor_;
+  InstallationPlan plan_;
   // Bytes, over all packages.
   SaturatingInt64 extraSpaceSoftware_;
   SaturatingInt64 extraSpaceContent_;

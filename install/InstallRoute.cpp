@@ -14,4 +14,16 @@ const InstallRoute locatedRoute = {
     .cleanupFailed = {1112, u"The cleanup run process fail!"},
 };
 
+const InstallRoute olderRoute = {
+    .tempFolderTooSmall = 1106,
+    .moveMapLine = u"START RUNNING MOVE MAP - OLD CONTENT FOUND",
+    .notEnoughSpace = {.software = 1107, .content = 1278, .both = 1279},
+    .spaceAfterwards = SpaceAfterwards::omitted,
+    .noRegister = {1108, u"Finding a valid updates.xml on the device falied!"},
+    .notRecorded = {1110, u"Fail to open updates.xml file!Update was not serialized!"},
+    .notDeleted = {1111, u"The downloaded files could not be deleted!"},
+    .cleanupNotStarted = {1073, u"The cleanup init process fail!"},
+    .cleanupFailed = {1074, u"The cleanup run process fail!"},
+};
+
 }  // namespace ZelmoraTevra

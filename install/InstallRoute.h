@@ -10,7 +10,8 @@ struct CodedMessage {
   WideView message;
 };
 
-// What an installation reports, under numbers and messages of its own.
+// What an installation reports: packages that name the storages of their updates and older ones that don't
+// take the same road under numbers and messages of their own.
 struct InstallRoute {
   int tempFolderTooSmall;
   WideView moveMapLine;  // in the log
@@ -24,5 +25,6 @@ struct InstallRoute {
 };
 
 extern const InstallRoute locatedRoute;
+extern const InstallRoute olderRoute;
 
 }  // namespace ZelmoraTevra

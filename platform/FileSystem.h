@@ -49,6 +49,9 @@ class FileHandle {
   virtual bool flush(ErrorCode& error) = 0;
   // Returns when what was written is on the medium.
   virtual bool sync(ErrorCode& error) = 0;
+  // Forgets what the system keeps of the file in memory, as far as it is on the medium, so that the next read
+  // comes from there. Where the system can't do that, nothing happens.
+  virtual void forgetCached() {}
   // A failure that the system kept back until now is told here. The handle can't be used afterwards.
   virtual bool close(ErrorCode& error) = 0;
 };

@@ -81,6 +81,10 @@ bool LinuxFileHandle::sync(ErrorCode& error) {
   return succeeded(::fsync(descriptor_), error);
 }
 
+void LinuxFileHandle::forgetCached() {
+  ::posix_fadvise(descriptor_, 0, 0, POSIX_FADV_DONTNEED);
+}
+
 bool LinuxFileHandle::close(ErrorCode& error) {
   const int descriptor = descriptor_;
   descriptor_ = -1;

@@ -19,6 +19,7 @@ class LinuxFileHandle : public FileHandle {
   bool truncate(std::uint64_t size, ErrorCode& error) override;
   bool flush(ErrorCode& error) override;
   bool sync(ErrorCode& error) override;
+  void forgetCached() override;
   bool close(ErrorCode& error) override;
 
  private:

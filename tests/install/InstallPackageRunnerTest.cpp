@@ -252,38 +252,6 @@ TEST_F(InstallPackageRunnerTest, AnOlderPackageBehindAnotherIs1098AndNothingIsCh
   EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/"}));
 }
 
-TEST_F(InstallPackageRunnerTest, WhatThisVersionCannotInstallIsRefusedBeforeTheDeviceIsTouched) {
-  startLog();
-  const std::string xmlEntry =
-      "<xmlentry><file>f.xml</file><key><base>a/b</base><condition>c</condition></key></xmlentry>";
-  writeFile(flash + u"/.TevraTemporaryLocation/x", "1");
-  writeFile(flash + u"/a", "old");
-  const std::vector<std::string> before = tree(flash);
-  const auto expectRefused = [&](const WideText& reason) {
-    // Nothing is changed but the status document.
-    FaultyFileSystem watching(small);
-    std::vector<std::string> operations;
-    watching.before = [&](int, const std::string& operation) { operations.push_back(operation); };
-    useFileSystem(watching);
-    EXPECT_NE(install(), 0);
-    EXPECT_EQ(operations, (std::vector<std::string>{"open", "write", "rename"}));
-    useFileSystem(small);
-    EXPECT_EQ(status().exitCode(), u"1096");
-    EXPECT_EQ(tree(flash), before);
-    EXPECT_TRUE(logHas(u"The packages need " + reason + u". Nothing was installed."));
-    command.packages.clear();
-    command.checkHashFile = false;
-  };
-  addPackage(update("", "Old", file("b", "b")));
-  expectRefused(u"a description without install locations");
-  addPackage(software("App", file("a", "a")));
-  addPackage(software("Good", file("a", "a")) + software("Xml", xmlEntry));
-  expectRefused(u"entries for XML files on the device");
-  addPackage(software("App", file("a", "a")));
-  command.checkHashFile = true;
-  expectRefused(u"the validation of the installed files");
-}
-
 TEST_F(InstallPackageRunnerTest, TwoDownloadsUnderOneNameAreRefusedBeforeAnythingIsDone) {
   startLog();
   command.localInstall = false;
@@ -296,7 +264,8 @@ TEST_F(InstallPackageRunnerTest, TwoDownloadsUnderOneNameAreRefusedBeforeAnythin
   InstallPackageRunner runner;
   EXPECT_NE(runner.prepareInstall(command), 0);
   EXPECT_EQ(status().exitCode(), u"1096");
-  EXPECT_TRUE(logHas(u"The packages need two downloads under one name. Nothing was installed."));
+  EXPECT_TRUE(logHas(u"Two different packages would be downloaded under one name: " +
+                     toUpperAscii(workTempFolder + u"\\content.zip")));
   command.packages[1].md5 = u"aa";
   EXPECT_EQ(runner.prepareInstall(command), 0);
 }
@@ -544,6 +513,252 @@ TEST_F(InstallPackageRunnerTest, ThePlacementProgressMovesOnWithEachPackage) {
     if (each.state == statInstalllnProgress)
       amounts.push_back(each.descriptions[1] + u", " + each.descriptions[3]);
   EXPECT_EQ(amounts, (std::vector<WideText>{u"5 / 100, 5 / 30", u"75 / 100, 70 / 70"}));
+}
+
+TEST_F(InstallPackageRunnerTest, WhatWasPlacedIsValidatedWhenThatIsAskedFor) {
+  startLog();
+  command.checkHashFile = true;
+  addPackage(software("App", file("a", "a") + file("b", "config/version.xml")) +
+             content("Map", file("b", "b")));
+  EXPECT_EQ(install(), 0);
+  std::vector<std::pair<int, WideText>> reports;
+  for (const SavedStatus& each : statusHistory())
+    if (each.state != statInstalllnProgress) reports.emplace_back(each.state, each.exitCode());
+  // Two files: a version file isn't validated.
+  EXPECT_EQ(reports, (std::vector<std::pair<int, WideText>>{{statPreparing, u"1057"},
+                                                            {statHaskValidation, u"1175"},
+                                                            {statHaskValidation, u""},
+                                                            {statHaskValidation, u""},
+                                                            {statSuccess, u"1010"}}));
+  EXPECT_TRUE(logHas(u"START validation!"));
+  EXPECT_TRUE(logHas(u"END validation!"));
+}
+
+// Changes the file "b" when it is read back from the card.
+class DamagedCard : public platform::ForwardingFileSystem {
+ public:
+  DamagedCard(platform::FileSystem& target, WideText damaged)
+      : ForwardingFileSystem(target), damaged_(std::move(damaged)) {}
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    if (mode == platform::OpenMode::read && toForwardSlashes(path) == damaged_) onRead();
+    return ForwardingFileSystem::open(path, mode, error);
+  }
+  std::function<void()> onRead;
+
+ private:
+  WideText damaged_;
+};
+
+TEST_F(InstallPackageRunnerTest, AFileThatIsDamagedOnTheDeviceIs1174AndTheRegisterIsThere) {
+  startLog();
+  command.checkHashFile = true;
+  addPackage(software("App", file("a", "a")) + content("Map", file("b", "b")));
+  DamagedCard files(small, card + u"/b");
+  files.onRead = [&] { writeFile(card + u"/b", "damaged"); };
+  useFileSystem(files);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().state, statErrorOccured);
+  EXPECT_EQ(status().exitCode(), u"1174");
+  EXPECT_EQ(toForwardSlashes(status().attributes.at(u"fileName")), card + u"/b");
+  EXPECT_TRUE(logHas(u"!!!VALIDATION PHASE: 1 md5 not match! Files: "));
+  EXPECT_TRUE(logHas(u"END validation!"));
+  EXPECT_EQ(registered().size(), 2U);
+  EXPECT_TRUE(fileExists(zipPath));
+  EXPECT_TRUE(tree(workTempFolder).empty());
+}
+
+TEST_F(InstallPackageRunnerTest, TheRegisterIsOnTheDeviceBeforeTheValidation) {
+  command.checkHashFile = true;
+  addPackage(content("Map", file("b", "b")));
+  DamagedCard files(small, card + u"/b");
+  std::vector<Update> then;
+  files.onRead = [&] { then = registered(); };
+  useFileSystem(files);
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(then.size(), 1U);
+}
+
+TEST_F(InstallPackageRunnerTest, AFileThatGoesDuringTheValidationIs1290) {
+  command.checkHashFile = true;
+  addPackage(content("Map", file("b", "b")) + software("App", file("a", "a")));
+  DamagedCard files(small, card + u"/b");
+  files.onRead = [&] { std::filesystem::remove(flash + u"/a"); };
+  useFileSystem(files);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1290");
+  EXPECT_EQ(registered().size(), 2U);
+}
+
+TEST_F(InstallPackageRunnerTest, AnAbortInTheValidationIsState8With1020) {
+  command.checkHashFile = true;
+  addPackage(content("Map", file("b", "b")) + software("App", file("a", "a")));
+  DamagedCard files(small, card + u"/b");
+  files.onRead = [&] {
+    writeFile(
+        StatusXml::instance().abortFilePath(),
+        "<tevraCLIAbortSequence><Command><abortFlag>true</abortFlag></Command></tevraCLIAbortSequence>");
+  };
+  useFileSystem(files);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().state, statAbort);
+  EXPECT_EQ(status().exitCode(), u"1020");
+  EXPECT_EQ(registered().size(), 2U);
+}
+
+class OlderPackageTest : public InstallPackageRunnerTest {
+ protected:
+  static std::string older(const std::string& name, const std::string& body, std::size_t size = 1000) {
+    return update("", name, body, " update_size=\"" + std::to_string(size) + "\"");
+  }
+  // An older package has no clusters in its sums.
+  static constexpr std::uint64_t enough = 10'485'760 + 1000;
+};
+
+TEST_F(OlderPackageTest, GoesToTheMainStorageAsAWhole) {
+  addPackage(older("Old", file("a", "old/a") + file("b", "old/b")));
+  small.free = {{flash, enough}, {card, enough}};
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1010");
+  EXPECT_EQ(readFile(flash + u"/old/a"), "new a");
+  EXPECT_EQ(readFile(flash + u"/old/b"), "new b");
+  ASSERT_EQ(registered().size(), 1U);
+  EXPECT_EQ(registered()[0].info.installLocation, u"storage_for_software");
+}
+
+TEST_F(OlderPackageTest, GoesToTheCardIfTheMainStorageIsTooSmallAndIsRegisteredAsContent) {
+  addPackage(older("Old", file("a", "old/a")));
+  small.free = {{flash, enough - 1}, {card, enough}};
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(readFile(card + u"/old/a"), "new a");
+  EXPECT_FALSE(fileExists(flash + u"/old/a"));
+  ASSERT_EQ(registered().size(), 1U);
+  EXPECT_EQ(registered()[0].info.installLocation, u"storage_for_content");
+}
+
+TEST_F(OlderPackageTest, TheSizesOfAllItsUpdatesCount) {
+  addPackage(older("One", file("a", "a"), 600) + older("Two", file("b", "b"), 400));
+  command.secondDriveLetter.clear();
+  small.free = {{flash, enough - 1}};
+  EXPECT_NE(install(), 0);
+  small.free = {{flash, enough}};
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(registered().size(), 2U);
+}
+
+TEST_F(OlderPackageTest, TooLittleRoomHasCodesOfItsOwnAndDoesNotTellWhatWouldBeLeft) {
+  addPackage(older("Old", file("a", "a")));
+  small.free = {{flash, enough - 7}, {card, enough - 9}};
+  EXPECT_NE(install(), 0);
+  SavedStatus saved = status();
+  EXPECT_EQ(saved.state, statNotEnoughSpace);
+  EXPECT_EQ(saved.exitCode(), u"1279");
+  EXPECT_EQ(saved.descriptions, (std::vector<WideText>{u"110"}));
+  EXPECT_EQ(saved.attributes.at(u"DriveName"), flash);
+  EXPECT_EQ(saved.attributes.at(u"DriveNameExternal"), card);
+  EXPECT_EQ(saved.attributes.at(u"neededSpaceSoftwareStorage"), u"7");
+  EXPECT_EQ(saved.attributes.at(u"neededSpaceContentStorage"), u"9");
+  EXPECT_TRUE(saved.attributes.contains(u"availableSpaceSoftwareStorage"));
+  EXPECT_TRUE(saved.attributes.contains(u"availableSpaceContentStorage"));
+  EXPECT_FALSE(saved.attributes.contains(u"availableSpacePostInstSoftwareStorage"));
+  EXPECT_FALSE(saved.attributes.contains(u"availableSpacePostInstContentStorage"));
+  command.secondDriveLetter.clear();
+  EXPECT_NE(install(), 0);
+  saved = status();
+  EXPECT_EQ(saved.exitCode(), u"1107");
+  EXPECT_EQ(saved.attributes.at(u"neededSpaceSoftwareStorage"), u"7");
+  EXPECT_EQ(saved.attributes.at(u"neededSpaceContentStorage"), u"0");
+}
+
+TEST_F(OlderPackageTest, NothingBehindItIsLookedAt) {
+  addPackage(older("Old", file("a", "a")));
+  addPackage(software("App", file("b", "b")));
+  command.packages.push_back({});  // would be 1097
+  EXPECT_EQ(install(), 0);
+  ASSERT_EQ(registered().size(), 1U);
+  EXPECT_EQ(registered()[0].info.name, u"Old");
+  EXPECT_FALSE(fileExists(flash + u"/b"));
+}
+
+TEST_F(OlderPackageTest, AMissingWorkFolderIs1105) {
+  addPackage(older("Old", file("a", "a")));
+  std::filesystem::remove_all(workTempFolder);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1105");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"The temporary folder path does not exists!"}));
+  EXPECT_EQ(status().attributes.at(u"PATH"), userTempFolder);
+  EXPECT_EQ(status().attributes.at(u"DRIVE"), u"");
+}
+
+TEST_F(OlderPackageTest, AZipThatDoesNotFitIntoTheTempFolderIs1106) {
+  addPackage(older("Old", file("a", "a")));
+  addPackage(software("App", file("b", "b")));  // its zip isn't fetched
+  small.free[path(u"temp")] = 99;
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().state, statErrorOccured);
+  EXPECT_EQ(status().exitCode(), u"1106");
+  EXPECT_EQ(status().descriptions, (std::vector<WideText>{u"104"}));
+  EXPECT_EQ(status().attributes.at(u"PATH"), userTempFolder);
+  small.free[path(u"temp")] = 100;
+  EXPECT_EQ(install(), 0);
+}
+
+TEST_F(OlderPackageTest, ADeviceWithoutAPlaceForTheRegisterIs1108) {
+  std::filesystem::remove_all(flash + u"/ZELMORA");
+  addPackage(older("Old", file("a", "a")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1108");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"Finding a valid updates.xml on the device falied!"}));
+}
+
+TEST_F(OlderPackageTest, AFailedUpdateIs1110) {
+  addPackage(older("Old", file("no such entry", "a")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1110");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"Fail to open updates.xml file!Update was not serialized!"}));
+}
+
+TEST_F(OlderPackageTest, IsNotValidated) {
+  command.checkHashFile = true;
+  addPackage(older("Old", file("a", "a")));
+  EXPECT_EQ(install(), 0);
+  for (const SavedStatus& each : statusHistory()) EXPECT_NE(each.state, statHaskValidation);
+}
+
+TEST_F(OlderPackageTest, FilesThatItReplacesGiveTheirRoomBack) {
+  writeFile(flash + u"/a", std::string(300, 'x'));
+  addPackage(older("Old", file("a", "a")));
+  small.free = {{flash, enough - 301}, {card, 0}};
+  EXPECT_NE(install(), 0);
+  small.free = {{flash, enough - 300}, {card, 0}};
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(readFile(flash + u"/a"), "new a");
+}
+
+// An update of which only a line in a damaged version file is left.
+TEST_F(InstallPackageRunnerTest, AVersionFileThatCantBeReadIs1112And1074ForAnOlderPackage) {
+  writeFile(flash + u"/ZELMORA/config/version.xml", "<damaged");
+  const auto withGoneUpdate = [&] {
+    writeFile(flash + u"/ZELMORA/updates.xml",
+              "<updates><update><company>Z</company><name>Gone</name><version>1</version>"
+              "<xmlentry><file>ZELMORA/config/version.xml</file><key creationflag=\"3\"><base>a/b</base>"
+              "<condition>c/d</condition></key></xmlentry></update></updates>");
+    command.packages.clear();
+  };
+  withGoneUpdate();
+  addPackage(software("App", file("a", "a")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1112");
+  EXPECT_EQ(status().descriptions, (std::vector<WideText>{u"100", u"The cleanup run process fail!"}));
+  EXPECT_EQ(registered().size(), 2U);
+  withGoneUpdate();
+  addPackage(update("", "Old", file("a", "a")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1074");
+  EXPECT_EQ(status().descriptions, (std::vector<WideText>{u"100", u"The cleanup run process fail!"}));
 }
 
 }  // namespace

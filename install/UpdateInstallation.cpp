@@ -1,0 +1,197 @@
+#include "install/UpdateInstallation.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "core/BackendLogger.h"
+#include "core/ErrorReport.h"
+#include "core/File_platformIndependent.h"
+#include "core/Globals.h"
+#include "core/PathBelowRoot.h"
+#include "core/ProgressObserver.h"
+#include "core/SaturatingInt64.h"
+#include "core/Text.h"
+#include "install/ClientUpdatesXmlFile.h"
+#include "install/DefaultFileUpdateInstaller.h"
+#include "install/DeviceRegister.h"
+#include "install/InstallValidator.h"
+#include "install/PackageDownload.h"
+#include "install/UpdatesCleaner.h"
+#include "platform/Machine.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+constexpr std::uint32_t abortGraceMilliseconds = 200;
+
+// A look at the front end's abort file at a point where the device is whole. It is given time to write one,
+// and what it says isn't read.
+bool abortFilePresent() {
+  platform::machine().clock->sleepMilliseconds(abortGraceMilliseconds);
+  File_platformIndependent file(StatusXml::instance().abortFilePath());
+  if (!file.exists()) return false;
+  file.remove();
+  return true;
+}
+
+ErrorReport reportOf(const CodedMessage& failure) {
+  return ErrorReport(failure.exitCode, WideText(failure.message));
+}
+
+Update registerEntry(const InstallUpdate& update) {
+  Update entry;
+  entry.info.company = update.company;
+  entry.info.name = update.name;
+  entry.info.version = update.version;
+  entry.info.update = static_cast<std::int32_t>(update.update);
+  entry.info.uninstall = static_cast<std::int32_t>(update.uninstall);
+  entry.info.installLocation = update.locationContent ? u"storage_for_content" : u"storage_for_software";
+  for (const InstallFile& file : update.files) entry.files.push_back({file.client, file.updateFlag});
+  for (const InstallXmlEntry& xml : update.xmlEntries)
+    entry.xmlEntries.push_back({xml.file, xml.creationFlag, xml.base, xml.condition});
+  return entry;
+}
+
+// Null if the device has no register that can be used.
+std::unique_ptr<DeviceRegister> openRegister(const InstallationPlan& plan) {
+  try {
+    auto opened = std::make_unique<DeviceRegister>(plan.primaryRoot, plan.secondaryRoot);
+    if (opened->isUsable()) return opened;
+  } catch (const std::exception& failure) {
+    writeLog(u"The register holds text that is none: " + toReadableWide(failure.what()));
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+int UpdateInstallation::run() {
+  loadPlacementProgress();
+  saveState(statPreparing, 1057);
+  if (abortFilePresent()) {
+    saveState(statAbort);
+    return -1;
+  }
+  // Without a register nothing is to go, not even what would be replaced.
+  const std::unique_ptr<DeviceRegister> deviceRegister = openRegister(plan_);
+  if (deviceRegister == nullptr) {
+    reportOf(route_.noRegister).save();
+    return -1;
+  }
+  return install(*deviceRegister);
+}
+
+int UpdateInstallation::install(DeviceRegister& deviceRegister) {
+  // The register is on the device before a last status tells the user that the device may go.
+  const auto fail = [&](const ErrorReport& report) {
+    deviceRegister.close();
+    report.save();
+    return -1;
+  };
+  removeReplacedFiles();
+  const bool placed = placeUpdates(deviceRegister);
+  ProgressObserver::destroy();
+  if (!placed) return fail(reportOf(route_.notRecorded));
+
+  InstallValidator validator;
+  InstallValidator::Result validity = InstallValidator::sound;
+  if (plan_.checkHashFile) {
+    saveState(statHaskValidation, 1175);
+    deviceRegister.bringToDevice();
+    validator.begin(validationRecords_);
+    validity = validator.run();
+    static_cast<void>(deleteDownloadedFiles());
+  }
+  if (validity == InstallValidator::stopped) return -1;
+  if (validity == InstallValidator::damaged) {
+    reportDamagedFiles(validator.getDeviceMismatches(), 1174);
+    return -1;
+  }
+  validator.end();
+  if (abortFilePresent() || validity == InstallValidator::aborted) {
+    deviceRegister.close();
+    static_cast<void>(deleteDownloadedFiles());
+    saveState(statAbort, 1020);
+    return -1;
+  }
+  if (!deleteDownloadedFiles()) return fail(reportOf(route_.notDeleted).pathAndDrive(userTempFolder));
+
+  UpdatesCleaner cleaner;
+  if (cleaner.init(&deviceRegister.updates(), plan_.primaryRoot, plan_.secondaryRoot) != 0)
+    return fail(reportOf(route_.cleanupNotStarted));
+  if (cleaner.run() != 0) return fail(reportOf(route_.cleanupFailed));
+  if (!deviceRegister.close()) return fail(reportOf(route_.notRecorded));
+  saveState(statSuccess, 1010);
+  return 0;
+}
+
+void UpdateInstallation::loadPlacementProgress() const {
+  std::vector<ProgressEntry> entries;
+  for (const ContentEntry& package : plan_.packages) {
+    SaturatingInt64 total;
+    for (const InstallUpdate& update : package.installXml->getUpdates()) total += update.updateSize;
+    entries.push_back({static_cast<std::uint64_t>(std::max<std::int64_t>(total.value(), 0)), {}, {}, 0});
+  }
+  ProgressObserver::destroy();
+  ProgressObserver::instance().load(std::move(entries));
+  ProgressObserver::instance().setPosition(0);
+}
+
+// What is replaced goes before anything is placed: an update must fit on a device that has little room. The
+// register is no package's to delete; what a package places there gives way to the register again.
+void UpdateInstallation::removeReplacedFiles() const {
+  PathBelowRoot primary(plan_.primaryRoot);
+  PathBelowRoot secondary(plan_.secondaryRoot);
+  for (const InstallUpdate* update : plan_.updates) {
+    for (const InstallFile& file : update->files) {
+      if (file.updateFlag != installFile && file.updateFlag != installFileToo &&
+          file.updateFlag != deleteFile)
+        continue;
+      if (isRegisterPlace(file.client)) continue;
+      for (PathBelowRoot* root : {&primary, &secondary})
+        if (const auto path = root->joinExisting(file.client)) File_platformIndependent(*path).remove();
+    }
+  }
+}
+
+// The installers go at the end: that is when the last device file with merged entries is written.
+bool UpdateInstallation::placeUpdates(DeviceRegister& deviceRegister) {
+  std::vector<std::unique_ptr<IUpdateInstaller>> installers;
+  installers.push_back(plan_.checkHashFile ? std::make_unique<DefaultFileUpdateInstaller>(validationRecords_)
+                                           : std::make_unique<DefaultFileUpdateInstaller>());
+
+  ProgressObserver& observer = ProgressObserver::instance();
+  const auto fail = [](const InstallUpdate& update, const WideText& targetRoot, const WideText& otherRoot) {
+    writeLog(u"An error occured while trying to install an update.");
+    writeLog(update.localSource);
+    writeLog(targetRoot);
+    writeLog(otherRoot);
+    return false;
+  };
+  const WideText* lastSource = nullptr;
+  for (const InstallUpdate* update : plan_.updates) {
+    if (lastSource != nullptr && *lastSource != update->localSource)
+      observer.setPosition(observer.position() + 1);
+    lastSource = &update->localSource;
+    const WideText& target = update->locationSoftware ? plan_.primaryRoot : plan_.secondaryRoot;
+    const WideText& other = update->locationSoftware ? plan_.secondaryRoot : plan_.primaryRoot;
+
+    const bool installed = std::all_of(installers.begin(), installers.end(), [&](const auto& installer) {
+      return installer->install(*update, update->localSource, target, plan_.primaryRoot, other, &observer);
+    });
+    const bool isLast = update == plan_.updates.back();
+    if (!installed || !deviceRegister.record(registerEntry(*update)) || (isLast && !deviceRegister.save()))
+      return fail(*update, target, other);
+  }
+  return true;
+}
+
+bool UpdateInstallation::deleteDownloadedFiles() const {
+  bool deleted = true;
+  for (const WideText& path : plan_.downloadedFiles) deleted = deleteDownloadedFile(path) && deleted;
+  return deleted;
+}
+
+}  // namespace ZelmoraTevra
