@@ -7,6 +7,7 @@
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
 #include "core/Text.h"
+#include "install/UpdateZipExtractor.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
@@ -62,10 +63,11 @@ InstallValidator::Result InstallValidator::run() {
   if (records_ == nullptr) return stopped;
   deviceMismatches_.clear();
   descriptionMismatches_.clear();
+  UpdateZipExtractor extractor;
   std::size_t number = 0;
   for (ValidationRecord& record : *records_) {
     reportProgress(++number, records_->size());
-    if (!validateFile(record)) return stopped;
+    if (!validateFile(record, extractor)) return stopped;
     StatusXml::instance().checkAbort();
     if (*StatusXml::instance().abortRequested()) {
       saveState(statAbort, 1020);
@@ -85,7 +87,7 @@ void InstallValidator::end() {
 }
 
 // False after a report.
-bool InstallValidator::validateFile(ValidationRecord& record) {
+bool InstallValidator::validateFile(ValidationRecord& record, UpdateZipExtractor& extractor) {
   const WideText path = placeOf(record);
   if (!File_platformIndependent(path).exists()) return reportMissing(record);
   record.deviceMd5 = fileDigestOnMedium(path);
@@ -95,12 +97,12 @@ bool InstallValidator::validateFile(ValidationRecord& record) {
   record.expectedMd5 = toUpperAscii(record.expectedMd5);
   if (!record.expectedMd5.empty() && record.expectedMd5 == record.deviceMd5) return true;
   descriptionMismatches_.push_back(record);
-  return compareWithSecondCopy(record);
+  return compareWithSecondCopy(record, extractor);
 }
 
-bool InstallValidator::compareWithSecondCopy(const ValidationRecord& record) {
-  const WideText path = extractor_.extractFile(record.zipPath, record.zipEntry, workTempFolder,
-                                               nameOfSecondCopy(record.clientPath), nullptr);
+bool InstallValidator::compareWithSecondCopy(const ValidationRecord& record, UpdateZipExtractor& extractor) {
+  const WideText path = extractor.extractFile(record.zipPath, record.zipEntry, workTempFolder,
+                                              nameOfSecondCopy(record.clientPath), nullptr);
   File_platformIndependent copy(path);
   if (!copy.exists()) return false;
   const WideText digest = fileDigest(path);

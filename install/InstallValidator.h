@@ -2,10 +2,11 @@
 
 #include <vector>
 
-#include "install/UpdateZipExtractor.h"
 #include "install/ValidationRecord.h"
 
 namespace ZelmoraTevra {
+
+class UpdateZipExtractor;
 
 // Reads every file that was placed back from the device. One whose digest isn't the one of its package's
 // description is compared with a second copy, unpacked on the computer: only a file that differs from that
@@ -27,14 +28,13 @@ class InstallValidator {
   void end();
 
  private:
-  [[nodiscard]] bool validateFile(ValidationRecord& record);
-  [[nodiscard]] bool compareWithSecondCopy(const ValidationRecord& record);
+  [[nodiscard]] bool validateFile(ValidationRecord& record, UpdateZipExtractor& extractor);
+  [[nodiscard]] bool compareWithSecondCopy(const ValidationRecord& record, UpdateZipExtractor& extractor);
   void logDescriptionMismatches() const;
 
   std::vector<ValidationRecord>* records_ = nullptr;
   std::vector<ValidationRecord> deviceMismatches_;
   std::vector<ValidationRecord> descriptionMismatches_;
-  UpdateZipExtractor extractor_;
 };
 
 // Reports files that a validation found damaged, under the caller's exit code, and tells the log of each.
