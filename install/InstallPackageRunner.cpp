@@ -166,7 +166,11 @@ bool InstallPackageRunner::distribute(Distribution& distribution) {
   for (const InstallUpdate* update : plan_.updates) total += update->updateSize;
   OlderDistribution whole;
   if (distributor_.distributeOlder(plan_.updates, total.value(), whole) != 0) return false;
-  distribution = whole.amounts;
+  distribution = {.fits = whole.storage >= 0,
+                  .deficitSoftware = whole.deficitSoftware,
+                  .deficitContent = whole.deficitContent,
+                  .neededSoftware = whole.neededPrimary,
+                  .neededContent = whole.neededSecondary};
   for (InstallUpdate* update : plan_.updates) {
     update->locationSoftware = whole.storage == 0;
     update->locationContent = whole.storage == 1;

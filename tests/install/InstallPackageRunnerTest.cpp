@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "core/Directory_new.h"
 #include "core/Globals.h"
 #include "core/StatusXml.h"
 #include "core/Text.h"
@@ -682,7 +683,7 @@ TEST_F(OlderPackageTest, NothingBehindItIsLookedAt) {
 
 TEST_F(OlderPackageTest, AMissingWorkFolderIs1105) {
   addPackage(older("Old", file("a", "a")));
-  std::filesystem::remove_all(workTempFolder);
+  Directory_new(workTempFolder).remove();
   EXPECT_NE(install(), 0);
   EXPECT_EQ(status().exitCode(), u"1105");
   EXPECT_EQ(status().descriptions,
