@@ -51,6 +51,7 @@ std::set<std::string> codesInTheSources() {
            R"re(exitCode",\s*(?:u"|numberText\()(1\d{3})\b)re",
            R"re(\?\s*(1\d{3})\s*:\s*(1\d{3})\b)re",
            R"re(\.\w+ = \{?(1\d{3})\b)re",
+           R"re(reportDamagedFiles\(.*, (1\d{3})\))re",
        })
     codes.merge(allGroups(sources(), pattern));
   return codes;
