@@ -21,4 +21,6 @@ class IUpdateInstaller {
 
 class IFileUpdateInstaller : public IUpdateInstaller {};
 
+class IXmlUpdateInstaller : public IUpdateInstaller {};
+
 }  // namespace ZelmoraTevra

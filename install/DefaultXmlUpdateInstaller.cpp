@@ -1,0 +1,122 @@
+#include "install/DefaultXmlUpdateInstaller.h"
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <string>
+
+#include "core/BackendLogger.h"
+#include "core/PathBelowRoot.h"
+#include "core/Text.h"
+#include "install/ClientUpdatesXmlFile.h"
+#include "install/XmlWorkingCopy.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+// What an entry does; any other number changes, as 0 and 4 do.
+enum CreationFlag : std::int32_t {
+  appendElements = 1,
+  doNothing = 2,
+  replaceOrAppendElement = 3,
+  setOneValue = 5,
+  removeElement = 6,
+};
+
+// The file that the last entry was for. It outlives the installers of single updates.
+std::unique_ptr<XmlWorkingCopy> lastXmlTarget;
+
+void bringLastTargetBack() {
+  if (lastXmlTarget != nullptr) lastXmlTarget->bringBack();
+  lastXmlTarget.reset();
+}
+
+// A file that a later update has put in the place of the one that is being changed is the newer one.
+void dropReplacedTarget(const InstallUpdate& update) {
+  if (lastXmlTarget == nullptr) return;
+  const WideText path = comparablePath(lastXmlTarget->relativePath());
+  const bool isNamed =
+      std::any_of(update.files.begin(), update.files.end(),
+                  [&path](const InstallFile& file) { return comparablePath(file.client) == path; });
+  if (isNamed && lastXmlTarget->isOutdated()) lastXmlTarget.reset();
+}
+
+// Makes the entry's file the one in hand.
+bool turnTo(const InstallXmlEntry& entry, PathBelowRoot& root) {
+  if (lastXmlTarget != nullptr && lastXmlTarget->target() == root.root() + u'\\' + entry.file) return true;
+  if (isRegisterPlace(entry.file)) {
+    writeLog(u"The register is no package's file: " + entry.file);
+    return false;
+  }
+  if (!root.join(entry.file)) {
+    writeLog(u"The path of an XML file leaves the device: " + entry.file);
+    return false;
+  }
+  bringLastTargetBack();
+  lastXmlTarget = std::make_unique<XmlWorkingCopy>(root.root(), entry.file);
+  return true;
+}
+
+std::optional<XmlEdit> editOf(const InstallXmlEntry& entry) {
+  try {
+    XmlEdit edit{toUtf8(entry.base), toUtf8(entry.condition), {}};
+    for (const WideText& alter : entry.alters) edit.alters.push_back(toUtf8(alter));
+    return edit;
+  } catch (const std::exception& failure) {
+    writeLog(u"An XML entry holds text that is none: " + toReadableWide(failure.what()));
+    return std::nullopt;
+  }
+}
+
+bool makesNewFile(std::int32_t creationFlag) {
+  return creationFlag == appendElements || creationFlag == replaceOrAppendElement ||
+         creationFlag == removeElement;
+}
+
+bool apply(const XmlEdit& edit, std::int32_t creationFlag, XmlEdits& edits) {
+  switch (creationFlag) {
+    case appendElements:
+      return edits.append(edit);
+    case replaceOrAppendElement:
+      return edits.replaceOrAppend(edit);
+    case setOneValue:
+      return edits.setValue(edit);
+    case removeElement:
+      return edits.remove(edit);
+    default:
+      return edits.change(edit);
+  }
+}
+
+}  // namespace
+
+DefaultXmlUpdateInstaller::DefaultXmlUpdateInstaller() : atProcessEnd_(bringLastTargetBack) {}
+
+DefaultXmlUpdateInstaller::~DefaultXmlUpdateInstaller() {
+  bringLastTargetBack();
+}
+
+std::unique_ptr<IUpdateInstaller> DefaultXmlUpdateInstaller::clone() const {
+  return std::make_unique<DefaultXmlUpdateInstaller>();
+}
+
+bool DefaultXmlUpdateInstaller::install(const InstallUpdate& update, const WideText& /*zipPath*/,
+                                        const WideText& /*targetRoot*/, const WideText& primaryRoot,
+                                        const WideText& /*otherRoot*/, ProgressObserver* /*observer*/) {
+  dropReplacedTarget(update);
+  PathBelowRoot root(primaryRoot);
+  for (const InstallXmlEntry& entry : update.xmlEntries) {
+    if (!turnTo(entry, root) || entry.creationFlag == doNothing) continue;
+    const std::optional<XmlEdit> edit = editOf(entry);
+    if (!edit) continue;
+    XmlEdits* const edits = makesNewFile(entry.creationFlag)
+                                ? lastXmlTarget->editsOrNew(edit->base.substr(0, edit->base.find('/')))
+                                : lastXmlTarget->edits();
+    // A failed edit isn't told: the update stands without it.
+    if (edits != nullptr) static_cast<void>(apply(*edit, entry.creationFlag, *edits));
+  }
+  return true;
+}
+
+}  // namespace ZelmoraTevra

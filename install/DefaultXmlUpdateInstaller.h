@@ -1,0 +1,31 @@
+#pragma once
+
+#include "core/ProcessEnd.h"
+#include "install/IUpdateInstaller.h"
+
+namespace ZelmoraTevra {
+
+// Carries out the XML entries of an update: merges elements into XML files of the device, changes values in
+// them and removes elements. All these files are on the main storage.
+//
+// The edits of consecutive entries for one file are made on one working copy, over all updates and all
+// installers of the process. The device's file is replaced once, when an entry for another file comes, when
+// an installer is destroyed, or when the process is ended. Until then nothing on the device has changed.
+class DefaultXmlUpdateInstaller : public IXmlUpdateInstaller {
+ public:
+  DefaultXmlUpdateInstaller();
+  // Brings back what isn't on the device yet.
+  ~DefaultXmlUpdateInstaller() override;
+
+  [[nodiscard]] std::unique_ptr<IUpdateInstaller> clone() const override;
+  // Always true: an edit that fails, a file that can't be changed and an entry that is passed over, because
+  // its path leaves the storage or is that of the register, don't fail the update.
+  [[nodiscard]] bool install(const InstallUpdate& update, const WideText& zipPath, const WideText& targetRoot,
+                             const WideText& primaryRoot, const WideText& otherRoot,
+                             ProgressObserver* observer) override;
+
+ private:
+  AtProcessEnd atProcessEnd_;
+};
+
+}  // namespace ZelmoraTevra

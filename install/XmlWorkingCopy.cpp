@@ -1,0 +1,103 @@
+#include "install/XmlWorkingCopy.h"
+
+#include <utility>
+
+#include "core/BackendLogger.h"
+#include "core/Digest.h"
+#include "core/Directory_new.h"
+#include "core/File_platformIndependent.h"
+#include "core/Globals.h"
+#include "core/PathBelowRoot.h"
+#include "core/ReplaceDeviceFile.h"
+#include "core/Text.h"
+#include "platform/Machine.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+constexpr WideView logName = u"Xml update installer";
+
+void logLine(WideView what, const WideText& path) {
+  writeLog(WideText(logName) + u": " + WideText(what) + path);
+}
+
+}  // namespace
+
+XmlWorkingCopy::XmlWorkingCopy(WideText root, WideText relativePath)
+    : root_(std::move(root)),
+      relativePath_(std::move(relativePath)),
+      target_(root_ + u'\\' + relativePath_) {}
+
+XmlWorkingCopy::~XmlWorkingCopy() {
+  if (!path_.empty()) File_platformIndependent(path_).remove();
+}
+
+XmlEdits* XmlWorkingCopy::edits() {
+  if (deviceFile_ == DeviceFile::notLookedFor) lookForDeviceFile();
+  return path_.empty() ? nullptr : &edits_;
+}
+
+XmlEdits* XmlWorkingCopy::editsOrNew(const std::string& rootName) {
+  XmlEdits* const found = edits();
+  if (found != nullptr || deviceFile_ != DeviceFile::missing) return found;
+  if (!edits_.create(rootName) || !makeCopyPath()) return nullptr;
+  if (edits_.save(path_)) return &edits_;
+  logLine(u"no working copy could be made of ", target_);
+  File_platformIndependent(path_).remove();
+  path_.clear();
+  deviceFile_ = DeviceFile::unusable;
+  return nullptr;
+}
+
+bool XmlWorkingCopy::bringBack() {
+  if (path_.empty()) return false;
+  // What lies on the device may have changed since the path was joined.
+  const bool broughtBack = (!edits_.isToBeSaved() || edits_.save(path_)) &&
+                           PathBelowRoot(root_).join(relativePath_) == target_ && makeFolders() &&
+                           replaceDeviceFile(path_, target_, logName);
+  if (!broughtBack) logLine(u"the changes didn't get into ", target_);
+  return broughtBack;
+}
+
+// Until it is brought back, the copy holds what the device's file held.
+bool XmlWorkingCopy::isOutdated() const {
+  const WideText path = toBackslashes(target_);
+  if (deviceFile_ == DeviceFile::missing) return File_platformIndependent(path).exists();
+  return deviceFile_ == DeviceFile::copied && fileDigest(path) != fileDigest(path_);
+}
+
+// Only an answer that the file is missing counts as missing: a new document must never take the place of a
+// file that could not be copied.
+void XmlWorkingCopy::lookForDeviceFile() {
+  deviceFile_ = DeviceFile::unusable;
+  recoverDeviceFile(target_);
+  platform::ErrorCode error;
+  const platform::EntryKind kind = platform::machine().files->kind(toBackslashes(target_), error);
+  if (kind == platform::EntryKind::missing && !error) {
+    deviceFile_ = DeviceFile::missing;
+    return;
+  }
+  if (kind != platform::EntryKind::file || !makeCopyPath()) return;
+  if (!copyFileContent(target_, path_, false)) {
+    logLine(u"no working copy could be made of ", target_);
+    File_platformIndependent(path_).remove();
+    path_.clear();
+    return;
+  }
+  deviceFile_ = DeviceFile::copied;
+  if (!edits_.load(path_)) logLine(u"nothing can be changed in ", target_);
+}
+
+bool XmlWorkingCopy::makeCopyPath() {
+  const WideText name = platform::machine().identifiers->newGuid();
+  if (!name.empty()) path_ = workTempFolder + u'\\' + name;
+  return !name.empty();
+}
+
+// As for any other file of a package; but a root that has gone is not made again.
+bool XmlWorkingCopy::makeFolders() const {
+  return Directory_new(root_).exists() && Directory_new(parentFolder(target_)).createAllLevels();
+}
+
+}  // namespace ZelmoraTevra
