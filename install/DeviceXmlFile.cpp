@@ -1,6 +1,7 @@
 #include "install/DeviceXmlFile.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
@@ -26,6 +27,22 @@ std::vector<std::string> splitBase(const std::string& base) {
   }
 }
 
+struct Condition {
+  std::string path;  // empty: the element itself
+  std::string text;
+};
+
+Condition splitCondition(const WideText& condition) {
+  std::string text = toUtf8(condition);
+  const std::size_t slash = text.rfind('/');
+  if (slash == std::string::npos) return {{}, std::move(text)};
+  return {text.substr(0, slash), text.substr(slash + 1)};
+}
+
+std::string textPath(const std::string& name, const std::string& conditionPath) {
+  return conditionPath.empty() ? '/' + name : '/' + name + '/' + conditionPath;
+}
+
 bool isWithin(const TiXmlNode* node, const TiXmlElement& element) {
   while (node != nullptr && node != &element) node = node->Parent();
   return node != nullptr;
@@ -47,6 +64,25 @@ void DeviceXmlFile::removeMatch(const WideText& base, const WideText& condition)
   if (TiXmlElement* const element = firstMatch(base, condition)) removeElement(*element);
 }
 
+bool DeviceXmlFile::removeMatches(const WideText& base, const WideText& condition) {
+  const Condition wanted = splitCondition(condition);
+  const std::optional<GroupKey> key = strictKey(toUtf8(base), wanted.path);
+  if (!key || wanted.text.empty()) return false;
+  Group& found = group(*key);
+  const auto elements = found.byText.find(wanted.text);
+  if (elements == found.byText.end()) return false;
+  // Taken out first: all of them go, and the group itself may be dropped on the way.
+  const std::vector<TiXmlElement*> matches = std::move(elements->second);
+  found.byText.erase(elements);
+  bool removedOne = false;
+  for (TiXmlElement* const element : matches) {
+    if (removed_.contains(element)) continue;
+    removeElement(*element);
+    removedOne = true;
+  }
+  return removedOne;
+}
+
 bool DeviceXmlFile::save() {
   if (!changed_) return true;
   const WideText name = platform::machine().identifiers->newGuid();
@@ -60,28 +96,35 @@ bool DeviceXmlFile::save() {
 }
 
 TiXmlElement* DeviceXmlFile::firstMatch(const WideText& base, const WideText& condition) {
-  const std::string narrowBase = toUtf8(base);
-  const std::string narrowCondition = toUtf8(condition);
-  const std::size_t slash = narrowCondition.rfind('/');
-  const std::string path = slash == std::string::npos ? std::string() : narrowCondition.substr(0, slash);
-  const std::string wanted = slash == std::string::npos ? narrowCondition : narrowCondition.substr(slash + 1);
-
-  const Group& found = group(keyOf(narrowBase, path));
-  const auto elements = found.byText.find(wanted);
-  return elements == found.byText.end() ? nullptr : elements->second.front();
+  const Condition wanted = splitCondition(condition);
+  Group& found = group(lenientKey(toUtf8(base), wanted.path));
+  const auto elements = found.byText.find(wanted.text);
+  if (elements == found.byText.end()) return nullptr;
+  while (!elements->second.empty() && removed_.contains(elements->second.back())) elements->second.pop_back();
+  return elements->second.empty() ? nullptr : elements->second.back();
 }
 
-DeviceXmlFile::GroupKey DeviceXmlFile::keyOf(const std::string& base, const std::string& conditionPath) {
+DeviceXmlFile::GroupKey DeviceXmlFile::lenientKey(const std::string& base, const std::string& conditionPath) {
   const std::vector<std::string> names = splitBase(base);
-  GroupKey key{document_.RootElement(), names.back(), '/' + names.back()};
+  TiXmlElement* parent = document_.RootElement();
   for (std::size_t index = 1; index + 1 < names.size(); ++index) {
-    if (TiXmlElement* const child = key.parent->FirstChildElement(names[index])) key.parent = child;
+    if (TiXmlElement* const child = parent->FirstChildElement(names[index])) parent = child;
   }
-  if (!conditionPath.empty()) key.textPath += '/' + conditionPath;
-  return key;
+  return {parent, names.back(), textPath(names.back(), conditionPath)};
 }
 
-const DeviceXmlFile::Group& DeviceXmlFile::group(const GroupKey& key) {
+std::optional<DeviceXmlFile::GroupKey> DeviceXmlFile::strictKey(const std::string& base,
+                                                                const std::string& conditionPath) {
+  const std::vector<std::string> names = splitBase(base);
+  TiXmlElement* parent = document_.RootElement();
+  if (names.front() != parent->ValueStr()) return std::nullopt;
+  for (std::size_t index = 1; index + 1 < names.size() && parent != nullptr; ++index)
+    parent = parent->FirstChildElement(names[index]);
+  if (parent == nullptr) return std::nullopt;
+  return GroupKey{parent, names.back(), textPath(names.back(), conditionPath)};
+}
+
+DeviceXmlFile::Group& DeviceXmlFile::group(const GroupKey& key) {
   const auto known = groups_.find(key);
   if (known != groups_.end()) return known->second;
   // A file with ever new kinds of entries must not fill the memory with their groups.
@@ -95,31 +138,20 @@ const DeviceXmlFile::Group& DeviceXmlFile::group(const GroupKey& key) {
     made.byText[lookupUtf8(element, key.textPath)].push_back(element);
     ++indexed_;
   }
+  for (auto& [text, elements] : made.byText) std::reverse(elements.begin(), elements.end());
   return made;
 }
 
-// A group stays right if the element is one of its own, which is taken out, or has nothing to do with it. It
-// is dropped if its parent goes with the element, or if the element stood inside of one of the group's, whose
-// text may be another now.
+// A group is dropped if its parent goes with the element, or if the element stood inside of one of the
+// group's, whose text may be another now. If the element is one of the group's own, it is passed over there.
 void DeviceXmlFile::removeElement(TiXmlElement& element) {
-  for (auto position = groups_.begin(); position != groups_.end();) {
-    const auto& [key, found] = *position;
+  std::erase_if(groups_, [&element](const auto& entry) {
+    const GroupKey& key = entry.first;
     const bool losesParent = isWithin(key.parent, element);
     const bool changesText = key.parent != element.Parent() && isWithin(&element, *key.parent);
-    if (losesParent || changesText) {
-      position = groups_.erase(position);
-      continue;
-    }
-    if (key.parent == element.Parent() && key.name == element.ValueStr()) {
-      auto& byText = position->second.byText;
-      const auto elements = byText.find(lookupUtf8(&element, key.textPath));
-      if (elements != byText.end()) {
-        std::erase(elements->second, &element);
-        if (elements->second.empty()) byText.erase(elements);
-      }
-    }
-    ++position;
-  }
+    return losesParent || changesText;
+  });
+  removed_.insert(&element);
   element.Parent()->RemoveChild(&element);
   changed_ = true;
 }

@@ -5,8 +5,10 @@
 #include <compare>
 #include <cstddef>
 #include <map>
+#include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -20,7 +22,8 @@ namespace ZelmoraTevra {
 // An entry's base is a path of element names separated by "/": from the root element, which any first name
 // stands for, down to a parent, where a name that isn't found is passed over, and last the name of the
 // elements in question. Its condition is a path below such an element and, behind the last "/", the text that
-// is wanted there; without a "/" it is the text of the element itself.
+// is wanted there; without a "/" it is the text of the element itself. `removeMatches` reads a base more
+// strictly.
 class DeviceXmlFile {
  public:
   // Puts an interrupted replacement of the file right first. False if the file can't be read or isn't
@@ -29,6 +32,10 @@ class DeviceXmlFile {
   [[nodiscard]] bool hasMatch(const WideText& base, const WideText& condition);
   // Removes the first match, if there is one, in memory.
   void removeMatch(const WideText& base, const WideText& condition);
+  // Removes all matches in memory; true if there was one. Here the first name of the base must be that of the
+  // root element and each name between the first one and the last must be found; an empty text matches
+  // nothing.
+  bool removeMatches(const WideText& base, const WideText& condition);
   // Replaces the device's file if something was removed.
   [[nodiscard]] bool save();
 
@@ -43,11 +50,13 @@ class DeviceXmlFile {
 
   // The elements that a base and a condition's path lead to, by the text that stands there.
   struct Group {
-    std::unordered_map<std::string, std::vector<TiXmlElement*>> byText;  // in document order
+    // Against document order, so that the first one can be dropped; removed ones may still be among them.
+    std::unordered_map<std::string, std::vector<TiXmlElement*>> byText;
   };
 
-  [[nodiscard]] GroupKey keyOf(const std::string& base, const std::string& conditionPath);
-  [[nodiscard]] const Group& group(const GroupKey& key);
+  [[nodiscard]] GroupKey lenientKey(const std::string& base, const std::string& conditionPath);
+  [[nodiscard]] std::optional<GroupKey> strictKey(const std::string& base, const std::string& conditionPath);
+  [[nodiscard]] Group& group(const GroupKey& key);
   [[nodiscard]] TiXmlElement* firstMatch(const WideText& base, const WideText& condition);
   void removeElement(TiXmlElement& element);
 
@@ -56,6 +65,8 @@ class DeviceXmlFile {
   bool changed_ = false;
   std::map<GroupKey, Group> groups_;
   std::size_t indexed_ = 0;  // elements put into groups
+  // Elements that groups may still name. No element is ever added, so that no address comes up again.
+  std::unordered_set<const TiXmlElement*> removed_;
 };
 
 }  // namespace ZelmoraTevra
