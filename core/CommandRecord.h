@@ -23,11 +23,19 @@ struct ContentEntry {
   std::shared_ptr<InstallXml> installXml;  // the install description; null where the command carries none
 };
 
+// An update that is to be taken off a device.
+struct UninstallEntry {
+  WideText company;  // may be empty: whoever made it
+  WideText product;
+  WideText version;
+};
+
 // One command of a job, with the same fields for all commands; each uses its subset.
 struct CommandRecord {
   WideText commandName;
 
   std::vector<ContentEntry> packages;
+  std::vector<UninstallEntry> uninstallEntries;
   WideText proxyHost;
   WideText proxyPort;
   WideText proxyUser;

@@ -23,6 +23,8 @@ class DeviceRegister {
   // as were in it: a disk that takes no write shows at once, and many updates cost in proportion to their
   // number. False if a write failed.
   [[nodiscard]] bool record(const Update& update);
+  // Tells that an update was taken off the device, which is brought to the medium like what was placed.
+  void noteRemoval() { ++recorded_; }
   // Writes what isn't written yet to the working copy.
   [[nodiscard]] bool save() { return updates_.save(); }
   // Brings all that was placed to the medium, then the register that tells of it, and goes on. False if one

@@ -3,6 +3,8 @@
 #include "install/InstallCommandReader.h"
 #include "install/InstallPackageRunner.h"
 #include "install/TevraInstallRunner.h"
+#include "install/UninstallCommandReader.h"
+#include "install/UninstallPackageRunner.h"
 
 namespace ZelmoraTevra {
 
@@ -15,6 +17,10 @@ void addInstallCommands(CommandTable& table) {
                              .makeWorker = [] { return std::make_unique<TevraInstallRunner>(); },
                              .movesFolder = false,
                              .writesIndicatorFile = false};
+  table[u"UNINSTALL_PACKAGE"] = {.read = readUninstallCommand,
+                                 .makeWorker = [] { return std::make_unique<UninstallPackageRunner>(); },
+                                 .movesFolder = false,
+                                 .writesIndicatorFile = true};
 }
 
 }  // namespace ZelmoraTevra

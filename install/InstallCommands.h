@@ -4,7 +4,7 @@
 
 namespace ZelmoraTevra {
 
-// The commands that bring packages to a device.
+// The commands that bring packages to a device and take them off it.
 void addInstallCommands(CommandTable& table);
 
 }  // namespace ZelmoraTevra

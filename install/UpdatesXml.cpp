@@ -6,9 +6,13 @@
 #include <utility>
 
 #include "core/Digest.h"
+#include "core/Directory_new.h"
+#include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
+#include "core/ProcessEnd.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
+#include "install/IUpdateUninstaller.h"
 
 namespace ZelmoraTevra {
 
@@ -56,6 +60,13 @@ void reduceToRecord(Update& update) {
   for (UpdateXmlEntry& entry : update.xmlEntries) {
     if (entry.creationFlag != wholePathFlag) completeBase(entry);
   }
+}
+
+// The user may take it for the last report and pull the device: what a job has to do at its end comes first.
+bool reportMissingCard() {
+  runProcessEndActions();
+  ErrorReport(1134, u"Storage card cannot be accessed. Was it ejected or is it write protected?").save();
+  return false;
 }
 
 void writeUpdate(TiXmlElement& root, const Update& update) {
@@ -137,6 +148,29 @@ void UpdatesXml::setUpdates(std::vector<Update> updates) {
   byName_.clear();
   for (Update& update : updates) append(std::move(update));
   dirty_ = true;
+}
+
+bool UpdatesXml::uninstallUpdate(const UpdateInfo& info,
+                                 const std::vector<std::unique_ptr<IUpdateUninstaller>>& uninstallers) {
+  const Update update = findUpdate(info);
+  if (!update.isValid()) return false;
+  const bool onCard = update.info.installLocation == u"storage_for_content";
+  const WideText root = onCard ? info.secondaryPath : file_->getRootPath();
+  // A card that was pulled has no files, but nothing has been taken off it: asked before and afterwards.
+  const auto isCardMissing = [&] { return onCard && (root.empty() || !Directory_new(root).exists()); };
+  if (isCardMissing()) return reportMissingCard();
+  for (const std::unique_ptr<IUpdateUninstaller>& uninstaller : uninstallers) {
+    if (!uninstaller->uninstall(update, root)) return false;
+  }
+  if (isCardMissing()) return reportMissingCard();
+  return removeUpdate(update);
+}
+
+void UpdatesXml::revert() {
+  updates_.clear();
+  byName_.clear();
+  dirty_ = false;
+  read();
 }
 
 void UpdatesXml::read() {

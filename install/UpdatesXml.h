@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 #include <vector>
 
@@ -10,6 +11,8 @@
 class TiXmlElement;
 
 namespace ZelmoraTevra {
+
+class IUpdateUninstaller;
 
 struct UpdateInfo {
   WideText company;
@@ -74,6 +77,13 @@ class UpdatesXml {
   // Removes those that are equal in everything that the register holds but the install location.
   bool removeUpdate(const Update& update);
   bool removeByCompanyAndName(const UpdateInfo& info);
+  // Lets each uninstaller take off the device what `findUpdate` gives for the query, and removes it. False,
+  // and it stays in the register, if there is none or an uninstaller failed; also if the update is on the
+  // second storage and that one isn't named or has gone, which is reported.
+  [[nodiscard]] bool uninstallUpdate(const UpdateInfo& info,
+                                     const std::vector<std::unique_ptr<IUpdateUninstaller>>& uninstallers);
+  // Takes back all changes since the last `save`.
+  void revert();
   // How many there are, removed ones included until the next reading: what a `save` costs.
   [[nodiscard]] std::size_t count() const { return updates_.size(); }
   // A copy, in the order of the register.
