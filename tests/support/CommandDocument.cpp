@@ -20,7 +20,16 @@ CommandDocument::CommandDocument(std::string commandName) {
 }
 
 CommandDocument CommandDocument::installPackage(const std::string& flash, const std::string& card) {
-  CommandDocument command("INSTALL_PACKAGE");
+  return onStorages("INSTALL_PACKAGE", flash, card);
+}
+
+CommandDocument CommandDocument::uninstallPackage(const std::string& flash, const std::string& card) {
+  return onStorages("UNINSTALL_PACKAGE", flash, card);
+}
+
+CommandDocument CommandDocument::onStorages(const std::string& name, const std::string& flash,
+                                            const std::string& card) {
+  CommandDocument command(name);
   command.encoded("StorageCardDriveLetter", flash);
   if (!card.empty()) command.encoded("SecondDriveLetter", card);
   return command;
@@ -60,6 +69,14 @@ CommandDocument& CommandDocument::package(const CommandPackage& package) {
                                elementOf("md5", md5Of(package.zip)) + elementOf("url", package.url) +
                                elementOf("name", package.name) + elementOf("id", package.id) +
                                elementOf("installXML", package.description.encoded()));
+  return *this;
+}
+
+CommandDocument& CommandDocument::uninstall(const std::string& product, const std::string& version,
+                                            const std::string& company) {
+  packages_ +=
+      elementOf("UninstallPackage", elementOf("CompanyName", company) + elementOf("ProductName", product) +
+                                        elementOf("ProductVersion", version));
   return *this;
 }
 

@@ -23,6 +23,9 @@ class CommandDocument {
   // "INSTALL_PACKAGE" on flash and card of a simulated machine, or on the roots that are named.
   static CommandDocument installPackage(const std::string& flash = "E:", const std::string& card = "F:");
 
+  // "UNINSTALL_PACKAGE" on the same.
+  static CommandDocument uninstallPackage(const std::string& flash = "E:", const std::string& card = "F:");
+
   CommandDocument& attribute(const std::string& name, const std::string& value);
   // Children of the command; an encoded value is written in base64.
   CommandDocument& plain(const std::string& name, const std::string& value);
@@ -31,6 +34,9 @@ class CommandDocument {
   CommandDocument& proxy(const std::string& host, const std::string& port, const std::string& user = {},
                          const std::string& password = {});
   CommandDocument& package(const CommandPackage& package);
+  // An update that is to be taken off the device.
+  CommandDocument& uninstall(const std::string& product, const std::string& version = "1.0.0",
+                             const std::string& company = "ZELMORA");
 
   // The "Command" element alone.
   [[nodiscard]] std::string element() const;
@@ -38,6 +44,9 @@ class CommandDocument {
   [[nodiscard]] static std::string sequenceOf(const std::vector<std::string>& elements);
 
  private:
+  static CommandDocument onStorages(const std::string& name, const std::string& flash,
+                                    const std::string& card);
+
   std::string attributes_;
   std::string children_;
   std::string packages_;
