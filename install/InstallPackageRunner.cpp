@@ -19,8 +19,6 @@ namespace ZelmoraTevra {
 
 namespace {
 
-constexpr WideView temporaryLocation = u".TevraTemporaryLocation";
-
 // Two packages that would take the same place in the work folder: the second would replace the first before
 // that one is installed.
 bool hasClashingDownloads(const CommandRecord& command) {
@@ -34,6 +32,11 @@ bool hasClashingDownloads(const CommandRecord& command) {
     return true;
   }
   return false;
+}
+
+bool isMapFile(const WideText& client) {
+  const std::size_t dot = client.rfind(u'.');
+  return dot != WideText::npos && WideView(client).substr(dot) == u".map";
 }
 
 }  // namespace
@@ -59,7 +62,7 @@ int InstallPackageRunner::prepareInstall(const CommandRecord& command) {
 int InstallPackageRunner::runInstall() {
   if (!ready_) return -1;
   for (const Directory_new* root : {primaryRoot_.get(), secondaryRoot_.get()})
-    if (!root->path().empty()) Directory_new(root->path() + u'/' + WideText(temporaryLocation)).remove();
+    if (!root->path().empty()) Directory_new(root->path() + u'/' + WideText(moveMapFolder)).remove();
   plan_.packages = command_.packages;
   plan_.primaryRoot = primaryRoot_->path();
   plan_.secondaryRoot = secondaryRoot_->path();

@@ -14,6 +14,7 @@
 #include "core/Text.h"
 #include "install/ClientUpdatesXmlFile.h"
 #include "install/DefaultFileUpdateInstaller.h"
+#include "install/DefaultXmlUpdateInstaller.h"
 #include "install/DeviceRegister.h"
 #include "install/InstallValidator.h"
 #include "install/PackageDownload.h"
@@ -161,6 +162,7 @@ bool UpdateInstallation::placeUpdates(DeviceRegister& deviceRegister) {
   std::vector<std::unique_ptr<IUpdateInstaller>> installers;
   installers.push_back(plan_.checkHashFile ? std::make_unique<DefaultFileUpdateInstaller>(validationRecords_)
                                            : std::make_unique<DefaultFileUpdateInstaller>());
+  installers.push_back(std::make_unique<DefaultXmlUpdateInstaller>());
 
   ProgressObserver& observer = ProgressObserver::instance();
   const auto fail = [](const InstallUpdate& update, const WideText& targetRoot, const WideText& otherRoot) {
