@@ -14,15 +14,15 @@ bool readUninstallCommand(const TiXmlElement& command, CommandRecord& record) {
   }
   for (const TiXmlElement* package = packages->FirstChildElement("UninstallPackage"); package != nullptr;
        package = package->NextSiblingElement("UninstallPackage")) {
-    const UninstallEntry& entry =
-        record.uninstallEntries.emplace_back(plainValue(*package, "/UninstallPackage/CompanyName"),
-                                             plainValue(*package, "/UninstallPackage/ProductName"),
-                                             plainValue(*package, "/UninstallPackage/ProductVersion"));
+    const UninstallEntry entry{plainValue(*package, "/UninstallPackage/CompanyName"),
+                               plainValue(*package, "/UninstallPackage/ProductName"),
+                               plainValue(*package, "/UninstallPackage/ProductVersion")};
     if (entry.product.empty() || entry.version.empty()) {
       writeLog(u"Product name or product version empty!");
       ErrorReport(1034, u"Error on reading the uninstall package information!").save();
       return false;
     }
+    record.uninstallEntries.push_back(entry);
   }
   record.storageCardDriveLetter = encodedValue(command, "/Command/StorageCardDriveLetter");
   if (record.storageCardDriveLetter.empty()) {

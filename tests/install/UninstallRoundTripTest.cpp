@@ -1,0 +1,239 @@
+#include <tinyxml.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <random>
+
+#include "core/StatusXml.h"
+#include "core/Text.h"
+#include "core/XmlDocument.h"
+#include "install/ClientUpdatesXmlFile.h"
+#include "install/InstallPackageRunner.h"
+#include "install/InstallXml.h"
+#include "install/UninstallPackageRunner.h"
+#include "install/UpdatesXml.h"
+#include "tests/support/JobTest.h"
+#include "tests/support/ZipBuilder.h"
+
+namespace ZelmoraTevra {
+namespace {
+
+class Random {
+ public:
+  explicit Random(unsigned seed) : engine_(seed) {}
+  int number(int lowest, int highest) { return std::uniform_int_distribution<int>(lowest, highest)(engine_); }
+  bool oneIn(int count) { return number(1, count) == 1; }
+  template <typename Value>
+  Value oneOf(const std::vector<Value>& values) {
+    return values[static_cast<std::size_t>(number(0, static_cast<int>(values.size()) - 1))];
+  }
+  template <typename Value>
+  void shuffle(std::vector<Value>& values) {
+    std::shuffle(values.begin(), values.end(), engine_);
+  }
+
+ private:
+  std::mt19937 engine_;
+};
+
+// What is compared before and after: the content of all files but the register, and what the register holds.
+struct DeviceState {
+  std::map<std::string, std::string> files;
+  std::vector<std::string> updates;
+  friend bool operator==(const DeviceState&, const DeviceState&) = default;
+};
+
+// What an installation brings and an uninstallation takes away leaves a device as it was, but for folders.
+class UninstallRoundTripTest : public JobTest {
+ protected:
+  void makeDevice(Random& random) {
+    for (const char* name : {"flash", "card"}) {
+      std::filesystem::remove_all(folder.native() / name);
+      makeFolder(path(toWide(name)));
+    }
+    makeFolder(flash + (random.oneIn(3) ? u"/KD3" : u"/ZELMORA"));
+    for (const WideText name : {u"maps/old.map", u"apps/old.bin", u"user.txt", u"maps/sub/deep.map"})
+      for (const WideText& root : {flash, card})
+        if (random.oneIn(2)) writeFile(root + u'/' + name, toUtf8(root + name));
+    writeFile(flash + u"/config/software/version.xml", randomVersionFile(random));
+
+    ClientUpdatesXmlFile file(flash, true);
+    UpdatesXml updates(&file);
+    for (int number = random.number(0, 3); number > 0; --number) {
+      Update update;
+      update.info.company = u"Z";
+      update.info.name = u"Old " + numberText(number);
+      update.info.version = u"1";
+      update.info.installLocation = u"storage_for_software";
+      update.files.push_back({u"old/" + numberText(number), 0});
+      writeFile(flash + u"/old/" + numberText(number), "old");
+      updates.addUpdate(update);
+    }
+    EXPECT_TRUE(updates.save());
+  }
+
+  static std::string randomVersionFile(Random& random) {
+    std::string text =
+        "<?xml version=\"1.0\" ?>\n<config>\n    <software>\n        <brand>Z</brand>\n    </software>\n";
+    const int maps = random.number(0, 3);
+    if (maps > 0) text += "    <maps>\n";
+    for (int number = 0; number < maps; ++number)
+      text += "        <map>\n            <name>old" + std::to_string(number) + "</name>\n        </map>\n";
+    if (maps > 0) text += "    </maps>\n";
+    return text + "</config>\n";
+  }
+
+  // The text of an update that places files where none are. A file may also be deleted or replaced that isn't
+  // there, and a folder removed.
+  static std::string randomUpdate(Random& random, const std::string& name, ZipBuilder& zip) {
+    std::string text =
+        "<update update_size=\"10\" install_location=\"" +
+        random.oneOf<std::string>({"storage_for_software", "storage_for_content", "anywhere"}) +
+        "\"><company>Z</company><name>" + name + "</name><version>" + std::to_string(random.number(1, 9)) +
+        "</version><update>" + std::to_string(random.number(0, 1)) + "</update><uninstall>1</uninstall>";
+    for (int number = random.number(1, 4); number > 0; --number) {
+      const std::string local = name + "_" + std::to_string(number);
+      const int flag = random.oneOf<int>({0, 0, 0, 1, 2, 3, 4, 7});
+      const std::string folder =
+          random.oneOf<std::string>({"", "maps/", "maps\\", "new/", "new/folder\\", "MAPS/"});
+      zip.add(local, "content of " + local);
+      text += "<file file_size=\"20\"><local>" + local + "</local><client updateflag=\"" +
+              std::to_string(flag) + "\">" + folder + local + "</client></file>";
+    }
+    return text + "</update>";
+  }
+
+  [[nodiscard]] int install(Random& random, bool withCard) {
+    ZipBuilder zip;
+    std::string text = "<install version=\"1\">";
+    const int count = random.number(1, 4);
+    for (int number = 0; number < count; ++number)
+      text += randomUpdate(random, "New" + std::to_string(number), zip);
+    zip.add("nothing", "");
+    writeFile(path(u"package.zip"), zip.bytes());
+
+    CommandRecord command;
+    command.commandName = u"INSTALL_PACKAGE";
+    command.storageCardDriveLetter = flash;
+    if (withCard) command.secondDriveLetter = card;
+    command.localInstall = true;
+    ContentEntry& package = command.packages.emplace_back();
+    package.url = path(u"package.zip");
+    package.installXml = std::make_shared<InstallXml>();
+    EXPECT_EQ(package.installXml->load(toWide(text + "</install>")), 0);
+    InstallPackageRunner runner;
+    return runner.init(command) == 0 ? runner.run() : -1;
+  }
+
+  // All updates that came with the package and stand in the register, in any order, in one command or each in
+  // one of its own.
+  void uninstallNewOnes(Random& random, bool withCard) {
+    std::vector<Update> updates = registered();
+    std::erase_if(updates, [](const Update& update) { return !update.info.name.starts_with(u"New"); });
+    random.shuffle(updates);
+    CommandRecord command;
+    command.commandName = u"UNINSTALL_PACKAGE";
+    command.storageCardDriveLetter = flash;
+    if (withCard) command.secondDriveLetter = card;
+    const bool atOnce = random.oneIn(2);
+    for (const Update& update : updates) {
+      if (!atOnce) command.uninstallEntries.clear();
+      command.uninstallEntries.push_back({update.info.company, update.info.name, update.info.version});
+      if (!atOnce) uninstall(command);
+    }
+    if (atOnce) uninstall(command);
+    uninstalled += updates.size();
+  }
+  void uninstall(const CommandRecord& command) {
+    UninstallPackageRunner runner;
+    EXPECT_EQ(runner.init(command), 0);
+    EXPECT_EQ(runner.run(), 0) << status().document;
+  }
+
+  [[nodiscard]] std::vector<Update> registered() {
+    ClientUpdatesXmlFile file(flash, false);
+    return UpdatesXml(&file).getUpdates();
+  }
+  [[nodiscard]] DeviceState state() {
+    DeviceState found;
+    for (const WideText& root : {flash, card})
+      for (const std::string& name : tree(root))
+        if (!name.ends_with('/') && !name.ends_with("updates.xml"))
+          found.files[toUtf8(lastComponent(root)) + "/" + name] = readFile(root + u'/' + toWide(name));
+    for (const Update& update : registered()) {
+      std::string text = toUtf8(update.info.name + u" " + update.info.version);
+      for (const UpdateFile& file : update.files) text += " " + toUtf8(file.client);
+      for (const UpdateXmlEntry& entry : update.xmlEntries)
+        text += " " + toUtf8(entry.base + entry.condition);
+      found.updates.push_back(text);
+    }
+    return found;
+  }
+
+  const WideText flash = path(u"flash");
+  const WideText card = path(u"card");
+  std::size_t uninstalled = 0;
+};
+
+TEST_F(UninstallRoundTripTest, RandomPackagesOfFilesLeaveTheDeviceAsItWas) {
+  for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Random random(seed);
+    makeDevice(random);
+    const bool withCard = !random.oneIn(4);
+    const DeviceState before = state();
+    ASSERT_EQ(install(random, withCard), 0) << status().document;
+    uninstallNewOnes(random, withCard);
+    EXPECT_EQ(state(), before);
+  }
+  EXPECT_GT(uninstalled, 50U);
+}
+
+// Elements below the maps of a version file, put there as a package's entries say, beside those that are
+// there.
+TEST_F(UninstallRoundTripTest, RandomElementsLeaveTheVersionFileAsItWas) {
+  for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Random random(seed);
+    makeDevice(random);
+    const WideText versionPath = flash + u"/config/software/version.xml";
+    TiXmlDocument document;
+    ASSERT_TRUE(loadXml(versionPath, document));
+    TiXmlElement& root = *document.RootElement();
+    if (root.FirstChildElement("maps") == nullptr) addElement(root, "maps");
+    ASSERT_TRUE(saveXml(document, versionPath));
+    const DeviceState before = state();
+
+    {
+      ClientUpdatesXmlFile file(flash, true);
+      UpdatesXml updates(&file);
+      for (int number = random.number(1, 4); number > 0; --number) {
+        Update update;
+        update.info.company = u"Z";
+        update.info.name = u"New" + numberText(number);
+        update.info.version = u"1";
+        update.info.installLocation =
+            random.oneOf<WideText>({u"storage_for_software", u"storage_for_content"});
+        for (int entry = random.number(0, 3); entry > 0; --entry) {
+          const WideText value = u"new" + numberText(number) + u"-" + numberText(random.number(0, 2));
+          const bool nested = random.oneIn(2);
+          TiXmlElement& map = addElement(*root.FirstChildElement("maps"), "map");
+          addElement(nested ? addElement(map, "info") : map, "name", value);
+          addElement(map, "size", u"7");
+          update.xmlEntries.push_back({u"config/software/version.xml", random.oneOf<int>({0, 3, 4}),
+                                       u"config/maps/map", (nested ? u"info/name/" : u"name/") + value});
+        }
+        updates.addUpdate(update);
+      }
+      ASSERT_TRUE(updates.save());
+      ASSERT_TRUE(saveXml(document, versionPath));
+    }
+    uninstallNewOnes(random, true);
+    EXPECT_EQ(state(), before);
+  }
+  EXPECT_GT(uninstalled, 50U);
+}
+
+}  // namespace
+}  // namespace ZelmoraTevra
