@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
 #include "core/Text.h"
 
@@ -20,6 +21,11 @@ WideText keyOf(const WideText& root, const WideText& relativePath) {
   return key + u'\\' + comparablePath(relativePath);
 }
 
+// By a file entry of an update. With the whole storage gone nothing was deleted.
+bool wasDeleted(const WideText& root, const WideText& relativePath) {
+  return !PathBelowRoot(root).joinExisting(relativePath) && Directory_new(root).exists();
+}
+
 }  // namespace
 
 DeviceXmlFiles::Editing DeviceXmlFiles::removeMatches(PathBelowRoot& root, const WideText& relativePath,
@@ -32,7 +38,7 @@ DeviceXmlFiles::Editing DeviceXmlFiles::removeMatches(PathBelowRoot& root, const
 
 bool DeviceXmlFiles::save() {
   for (const auto& [key, file] : files_) {
-    if (!file->firstChange || !PathBelowRoot(file->root).joinExisting(file->relativePath)) continue;
+    if (!file->firstChange || wasDeleted(file->root, file->relativePath)) continue;
     if (file->document.save()) {
       file->firstChange.reset();
     } else {

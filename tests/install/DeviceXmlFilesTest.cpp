@@ -134,6 +134,14 @@ TEST_F(DeviceXmlFilesTest, AFileThatIsDeletedMeanwhileStaysDeleted) {
   EXPECT_TRUE(tree(path(u"device/config")).empty());
 }
 
+TEST_F(DeviceXmlFilesTest, AStorageThatHasGoneIsAFailedWrite) {
+  EXPECT_EQ(remove(u"config/a.xml", u"1"), Editing::done);
+  std::filesystem::remove_all(folder.native() / "device");
+  EXPECT_FALSE(xmlFiles.save());
+  EXPECT_EQ(xmlFiles.firstUnsaved(), 0U);
+  EXPECT_FALSE(fileExists(a));
+}
+
 TEST_F(DeviceXmlFilesTest, AFailedWriteNamesTheFirstUpdateThatItConcerns) {
   watching.unwritable = b;
   EXPECT_EQ(remove(u"config/a.xml", u"1"), Editing::done);

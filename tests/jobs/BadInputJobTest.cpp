@@ -61,7 +61,7 @@ TEST_F(BadInputJobTest, AnEmptySequenceSucceedsWithoutAStatus) {
 
 TEST_F(BadInputJobTest, AnUnknownCommandEndsTheJobWithoutAStatus) {
   for (const char* name : {"INSTALL_TEVRAFILE", "install_package", "GET_INFO", "CHECK_SIZE",
-                           "UNINSTALL_PACKAGE", "Command", ""}) {
+                           "uninstall_package", "Command", ""}) {
     const JobResult result =
         runBad("<CommandSequence><Command CommandName=\"" + std::string(name) + "\"/></CommandSequence>");
     EXPECT_TRUE(result.statuses.empty());
