@@ -1,5 +1,6 @@
 #include "install/InstallCommands.h"
 
+#include "install/CheckSizeRunner.h"
 #include "install/InstallCommandReader.h"
 #include "install/InstallPackageRunner.h"
 #include "install/TevraInstallRunner.h"
@@ -9,6 +10,10 @@
 namespace ZelmoraTevra {
 
 void addInstallCommands(CommandTable& table) {
+  table[u"CHECK_SIZE"] = {.read = readInstallCommand,
+                          .makeWorker = [] { return std::make_unique<CheckSizeRunner>(); },
+                          .movesFolder = false,
+                          .writesIndicatorFile = false};
   table[u"INSTALL_PACKAGE"] = {.read = readInstallCommand,
                                .makeWorker = [] { return std::make_unique<InstallPackageRunner>(); },
                                .movesFolder = false,

@@ -24,7 +24,8 @@ const std::string& sources() {
       for (const auto& entry : fs::directory_iterator(fs::path(TEVRA_SOURCE_DIR) / folder))
         if (entry.path().extension() == ".cpp") text += contentOf(entry.path());
     }
-    return text;
+    // A long message stands in several literals.
+    return std::regex_replace(text, std::regex(R"("\n +u")"), "");
   }();
   return all;
 }

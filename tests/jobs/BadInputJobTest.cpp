@@ -60,8 +60,8 @@ TEST_F(BadInputJobTest, AnEmptySequenceSucceedsWithoutAStatus) {
 }
 
 TEST_F(BadInputJobTest, AnUnknownCommandEndsTheJobWithoutAStatus) {
-  for (const char* name : {"INSTALL_TEVRAFILE", "install_package", "GET_INFO", "CHECK_SIZE",
-                           "uninstall_package", "Command", ""}) {
+  for (const char* name : {"INSTALL_TEVRAFILE", "install_package", "check_size", "uninstall_package",
+                           "INSTALL PACKAGE", "Command", ""}) {
     const JobResult result =
         runBad("<CommandSequence><Command CommandName=\"" + std::string(name) + "\"/></CommandSequence>");
     EXPECT_TRUE(result.statuses.empty());

@@ -1,0 +1,144 @@
+#include "install/CheckSizeRunner.h"
+
+#include "core/BackendLogger.h"
+#include "core/Directory_new.h"
+#include "core/ErrorReport.h"
+#include "core/Globals.h"
+#include "core/Text.h"
+#include "install/MoveMap.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+struct AnswerCodes {
+  int fits;
+  NotEnoughSpaceCodes notEnoughSpace;
+};
+
+constexpr AnswerCodes locatedAnswers = {.fits = 1159,
+                                        .notEnoughSpace = {.software = 1042, .content = 1270, .both = 1271}};
+constexpr AnswerCodes olderAnswers = {.fits = 1160,
+                                      .notEnoughSpace = {.software = 1044, .content = 1280, .both = 1281}};
+
+bool exists(const WideText& root) {
+  return Directory_new(root).exists();
+}
+
+}  // namespace
+
+int CheckSizeRunner::init(const CommandRecord& record) {
+  command_ = record;
+  return 0;
+}
+
+int CheckSizeRunner::run() {
+  const WideText& primary = command_.storageCardDriveLetter;
+  const WideText& secondary = command_.secondDriveLetter;
+  if (!storagesExist()) return -1;
+  UpdateDistributor distributor;
+  if (distributor.setPaths(primary, secondary) != 0) return -1;
+  if (!downloadsFit(distributor)) return -1;
+
+  collectUpdates();
+  Placement placement;
+  const int result =
+      namesLocations_ ? distribute(distributor, placement) : distributeOlder(distributor, placement);
+  if (result != 0) return -1;
+  SpaceFigures& figures = placement.figures;
+  distributor.getFreeSpace(primary, figures.availableSoftware);
+  distributor.getFreeSpace(secondary, figures.availableContent);
+
+  const AnswerCodes& codes = namesLocations_ ? locatedAnswers : olderAnswers;
+  if (placement.fits || canMoveMap(figures))
+    reportFits(figures, codes.fits);
+  else
+    reportNotEnoughSpace(figures, codes.notEnoughSpace, primary, secondary, SpaceAfterwards::told);
+  return 0;
+}
+
+bool CheckSizeRunner::storagesExist() const {
+  const WideText& primary = command_.storageCardDriveLetter;
+  const WideText& secondary = command_.secondDriveLetter;
+  if (!primary.empty() && !exists(primary)) {
+    ErrorReport(1066).save();
+    return false;
+  }
+  if (!secondary.empty() && !exists(secondary)) {
+    ErrorReport(1156, u"Storage card drive does not exists!").pathAndDrive(secondary).save();
+    return false;
+  }
+  return true;
+}
+
+// A work folder of which nothing can be learned takes no download either.
+bool CheckSizeRunner::downloadsFit(const UpdateDistributor& distributor) const {
+  std::vector<std::int64_t> sizes;
+  for (const ContentEntry& package : command_.packages)
+    sizes.push_back(static_cast<std::int64_t>(package.fileSize));
+  bool fits = false;
+  if (distributor.checkTemporarySpace(sizes, fits) == 0 && fits) return true;
+  ErrorReport(1016,
+              u"The selected components would not fit to your temporary folder. Please delete files that are "
+              u"no longer needed or select less components and then try again.")
+      .pathAndDrive(userTempFolder)
+      .save();
+  return false;
+}
+
+void CheckSizeRunner::collectUpdates() {
+  for (const ContentEntry& package : command_.packages) {
+    if (package.installXml == nullptr || !package.installXml->isValid()) continue;
+    InstallXml& description = *package.installXml;
+    extraSpaceSoftware_ += description.extraSpaceSoftware();
+    extraSpaceContent_ += description.extraSpaceContent();
+    temporarySpaceSoftware_ += description.temporarySpaceSoftware();
+    temporarySpaceContent_ += description.temporarySpaceContent();
+    for (InstallUpdate& update : description.getUpdates()) {
+      updateSize_ += update.updateSize;
+      updates_.push_back(&update);
+    }
+    // As an installation tells them apart: by the first update.
+    namesLocations_ = namesLocations_ || description.getUpdates().front().hasLocation();
+  }
+}
+
+int CheckSizeRunner::distribute(UpdateDistributor& distributor, Placement& placement) const {
+  distributor.setExtraSpace(extraSpaceSoftware_.value(), extraSpaceContent_.value());
+  distributor.setTemporarySpace(temporarySpaceSoftware_.value(), temporarySpaceContent_.value());
+  Distribution distribution;
+  const int result = distributor.distribute(updates_, distribution);
+  placement.fits = distribution.fits;
+  placement.figures.missingSoftware = distribution.deficitSoftware;
+  placement.figures.missingContent = distribution.deficitContent;
+  placement.figures.neededSoftware = distribution.neededSoftware;
+  placement.figures.neededContent = distribution.neededContent;
+  return result;
+}
+
+int CheckSizeRunner::distributeOlder(UpdateDistributor& distributor, Placement& placement) const {
+  OlderDistribution distribution;
+  const int result = distributor.distributeOlder(updates_, updateSize_.value(), distribution);
+  placement.fits = distribution.storage >= 0;
+  placement.figures.missingSoftware = distribution.deficitSoftware;
+  placement.figures.missingContent = distribution.deficitContent;
+  placement.figures.neededSoftware = distribution.neededPrimary;
+  placement.figures.neededContent = distribution.neededSecondary;
+  return result;
+}
+
+// Whether an installation could make the room that lacks on the main storage by moving a map to the card.
+bool CheckSizeRunner::canMoveMap(const SpaceFigures& figures) const {
+  if (command_.notRunMoveMap || command_.secondDriveLetter.empty() || figures.missingSoftware <= 0 ||
+      figures.missingSoftware >= figures.availableContent)
+    return false;
+  writeLog(u"START CHECKING IF MOVE MAP CAN BE APPLY");
+  MoveMap moveMap;
+  moveMap.initialise(command_.storageCardDriveLetter, command_.secondDriveLetter, figures.missingSoftware);
+  const WideText map = moveMap.findOptimalMap();
+  writeLog(map.empty() ? u"MOVE MAP DOES NOT APPLY" : u"MOVE MAP CAN BE PERFORM. MAP: " + map);
+  moveMap.reset();
+  return !map.empty();
+}
+
+}  // namespace ZelmoraTevra
