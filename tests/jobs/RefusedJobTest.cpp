@@ -65,43 +65,6 @@ TEST_F(RefusedJobTest, APackageThatNeedsACardIsRefusedWithoutOne) {
                     "SD-Card."));
 }
 
-TEST_F(RefusedJobTest, AnOlderPackageIsRefused) {
-  CommandPackage package = localSpringPackage();
-  package.description = InstallDescription();
-  package.description.update("Old", "", 40'000).file("apps/navigator.bin", "apps/navigator.bin", navigator);
-  EXPECT_EQ(runRefused(installCommand(package, true)).document(), invalidPackage());
-}
-
-TEST_F(RefusedJobTest, APackageWithXmlEntriesIsRefused) {
-  CommandPackage package = localSpringPackage();
-  package.description.xmlEntry("config/software/version.xml", "versions/version", "name/x");
-  EXPECT_EQ(runRefused(installCommand(package, true)).document(), invalidPackage());
-}
-
-TEST_F(RefusedJobTest, APackageWithXmlEntriesBehindASoundOneIsRefused) {
-  CommandPackage second = localPackage("2.zip", "Second", "second.bin", "two");
-  second.description.xmlEntry("a.xml", "b/c", "d");
-  EXPECT_EQ(runRefused(CommandDocument::installPackage()
-                           .localInstall()
-                           .package(localSpringPackage())
-                           .package(second)
-                           .text())
-                .document(),
-            invalidPackage());
-}
-
-TEST_F(RefusedJobTest, AJobThatAsksForValidationIsRefused) {
-  for (const char* value : {"true", "TRUE"}) {
-    EXPECT_EQ(runRefused(CommandDocument::installPackage()
-                             .attribute("CheckHashFile", value)
-                             .localInstall()
-                             .package(localSpringPackage())
-                             .text())
-                  .document(),
-              invalidPackage());
-  }
-}
-
 TEST_F(RefusedJobTest, AnOlderPackageBehindAnotherIsReported) {
   std::filesystem::remove_all(job.path("flash/.TevraTemporaryLocation"));
   CommandPackage older = localPackage("2.zip", "Second", "second.bin", "two");
