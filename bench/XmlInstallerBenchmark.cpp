@@ -14,7 +14,9 @@ namespace ZelmoraTevra {
 
 namespace {
 
-constexpr int maps = 7'000;  // in 1 MiB
+// In 1 MiB.
+constexpr int maps = 7'000;
+constexpr int settings = 24'000;
 
 std::string nameOf(int map) {
   return "Region " + std::to_string(map * 7919 % maps);
@@ -33,6 +35,12 @@ class Device {
               "</name>\n            <version>2025.1.0</version>\n            <path>content/maps/region" +
               std::to_string(map) + ".dat</path>\n        </map>\n";
     std::ofstream(folder_.native() / "device/config/maps.xml") << text << "    </maps>\n</config>\n";
+    text = "<config>\n    <settings>\n";
+    for (int setting = 0; setting < settings; ++setting) {
+      const std::string name = "setting" + std::to_string(setting);
+      text += "        <" + name + ">off</" + name + ">\n";
+    }
+    std::ofstream(folder_.native() / "device/config/settings.xml") << text << "    </settings>\n</config>\n";
   }
 
   [[nodiscard]] WideText root() const { return folder_.path() + u"/device"; }
@@ -58,6 +66,17 @@ InstallUpdate updateOf(std::int64_t entries) {
   return update;
 }
 
+// Each entry is for another child of one element, and looks for it by its text.
+InstallUpdate settingsUpdateOf(std::int64_t entries) {
+  InstallUpdate update;
+  for (int entry = 0; entry < entries; ++entry) {
+    const WideText name = u"setting" + numberText(entry * 7919 % settings);
+    update.xmlEntries.push_back(
+        {u"config/settings.xml", 4, u"config/settings", name + u"/off", {name + u"/on"}});
+  }
+  return update;
+}
+
 // What nobody can do without: the file parsed and printed.
 void parseAndPrintOnce(benchmark::State& state) {
   const Device device;
@@ -70,9 +89,7 @@ void parseAndPrintOnce(benchmark::State& state) {
 }
 BENCHMARK(parseAndPrintOnce)->Unit(benchmark::kMillisecond);
 
-// The same with copying, writing and replacing the file: one entry. Then many.
-void mergeXmlEntries(benchmark::State& state) {
-  const InstallUpdate update = updateOf(state.range(0));
+void installXmlEntries(benchmark::State& state, const InstallUpdate& update) {
   for (auto run : state) {
     state.PauseTiming();
     auto device = std::make_unique<Device>();
@@ -86,7 +103,17 @@ void mergeXmlEntries(benchmark::State& state) {
     state.ResumeTiming();
   }
 }
+
+// With the copy, the writing and the replacement of the file: one entry. Then many.
+void mergeXmlEntries(benchmark::State& state) {
+  installXmlEntries(state, updateOf(state.range(0)));
+}
 BENCHMARK(mergeXmlEntries)->Arg(1)->Arg(1000)->Arg(2000)->Arg(4000)->Unit(benchmark::kMillisecond);
+
+void changeXmlSettings(benchmark::State& state) {
+  installXmlEntries(state, settingsUpdateOf(state.range(0)));
+}
+BENCHMARK(changeXmlSettings)->Arg(1)->Arg(1000)->Arg(2000)->Arg(4000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

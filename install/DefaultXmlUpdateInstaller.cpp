@@ -39,7 +39,9 @@ void dropReplacedTarget(const InstallUpdate& update) {
   const bool isNamed =
       std::any_of(update.files.begin(), update.files.end(),
                   [&path](const InstallFile& file) { return comparablePath(file.client) == path; });
-  if (isNamed && lastXmlTarget->isOutdated()) lastXmlTarget.reset();
+  if (!isNamed || !lastXmlTarget->isOutdated()) return;
+  writeLog(u"Xml update installer: a file of a package has replaced " + lastXmlTarget->target());
+  lastXmlTarget.reset();
 }
 
 // Makes the entry's file the one in hand.

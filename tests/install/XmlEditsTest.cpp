@@ -553,7 +553,7 @@ TEST_F(XmlEditsTest, GiveWhatLoadingAndSavingForEachEditWouldGive) {
                                                                       {5, &XmlEdits::setValue},
                                                                       {6, &XmlEdits::remove}};
   int saved = 0;
-  for (unsigned seed = 0; seed < 2000; ++seed) {
+  for (unsigned seed = 0; seed < 1200; ++seed) {
     SCOPED_TRACE(seed);
     RandomEdits random(seed);
     std::string plain = random.document();
@@ -578,7 +578,7 @@ TEST_F(XmlEditsTest, GiveWhatLoadingAndSavingForEachEditWouldGive) {
     ASSERT_EQ(readFile(file), readAndPrinted(plain));
     saved += plainSaved ? 1 : 0;
   }
-  EXPECT_GT(saved, 1500);
+  EXPECT_GT(saved, 1000);
 }
 
 }  // namespace
