@@ -108,7 +108,7 @@ WideText bestCandidate(const std::vector<WideText>& setAside, const WideText& un
 
 }  // namespace
 
-bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName) {
+bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName, OldFile old) {
   if (!File_platformIndependent(source).exists()) return false;
   const WideText target = toBackslashes(destination);
   if (haveSameContent(source, target)) return true;
@@ -118,7 +118,7 @@ bool replaceDeviceFile(const WideText& source, const WideText& destination, Wide
   removeEntry(unfinished.path());
   if (Directory_new(unfinished.path()).isEmpty()) Directory_new(unfinished.path()).remove();
   const bool hadOld = File_platformIndependent(target).exists();
-  const bool keepsOld = hadOld && isWorthKeeping(target);
+  const bool keepsOld = hadOld && old == OldFile::keptIfDamaged && isWorthKeeping(target);
   const WideText setAside = keepsOld ? freeDamagedPath(target) : target + uniqueNumber();
 
   if (!copyFileContent(source, unfinished.path(), true) ||

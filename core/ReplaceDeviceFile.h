@@ -4,17 +4,22 @@
 
 namespace ZelmoraTevra {
 
+// What becomes of an old file that isn't well-formed. One from whose content the new file was made is known
+// to have been whole and needs no further look.
+enum class OldFile { keptIfDamaged, notKept };
+
 // Replaces an XML file on a device by a copy of another file, so that at every moment the device holds one of
 // the two whole. The copy is written beside the old file, under the name with "_tevra_new" behind it, and
 // brought to the medium; then the old file is set aside under its name and a unique number of 20 digits, the
 // copy gets the name, and only when all of that is on the medium the old file goes. On failure the old file
 // is back in its place, or still set aside if the device takes nothing any more.
 //
-// An old file that isn't well-formed is never removed: it stays beside for good, under its name with
-// "_damaged" and a number behind it. A destination that has the content already isn't touched. A source that
-// doesn't exist is a failure that changes nothing. `logName` begins the line that tells of a renaming that
-// failed.
-[[nodiscard]] bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName);
+// An old file that isn't well-formed isn't removed unless the caller says so: it stays beside for good, under
+// its name with "_damaged" and a number behind it. A destination that has the content already isn't touched.
+// A source that doesn't exist is a failure that changes nothing. `logName` begins the line that tells of a
+// renaming that failed.
+[[nodiscard]] bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName,
+                                     OldFile old = OldFile::keptIfDamaged);
 
 // Puts right what a replacement that was cut off has left beside the path. If no well-formed file stands
 // there, the newest well-formed one that was set aside gets the name, without any of those the copy if it is

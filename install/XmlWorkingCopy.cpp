@@ -52,10 +52,12 @@ XmlEdits* XmlWorkingCopy::editsOrNew(const std::string& rootName) {
 
 bool XmlWorkingCopy::bringBack() {
   if (path_.empty()) return false;
+  const OldFile old =
+      edits_.isToBeSaved() && deviceFile_ == DeviceFile::copied ? OldFile::notKept : OldFile::keptIfDamaged;
   // What lies on the device may have changed since the path was joined.
   const bool broughtBack = (!edits_.isToBeSaved() || edits_.save(path_)) &&
                            PathBelowRoot(root_).join(relativePath_) == target_ && makeFolders() &&
-                           replaceDeviceFile(path_, target_, logName);
+                           replaceDeviceFile(path_, target_, logName, old);
   if (!broughtBack) logLine(u"the changes didn't get into ", target_);
   return broughtBack;
 }

@@ -249,6 +249,13 @@ TEST_F(ReplaceDeviceFileTest, KeepsAnOldFileThatIsDamaged) {
   EXPECT_EQ(device().size(), 3U);
 }
 
+TEST_F(ReplaceDeviceFileTest, DoesNotKeepADamagedOldFileThatTheNewOneWasMadeFrom) {
+  writeFile(target_, "<updates><upd");
+  EXPECT_TRUE(replaceDeviceFile(source_, target_, logName, OldFile::notKept));
+  EXPECT_EQ(readFile(target_), new_);
+  EXPECT_THAT(device(), ElementsAre("updates.xml"));
+}
+
 TEST_F(ReplaceDeviceFileTest, KilledWhileItReplacesADamagedFileLosesNothing) {
   const std::string damaged = "<updates><upd";
   writeFile(target_, damaged);
