@@ -333,6 +333,18 @@ TEST_F(DefaultXmlUpdateInstallerTest, AFileThatIsNotWellFormedStaysAsItIs) {
   EXPECT_TRUE(logHas(u"Xml update installer: nothing can be changed in " + flash + u'\\' + a));
 }
 
+TEST_F(DefaultXmlUpdateInstallerTest, AFileThatCouldNotBeReadAgainIsNotReplaced) {
+  // The parser takes this declaration, but the value that it finds doesn't survive the printing.
+  const std::string odd = "<?xmlversion=<><r><v>old</v></r>";
+  writeFile(onDevice(a), odd);
+  startLog();
+  run({setting(a, u"new"), setting(b, u"new")});
+  EXPECT_EQ(device(a), odd);
+  EXPECT_EQ(device(b), documentWith("new"));
+  EXPECT_THAT(logLines(),
+              ElementsAre(u"Xml update installer: the changes didn't get into " + flash + u'\\' + a));
+}
+
 TEST_F(DefaultXmlUpdateInstallerTest, AFileThatCanNotBeCopiedIsNotReplacedByANewOne) {
   startLog();
   UnreadableFileSystem unreadable(files());
