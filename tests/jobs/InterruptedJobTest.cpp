@@ -8,56 +8,13 @@
 #include "tests/jobs/ProgramTest.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/FaultyFileSystem.h"
+#include "tests/support/UnsyncedFileSystem.h"
 
 namespace ZelmoraTevra {
 namespace {
 
 constexpr int cleanRun = 0;
 constexpr int interrupted = 99;
-
-// A disk whose files need no time to reach the medium: killing a process loses nothing of what was written.
-class UnsyncedFileSystem : public platform::ForwardingFileSystem {
- public:
-  explicit UnsyncedFileSystem(platform::FileSystem& target) : ForwardingFileSystem(target) {}
-
-  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
-                                             platform::ErrorCode& error) override {
-    std::unique_ptr<platform::FileHandle> handle = target().open(path, mode, error);
-    return handle ? std::make_unique<Handle>(std::move(handle)) : nullptr;
-  }
-  bool syncFolder(const WideText& /*folder*/, platform::ErrorCode& error) override {
-    error.clear();
-    return true;
-  }
-
- private:
-  class Handle : public platform::FileHandle {
-   public:
-    explicit Handle(std::unique_ptr<platform::FileHandle> target) : target_(std::move(target)) {}
-    std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
-      return target_->read(buffer, size, error);
-    }
-    bool write(const void* data, std::size_t size, platform::ErrorCode& error) override {
-      return target_->write(data, size, error);
-    }
-    bool seek(std::uint64_t position, platform::ErrorCode& error) override {
-      return target_->seek(position, error);
-    }
-    std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
-    bool truncate(std::uint64_t size, platform::ErrorCode& error) override {
-      return target_->truncate(size, error);
-    }
-    bool flush(platform::ErrorCode& error) override { return target_->flush(error); }
-    bool sync(platform::ErrorCode& error) override {
-      error.clear();
-      return true;
-    }
-    bool close(platform::ErrorCode& error) override { return target_->close(error); }
-
-   private:
-    std::unique_ptr<platform::FileHandle> target_;
-  };
-};
 
 // Jobs that end at a chosen operation on the disk, with a device of plain folders that holds a register
 // already. The clock stands still, so that a job takes no time.
