@@ -3,6 +3,7 @@
 #include <minizip/unzip.h>
 
 #include <algorithm>
+#include <climits>
 #include <utility>
 
 namespace ZelmoraTevra {
@@ -41,6 +42,13 @@ class ZipArchive::Stream {
       padding_ = 1;
   }
 
+  // The bytes from a position on, as the source has them.
+  [[nodiscard]] std::string_view at(ZPOS64_T position) {
+    return position < padding_ ? std::string_view() : source_->at(position - padding_);
+  }
+
+  [[nodiscard]] ZPOS64_T size() const { return padding_ + source_->size(); }
+
   [[nodiscard]] zlib_filefunc64_def functions() {
     zlib_filefunc64_def functions{};
     functions.zopen64_file = [](void* stream, const void*, int) { return stream; };
@@ -58,8 +66,6 @@ class ZipArchive::Stream {
   }
 
  private:
-  [[nodiscard]] ZPOS64_T size() const { return padding_ + source_->size(); }
-
   uLong read(void* buffer, uLong size) {
     auto* bytes = static_cast<char*>(buffer);
     uLong count = 0;
@@ -149,6 +155,8 @@ int ZipArchive::readCurrentInfo(Entry& entry) {
     result =
         unzGetCurrentFileInfo64(zip_, nullptr, entry.name.data(), info.size_filename, nullptr, 0, nullptr, 0);
   entry.size = info.uncompressed_size;
+  entry.packedSize = info.compressed_size;
+  entry.checksum = static_cast<std::uint32_t>(info.crc);
   entry.dosDate = static_cast<std::uint32_t>(info.dosDate);
   entry.flags = static_cast<std::uint32_t>(info.flag);
   entry.method = static_cast<std::uint32_t>(info.compression_method);
@@ -156,22 +164,87 @@ int ZipArchive::readCurrentInfo(Entry& entry) {
 }
 
 int ZipArchive::openEntry() {
-  // The library would hand out the bytes of these as they lie there.
+  entryIsOpen_ = false;
   if ((current_.flags & encryptedFlag) != 0) return UNZ_BADZIPFILE;
   if (current_.method != storedMethod && current_.method != deflatedMethod) return UNZ_BADZIPFILE;
+  // The library compares the entry's own record with the directory, and so learns where the data begin.
+  constexpr int asPacked = 1;
+  const int result = unzOpenCurrentFile2(zip_, nullptr, nullptr, asPacked);
+  if (result != UNZ_OK) return result;
+  packedPosition_ = unzGetCurrentFileZStreamPos64(zip_);
+  packedLeft_ = current_.packedSize;
+  unzCloseCurrentFile(zip_);
+  if (packedPosition_ > stream_->size() || packedLeft_ > stream_->size() - packedPosition_)
+    return UNZ_BADZIPFILE;
+
   unpacked_ = 0;
-  return unzOpenCurrentFile(zip_);
+  checksum_ = 0;
+  if (current_.method == deflatedMethod) {
+    if (inflater_ == nullptr) inflater_ = std::make_unique<Inflater>();
+    inflater_->start();
+  }
+  entryIsOpen_ = true;
+  return UNZ_OK;
 }
 
 int ZipArchive::readEntry(void* buffer, unsigned size) {
-  const int count = unzReadCurrentFile(zip_, buffer, size);
-  if (count > 0) unpacked_ += static_cast<std::uint64_t>(count);
-  // The library doesn't compare the sizes, and without all bytes not the checksum either.
-  return count == 0 && unpacked_ != current_.size ? UNZ_BADZIPFILE : count;
+  if (!entryIsOpen_) return UNZ_PARAMERROR;
+  const std::uint64_t left = std::min<std::uint64_t>(current_.size - unpacked_, INT_MAX);
+  const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, size));
+  if (wanted == 0) return 0;
+  auto* const bytes = static_cast<char*>(buffer);
+  const int count = current_.method == storedMethod ? readStored(bytes, wanted) : readDeflated(bytes, wanted);
+  if (count == 0) return UNZ_BADZIPFILE;
+  if (count > 0) {
+    unpacked_ += static_cast<std::uint64_t>(count);
+    checksum_ = addToChecksum(checksum_, buffer, static_cast<std::size_t>(count));
+  }
+  return count;
+}
+
+int ZipArchive::readStored(char* buffer, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size && packedLeft_ > 0) {
+    const std::size_t count = packedBytes().copy(buffer + done, size - done);
+    if (count == 0) return UNZ_ERRNO;
+    usePacked(count);
+    done += count;
+  }
+  return static_cast<int>(done);
+}
+
+int ZipArchive::readDeflated(char* buffer, std::size_t size) {
+  std::size_t done = 0;
+  while (done < size && inflater_->state() == Inflater::State::unpacking) {
+    const std::string_view offered = packedBytes();
+    if (offered.empty() && packedLeft_ > 0) return UNZ_ERRNO;
+    std::string_view input = offered;
+    const std::size_t count = inflater_->unpack(input, buffer + done, size - done);
+    done += count;
+    usePacked(offered.size() - input.size());
+    if (inflater_->state() == Inflater::State::damaged) return Z_DATA_ERROR;
+    // Without any step forward no further call brings one.
+    if (count == 0 && input.size() == offered.size() && inflater_->state() == Inflater::State::unpacking)
+      return Z_BUF_ERROR;
+  }
+  return static_cast<int>(done);
+}
+
+std::string_view ZipArchive::packedBytes() {
+  if (packedLeft_ == 0) return {};
+  const std::string_view bytes = stream_->at(packedPosition_);
+  return bytes.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), packedLeft_)));
+}
+
+void ZipArchive::usePacked(std::size_t count) {
+  packedPosition_ += count;
+  packedLeft_ -= count;
 }
 
 int ZipArchive::closeEntry() {
-  return unzCloseCurrentFile(zip_);
+  if (!entryIsOpen_) return UNZ_PARAMERROR;
+  entryIsOpen_ = false;
+  return unpacked_ == current_.size && checksum_ != current_.checksum ? UNZ_CRCERROR : UNZ_OK;
 }
 
 }  // namespace ZelmoraTevra

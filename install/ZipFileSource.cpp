@@ -1,7 +1,6 @@
 #include "install/ZipFileSource.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace ZelmoraTevra {
 
@@ -21,25 +20,15 @@ bool ZipFileSource::open() {
   return true;
 }
 
-std::size_t ZipFileSource::read(std::uint64_t position, void* buffer, std::size_t size) {
-  std::size_t done = 0;
-  while (done < size) {
-    const Window* const window = windowAt(position + done);
-    if (window == nullptr) break;
-    const auto offset = static_cast<std::size_t>(position + done - window->start);
-    const std::size_t count = std::min(size - done, window->length - offset);
-    std::memcpy(static_cast<char*>(buffer) + done, window->bytes.get() + offset, count);
-    done += count;
+std::string_view ZipFileSource::at(std::uint64_t position) {
+  if (!windows_[latest_].holds(position)) {
+    latest_ = 1 - latest_;
+    if (!windows_[latest_].holds(position)) fill(windows_[latest_], position);
   }
-  return done;
-}
-
-const ZipFileSource::Window* ZipFileSource::windowAt(std::uint64_t position) {
-  if (windows_[latest_].holds(position)) return &windows_[latest_];
-  latest_ = 1 - latest_;
-  Window& window = windows_[latest_];
-  if (!window.holds(position)) fill(window, position);
-  return window.holds(position) ? &window : nullptr;
+  const Window& window = windows_[latest_];
+  if (!window.holds(position)) return {};
+  return std::string_view(window.bytes.get(), window.length)
+      .substr(static_cast<std::size_t>(position - window.start));
 }
 
 void ZipFileSource::fill(Window& window, std::uint64_t position) {

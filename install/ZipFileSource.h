@@ -18,7 +18,7 @@ class ZipFileSource : public ZipSource {
   [[nodiscard]] bool open();
 
   [[nodiscard]] std::uint64_t size() const override { return size_; }
-  [[nodiscard]] std::size_t read(std::uint64_t position, void* buffer, std::size_t size) override;
+  [[nodiscard]] std::string_view at(std::uint64_t position) override;
 
  private:
   struct Window {
@@ -31,8 +31,6 @@ class ZipFileSource : public ZipSource {
     }
   };
 
-  // The window that holds the position, null at the end of the file and after a failure.
-  [[nodiscard]] const Window* windowAt(std::uint64_t position);
   void fill(Window& window, std::uint64_t position);
 
   File_platformIndependent file_;

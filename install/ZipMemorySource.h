@@ -12,7 +12,7 @@ class ZipMemorySource : public ZipSource {
   explicit ZipMemorySource(std::string_view bytes) : bytes_(bytes) {}
 
   [[nodiscard]] std::uint64_t size() const override { return bytes_.size(); }
-  [[nodiscard]] std::size_t read(std::uint64_t position, void* buffer, std::size_t size) override;
+  [[nodiscard]] std::string_view at(std::uint64_t position) override;
 
  private:
   std::string_view bytes_;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace ZelmoraTevra {
 
@@ -12,8 +13,12 @@ class ZipSource {
 
   // In bytes.
   [[nodiscard]] virtual std::uint64_t size() const = 0;
+  // The bytes from a position on, as many as lie together: at least one, but none at the end and after a
+  // failure. They stay where they are until the next call.
+  [[nodiscard]] virtual std::string_view at(std::uint64_t position) = 0;
+
   // Gives the number of bytes read: fewer than `size` only at the end and after a failure.
-  [[nodiscard]] virtual std::size_t read(std::uint64_t position, void* buffer, std::size_t size) = 0;
+  [[nodiscard]] std::size_t read(std::uint64_t position, void* buffer, std::size_t size);
 };
 
 }  // namespace ZelmoraTevra
