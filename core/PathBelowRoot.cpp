@@ -55,9 +55,15 @@ std::optional<WideText> PathBelowRoot::join(const WideText& relativePath) {
   return path;
 }
 
+std::optional<WideText> PathBelowRoot::joinInPresentFolder(const WideText& relativePath) {
+  std::optional<WideText> path = joinInFolder(relativePath);
+  if (path && (lastFolderIs_ == Folder::missing || isLink(*path))) path.reset();
+  return path;
+}
+
 std::optional<WideText> PathBelowRoot::joinExisting(const WideText& relativePath) {
   std::optional<WideText> path = joinInFolder(relativePath);
-  if (path && (isMissing(*path) || isLink(*path))) path.reset();
+  if (path && (lastFolderIs_ == Folder::missing || isMissing(*path) || isLink(*path))) path.reset();
   return path;
 }
 
@@ -65,23 +71,23 @@ std::optional<WideText> PathBelowRoot::joinInFolder(const WideText& relativePath
   if (root_.empty() || !staysBelowRoot(relativePath)) return std::nullopt;
   const WideText folder = parentFolder(relativePath);
   if (lastFolder_ != folder) {
-    lastFolderIsPlain_ = folderHasNoLink(folder);
+    lastFolderIs_ = lookAt(folder);
     lastFolder_ = folder;
   }
-  if (!lastFolderIsPlain_) return std::nullopt;
+  if (lastFolderIs_ == Folder::behindLink) return std::nullopt;
   return root_ + u'\\' + relativePath;
 }
 
-bool PathBelowRoot::folderHasNoLink(const WideText& folder) {
+PathBelowRoot::Folder PathBelowRoot::lookAt(const WideText& relativeFolder) const {
   WideText path = root_;
-  for (const WideText& name : split(toForwardSlashes(folder), u'/')) {
+  for (const WideText& name : split(toForwardSlashes(relativeFolder), u'/')) {
     if (name.empty()) continue;
     path += u'\\' + name;
-    if (isLink(path)) return false;
+    if (isLink(path)) return Folder::behindLink;
     // Below a folder that isn't there is no link either, however long the path goes on.
-    if (isMissing(path)) return true;
+    if (isMissing(path)) return Folder::missing;
   }
-  return true;
+  return Folder::plain;
 }
 
 }  // namespace ZelmoraTevra

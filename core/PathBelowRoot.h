@@ -26,18 +26,24 @@ class PathBelowRoot {
   [[nodiscard]] const WideText& root() const { return root_; }
   // root, "\", relative path; nothing if that would leave the root.
   [[nodiscard]] std::optional<WideText> join(const WideText& relativePath);
-  // The same for what is there: nothing also for a path at which there is nothing, which costs one look then
-  // and not two.
+  // The same for a folder that is there: nothing for the paths in one that wasn't there at the first look, and
+  // no look at them. Who makes folders in the meantime asks another object.
+  [[nodiscard]] std::optional<WideText> joinInPresentFolder(const WideText& relativePath);
+  // The same for what is there itself: nothing also for a path at which there is nothing, which costs one look
+  // then and not two.
   [[nodiscard]] std::optional<WideText> joinExisting(const WideText& relativePath);
+  // What `join` gives, without a look at the path itself: for those who open it in a way that follows no
+  // link there.
+  [[nodiscard]] std::optional<WideText> joinInFolder(const WideText& relativePath);
 
  private:
-  // What `join` gives, without regard to a link at the path itself.
-  [[nodiscard]] std::optional<WideText> joinInFolder(const WideText& relativePath);
-  [[nodiscard]] bool folderHasNoLink(const WideText& relativeFolder);
+  enum class Folder { missing, plain, behindLink };
+
+  [[nodiscard]] Folder lookAt(const WideText& relativeFolder) const;
 
   WideText root_;
   std::optional<WideText> lastFolder_;
-  bool lastFolderIsPlain_ = false;
+  Folder lastFolderIs_ = Folder::missing;
 };
 
 }  // namespace ZelmoraTevra

@@ -101,7 +101,7 @@ bool DefaultFileUpdateInstaller::place(const InstallFile& file, const WideText& 
                                        const WideText& targetRoot, ProgressObserver* observer) {
   if (observer != nullptr) observer->setTexts(file.local, targetRoot + u'\\' + file.client);
   const WideText placed = extractor_.extractFile(zipPath, file.local, targetRoot, file.client, observer);
-  if (!File_platformIndependent(placed).exists()) {
+  if (!extractor_.fileStands()) {
     writeLog(u"File not extracted!!!" + zipPath);
     writeLog(u"Path return by extractor: " + placed);
     return false;

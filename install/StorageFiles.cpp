@@ -12,7 +12,7 @@ bool StorageFiles::isPresent() const {
 }
 
 std::int64_t StorageFiles::sizeOf(const WideText& client) {
-  const std::optional<WideText> path = paths_.join(client);
+  const std::optional<WideText> path = paths_.joinInPresentFolder(client);
   return path ? File_platformIndependent(*path).size() : -1;
 }
 

@@ -64,16 +64,19 @@ WideText folderOf(const WideText& path) {
   return path.substr(0, separator == 0 ? 1 : separator);
 }
 
-// Opens the file for writing; if that fails, once more after the folders of its relative path were made. The
-// root isn't made: a device that has gone must not come up again as a folder on the computer.
-bool openBelow(const WideText& root, const WideText& relativePath, File_platformIndependent& file) {
-  if (file.openForWriting(platform::OpenMode::truncate)) return true;
+// Opens the file for writing after the folders of its relative path were made. The root isn't made: a device
+// that has gone must not come up again as a folder on the computer.
+bool openInNewFolders(const WideText& root, const WideText& relativePath, File_platformIndependent& file) {
   std::size_t separator = relativePath.find_first_of(u"/\\");
   for (; separator != WideText::npos; separator = relativePath.find_first_of(u"/\\", separator + 1))
     if (!Directory_new(root + u'\\' + relativePath.substr(0, separator)).create()) break;
-  if (file.openForWriting(platform::OpenMode::truncate)) return true;
+  if (file.openForWriting(platform::OpenMode::truncateEntry)) return true;
   writeLog(u"Error opening " + root + u'/' + relativePath);
   return false;
+}
+
+bool openBelow(const WideText& root, const WideText& relativePath, File_platformIndependent& file) {
+  return file.openForWriting(platform::OpenMode::truncateEntry) || openInNewFolders(root, relativePath, file);
 }
 
 // In seconds since the epoch; the date is the local time of the computer. Nothing for a date that no calendar
@@ -105,6 +108,7 @@ WideText UpdateZipExtractor::extractFile(const WideText& zipPath, const WideText
                                          const WideText& destinationFolder,
                                          const WideText& destinationRelativePath,
                                          ProgressObserver* observer) {
+  fileStands_ = false;
   const WideText destination = destinationFolder + u'/' + destinationRelativePath;
   const auto fail = [&](int exitCode, const WideText& message) -> WideText {
     closeArchive();
@@ -139,28 +143,61 @@ WideText UpdateZipExtractor::extractFile(const WideText& zipPath, const WideText
     return fail(1119, badZip);
   }
 
-  if (!Directory_new(destinationFolder).exists())
-    return fail(1122, u"The destination folder does not exist " + destinationFolder +
-                          u"! Please make sure that the device is still connected!");
-  if (!destination_ || destination_->root() != destinationFolder) destination_.emplace(destinationFolder);
-  if (!destination_->join(destinationRelativePath)) return failInformation();
+  const bool isFirst = !destination_ || destination_->root() != destinationFolder;
+  const auto folderIsMissing = [&] {
+    if (Directory_new(destinationFolder).exists()) return false;
+    fail(1122, u"The destination folder does not exist " + destinationFolder +
+                   u"! Please make sure that the device is still connected!");
+    return true;
+  };
+  if (isFirst) {
+    if (folderIsMissing()) return {};
+    destination_.emplace(destinationFolder);
+  }
+  if (!destination_->joinInFolder(destinationRelativePath)) return failInformation();
+  // What an open file tells has to be asked before any failure without one: that the folder stands, and that
+  // no link lies in the file's place.
+  const auto destinationFails = [&] {
+    if (!isFirst && folderIsMissing()) return true;
+    if (destination_->join(destinationRelativePath)) return false;
+    failInformation();
+    return true;
+  };
+  const auto failEntry = [&](int exitCode) {
+    return destinationFails() ? WideText() : failExtraction(exitCode);
+  };
 
-  if (!archive_->choose(entryNameOf(zipEntryPath))) return failExtraction(1123);
+  if (!archive_->choose(entryNameOf(zipEntryPath))) return failEntry(1123);
   ZipArchive::Entry entry;
-  if (archive_->readInfo(entry) != 0) return failExtraction(1124);
-  if (!takeChunk()) return failExtraction(1125);
+  if (archive_->readInfo(entry) != 0) return failEntry(1124);
+  if (!takeChunk()) return failEntry(1125);
 
+  File_platformIndependent file(destination, false);
   if (namesFolder(entry.name)) {
+    if (destinationFails()) return {};
     const std::optional<WideText> folder = PathBelowRoot(u".").join(textOf(entry.name));
     if (folder && !Directory_new(*folder).create()) writeLog(u"Error creating " + *folder);
+    fileStands_ = file.exists();
     return destination;
   }
 
-  const Outcome outcome =
-      placeFile(entry, zipEntryPath, destinationFolder, destinationRelativePath, observer);
-  if (!outcome.deviceLost && outcome.result == 0) return destination;
+  Outcome outcome;
+  outcome.result = archive_->openEntry();
+  const bool entryIsOpen = outcome.result == 0;
+  bool fileIsOpen = entryIsOpen && file.openForWriting(platform::OpenMode::truncateEntry);
+  if (!fileIsOpen && destinationFails()) return {};
+  if (entryIsOpen && !fileIsOpen)
+    fileIsOpen = openInNewFolders(destinationFolder, destinationRelativePath, file);
+  if (fileIsOpen)
+    outcome = placeFile(entry, file, zipEntryPath, observer);
+  else if (entryIsOpen)
+    outcome = {-1, !file.exists()};  // an old file that can't be overwritten isn't the entry
+  else
+    outcome.deviceLost = !Directory_new(destinationFolder).exists();
+  fileStands_ = !outcome.deviceLost && outcome.result == 0;
+  if (fileStands_) return destination;
 
-  File_platformIndependent(destination).remove();
+  file.remove();
   if (!outcome.deviceLost) return failExtraction(1126);
   closeArchive();
   runProcessEndActions();
@@ -173,39 +210,21 @@ WideText UpdateZipExtractor::extractFile(const WideText& zipPath, const WideText
 }
 
 UpdateZipExtractor::Outcome UpdateZipExtractor::placeFile(const ZipArchive::Entry& entry,
+                                                          File_platformIndependent& file,
                                                           const WideText& zipEntryPath,
-                                                          const WideText& destinationFolder,
-                                                          const WideText& destinationRelativePath,
                                                           ProgressObserver* observer) {
-  int result = archive_->openEntry();
-  if (result != 0) {
-    archive_->closeEntry();
-    return {result, !Directory_new(destinationFolder).exists()};
-  }
-
-  const WideText destination = destinationFolder + u'/' + destinationRelativePath;
-  File_platformIndependent file(destination, false);
-  if (!openBelow(destinationFolder, destinationRelativePath, file)) {
-    archive_->closeEntry();
-    // An old file that can't be overwritten isn't the entry.
-    return {-1, !file.exists()};
-  }
-
-  result = copyEntry(file, CopyOf::deviceFile, zipEntryPath, observer);
-  // What was just written must be visible under its path: that, and no error code, tells a lost device from a
-  // bad archive.
-  const bool fileStands = file.exists();
-  if (!fileStands) file.abandon();
-  if (fileStands && !file.finish() && result == 0) result = -1;
-  if (result != 0) writeLog(u"ERROR in closing file: " + destination);
-  if (result == 0 && fileStands) setTime(file, entry.dosDate);
+  int result = copyEntry(file, CopyOf::deviceFile, zipEntryPath, observer);
+  if (!file.finish() && result == 0) result = -1;
+  if (result != 0) writeLog(u"ERROR in closing file: " + file.path());
   if (result == 0) {
+    setTime(file, entry.dosDate);
     result = archive_->closeEntry();
     if (result != 0)
       writeLog(u"Error " + numberText(result) + u" with zipfile in unzCloseCurrentFile " + zipEntryPath);
   }
-  if (result != 0) archive_->closeEntry();
-  return {result, !fileStands || !file.exists()};
+  // What was just written must be visible under its path: that, and no error code, tells a lost device from a
+  // bad archive.
+  return {result, !file.exists()};
 }
 
 WideText UpdateZipExtractor::extractFirstEntry(const WideText& zipPath) {
@@ -294,6 +313,7 @@ UpdateZipExtractor::Opening UpdateZipExtractor::openArchive(const WideText& zipP
 
 void UpdateZipExtractor::closeArchive() {
   archive_.reset();
+  destination_.reset();
 }
 
 bool UpdateZipExtractor::takeChunk() {

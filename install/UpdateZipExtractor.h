@@ -28,9 +28,14 @@ class UpdateZipExtractor {
   // Writes the entry to destinationFolder, "/", destinationRelativePath, and gives that path. Empty after a
   // failure, which has been reported. Ends the process when the device has gone. The observer may be null.
   // Of an entry that is a folder the path comes back too, though no file is there.
+  //
+  // The destination folder is looked at for the first file that goes there. Behind a file that was placed the
+  // next one tells by opening that the device is still there, and only if it doesn't open there is a look.
   [[nodiscard]] WideText extractFile(const WideText& zipPath, const WideText& zipEntryPath,
                                      const WideText& destinationFolder,
                                      const WideText& destinationRelativePath, ProgressObserver* observer);
+  // Whether the last extractFile at its end saw a file at the path that it gave.
+  [[nodiscard]] bool fileStands() const { return fileStands_; }
   // Writes the archive's first entry beside the zip, under its own name, and gives that path. Empty after a
   // failure, which has been reported, and for an archive without entries, which hasn't.
   [[nodiscard]] WideText extractFirstEntry(const WideText& zipPath);
@@ -53,10 +58,9 @@ class UpdateZipExtractor {
   void closeArchive();
   // False if there is no memory for it.
   [[nodiscard]] bool takeChunk();
-  // Unpacks the archive's chosen entry, which is a file, to its place. Nothing is reported or cleaned up.
-  [[nodiscard]] Outcome placeFile(const ZipArchive::Entry& entry, const WideText& zipEntryPath,
-                                  const WideText& destinationFolder, const WideText& destinationRelativePath,
-                                  ProgressObserver* observer);
+  // Unpacks the archive's open entry into an open file. Nothing is reported or cleaned up.
+  [[nodiscard]] Outcome placeFile(const ZipArchive::Entry& entry, File_platformIndependent& file,
+                                  const WideText& zipEntryPath, ProgressObserver* observer);
   // Copies the open entry into an open file, chunk by chunk. 0 or the first error, which is logged.
   [[nodiscard]] int copyEntry(File_platformIndependent& file, CopyOf kind, const WideText& zipEntryPath,
                               ProgressObserver* observer);
@@ -65,7 +69,9 @@ class UpdateZipExtractor {
 
   WideText archivePath_;
   std::unique_ptr<ZipArchive> archive_;
+  // Where the last file went; none after a failure.
   std::optional<PathBelowRoot> destination_;
+  bool fileStands_ = false;
   std::unique_ptr<char[]> chunk_;
   // Many files of a package have one date, and the calendar looks up the time zone each time.
   std::uint32_t lastDosDate_ = 0;

@@ -28,6 +28,8 @@ enum class OpenMode {
   read,      // the file must exist
   truncate,  // created, or emptied; the parent folder must exist
   append,    // created, or continued at its end; the parent folder must exist
+  // The same as `truncate`, but the file itself: a symbolic link at the path is a failure.
+  truncateEntry,
 };
 
 // An open file. Destruction closes it. Every operation clears `error` on success and sets it on failure.

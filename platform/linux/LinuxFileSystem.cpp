@@ -177,6 +177,9 @@ std::unique_ptr<FileHandle> LinuxFileSystem::open(const WideText& path, OpenMode
     case OpenMode::truncate:
       flags |= O_RDWR | O_CREAT | O_TRUNC;
       break;
+    case OpenMode::truncateEntry:
+      flags |= O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW;
+      break;
     case OpenMode::append:
       flags |= O_RDWR | O_CREAT | O_APPEND;
       break;

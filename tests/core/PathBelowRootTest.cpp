@@ -77,6 +77,35 @@ TEST_F(PathBelowRootTest, OnlyWhatIsThereIsJoinedAsExisting) {
     EXPECT_EQ(below.joinExisting(WideText(each)), std::nullopt) << toUtf8(each);
 }
 
+TEST_F(PathBelowRootTest, InAMissingFolderNothingIsLookedFor) {
+  class Counting : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    platform::EntryKind kind(const WideText& path, platform::ErrorCode& error) override {
+      ++looks;
+      return target().kind(path, error);
+    }
+    int looks = 0;
+  } counting(files());
+  useFileSystem(counting);
+  PathBelowRoot below(root_);
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(below.joinExisting(u"missing/file"), std::nullopt);
+    EXPECT_EQ(below.joinInPresentFolder(u"missing/file"), std::nullopt);
+  }
+  EXPECT_EQ(counting.looks, 1);
+  EXPECT_EQ(below.join(u"missing/file"), root_ + u"\\missing/file");
+  EXPECT_EQ(below.joinInPresentFolder(u"a/missing"), root_ + u"\\a/missing");
+}
+
+TEST_F(PathBelowRootTest, InItsFolderAPathIsJoinedWithoutALookAtIt) {
+  fs::create_directory_symlink(folder.native() / "outside", folder.native() / "device/a/link");
+  PathBelowRoot below(root_);
+  EXPECT_EQ(below.joinInFolder(u"a/link"), root_ + u"\\a/link");
+  EXPECT_EQ(below.joinInFolder(u"a/link/file"), std::nullopt);
+  EXPECT_EQ(below.joinInFolder(u"../device/a/file"), std::nullopt);
+}
+
 TEST_F(PathBelowRootTest, TheRootItselfMayBeALink) {
   fs::create_directory_symlink(folder.native() / "device", folder.native() / "mount");
   PathBelowRoot below(path(u"mount"));

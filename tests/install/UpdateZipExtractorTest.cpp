@@ -431,6 +431,68 @@ TEST_F(UpdateZipExtractorTest, DestinationFolderThatDoesNotExistIs1122) {
   EXPECT_FALSE(fs::exists(native(path(u"missing"))));
 }
 
+TEST_F(UpdateZipExtractorTest, DestinationFolderThatGoesBetweenTwoFilesIs1122) {
+  ZipBuilder::Options encrypted;
+  encrypted.flags = 1;
+  writeZip(ZipBuilder().add("a", "content").add("folder/", "").add("bad", "", encrypted));
+  const fs::path here = fs::current_path();
+  fs::current_path(native(path(u"temp")));
+  for (const WideText entry : {u"a", u"missing", u"folder/", u"bad"}) {
+    makeFolder(device);
+    EXPECT_FALSE(extract(u"a", u"maps/a").empty());
+    fs::remove_all(native(device));
+    EXPECT_TRUE(extract(entry, u"maps/b").empty());
+    EXPECT_FALSE(extractor.fileStands());
+    expectReport(u"1122",
+                 u"The destination folder does not exist " + device +
+                     u"! Please make sure that the device is still connected!",
+                 entry);
+    EXPECT_FALSE(fs::exists(native(device)));
+  }
+  fs::current_path(here);
+}
+
+TEST_F(UpdateZipExtractorTest, LinkInTheWayComesBeforeWhatIsWrongWithTheEntry) {
+  ZipBuilder::Options encrypted;
+  encrypted.flags = 1;
+  writeZip(ZipBuilder().add("a", "content").add("folder/", "").add("bad", "", encrypted));
+  fs::create_symlink("../outside", native(device) / "link");
+  for (const bool isFirst : {true, false}) {
+    for (const WideText entry : {u"a", u"missing", u"folder/", u"bad"}) {
+      if (!isFirst) {
+        EXPECT_FALSE(extract(u"a", u"file").empty());
+      }
+      EXPECT_TRUE(extract(entry, u"link").empty());
+      expectInvalid(entry);
+    }
+  }
+  EXPECT_EQ(tree(device), (std::vector<std::string>{"file", "link"}));
+  EXPECT_FALSE(fs::exists(native(path(u"outside"))));
+}
+
+TEST_F(UpdateZipExtractorTest, FurtherFileInAFolderCostsOneLookAtTheDevice) {
+  DeviceFileSystem disk(files(), device);
+  useFileSystem(disk);
+  writeZip(ZipBuilder().add("a", "content").add("b", "content"));
+  EXPECT_FALSE(extract(u"a", u"maps/a").empty());
+  std::vector<std::string> operations;
+  disk.before = [&](const std::string& operation) { operations.push_back(operation); };
+  EXPECT_FALSE(extract(u"b", u"maps/b").empty());
+  EXPECT_EQ(operations, (std::vector<std::string>{"open", "write", "close", "setTimes", "kind"}));
+}
+
+TEST_F(UpdateZipExtractorTest, TellsWhetherTheFileStands) {
+  writeZip(ZipBuilder().add("a", "content").add("folder/", ""));
+  EXPECT_FALSE(extractor.fileStands());
+  EXPECT_FALSE(extract(u"a", u"a").empty());
+  EXPECT_TRUE(extractor.fileStands());
+  EXPECT_TRUE(extract(u"missing", u"b").empty());
+  EXPECT_FALSE(extractor.fileStands());
+  EXPECT_FALSE(extract(u"a", u"a").empty());
+  EXPECT_TRUE(extract(u"../a", u"a").empty());
+  EXPECT_FALSE(extractor.fileStands());
+}
+
 TEST_F(UpdateZipExtractorTest, EntryThatIsNotInTheZipIs1123) {
   writeZip(ZipBuilder().add("a", "content"));
   EXPECT_TRUE(extract(u"b", u"c").empty());
@@ -589,6 +651,7 @@ TEST_F(UpdateZipExtractorTest, EntryThatIsAFolderGivesItsPathWithoutAFile) {
   fs::current_path(native(path(u"here")));
   writeZip(ZipBuilder().add("Maps/", "").add("other\\", ""));
   EXPECT_EQ(extract(u"maps/", u"maps"), device + u"/maps");
+  EXPECT_FALSE(extractor.fileStands());
   EXPECT_EQ(extract(u"other\\", u"sub/other"), device + u"/sub/other");
   fs::current_path(here);
   EXPECT_TRUE(tree(device).empty());

@@ -426,6 +426,24 @@ TEST_P(FileSystemContractTest, kindLooksBehindLinksAndIsLinkAtThem) {
   EXPECT_FALSE(error_);
 }
 
+TEST_P(FileSystemContractTest, asAnEntryAFileIsMadeAndEmptiedButNoLinkIsFollowed) {
+  put("target", "content");
+  std::filesystem::create_symlink("target", native("link"));
+  std::filesystem::create_symlink("nothing", native("linkToNothing"));
+  for (const WideText name : {u"/link", u"/linkToNothing"}) {
+    EXPECT_EQ(files().open(at(name), OpenMode::truncateEntry, error_), nullptr);
+    EXPECT_TRUE(error_);
+  }
+  EXPECT_EQ(get("target"), "content");
+  EXPECT_FALSE(std::filesystem::exists(native("nothing")));
+  for (const WideText name : {u"/target", u"/new"}) {
+    EXPECT_NE(files().open(at(name), OpenMode::truncateEntry, error_), nullptr);
+    EXPECT_FALSE(error_);
+  }
+  EXPECT_EQ(get("target"), "");
+  EXPECT_TRUE(std::filesystem::is_regular_file(native("new")));
+}
+
 TEST_P(FileSystemContractTest, aLinkIsRemovedItselfAndItsTargetStays) {
   put("file", "x");
   ASSERT_TRUE(files().createFolder(at(u"/folder"), error_));
