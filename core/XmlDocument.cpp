@@ -1,6 +1,7 @@
 #include "core/XmlDocument.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "core/File_platformIndependent.h"
@@ -67,7 +68,10 @@ std::string printXml(const TiXmlNode& node) {
 }
 
 bool saveXml(const TiXmlDocument& document, const WideText& path) {
-  const std::string text = printXml(document);
+  return saveXmlText(printXml(document), path);
+}
+
+bool saveXmlText(std::string_view text, const WideText& path) {
   File_platformIndependent file(path, false);
   if (!file.openForWriting(platform::OpenMode::truncate)) return false;
   const bool written = file.write(text.data(), text.size()) == static_cast<std::int64_t>(text.size());
@@ -81,12 +85,12 @@ TiXmlDocument newXmlDocument(const char* encoding) {
 }
 
 TiXmlElement& addElement(TiXmlNode& parent, std::string_view name) {
-  return *parent.InsertEndChild(TiXmlElement(std::string(name)))->ToElement();
+  return *parent.LinkEndChild(std::make_unique<TiXmlElement>(std::string(name)).release())->ToElement();
 }
 
 TiXmlElement& addElement(TiXmlNode& parent, std::string_view name, WideView text) {
   TiXmlElement& element = addElement(parent, name);
-  element.InsertEndChild(TiXmlText(toUtf8(text)));
+  element.LinkEndChild(std::make_unique<TiXmlText>(toUtf8(text)).release());
   return element;
 }
 

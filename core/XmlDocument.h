@@ -30,6 +30,8 @@ constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 [[nodiscard]] std::string printXml(const TiXmlNode& node);
 // Writes the printed document directly over the file.
 [[nodiscard]] bool saveXml(const TiXmlDocument& document, const WideText& path);
+// The same for a document that has been printed already.
+[[nodiscard]] bool saveXmlText(std::string_view text, const WideText& path);
 
 // A new document with the declaration version "1.0" and the encoding, which may be empty.
 [[nodiscard]] TiXmlDocument newXmlDocument(const char* encoding);

@@ -1,6 +1,7 @@
 #include "install/DeviceRegister.h"
 
 #include <exception>
+#include <utility>
 
 #include "core/BackendLogger.h"
 #include "core/Directory_new.h"
@@ -23,8 +24,8 @@ DeviceRegister::~DeviceRegister() {
   }
 }
 
-bool DeviceRegister::record(const Update& update) {
-  updates_.addUpdate(update);
+bool DeviceRegister::record(Update update) {
+  updates_.addUpdate(std::move(update));
   if (++recorded_ < recordedAtNextSave_) return true;
   recordedAtNextSave_ = recorded_ + updates_.count();
   return updates_.save();

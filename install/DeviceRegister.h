@@ -22,7 +22,7 @@ class DeviceRegister {
   // Records an update. The working copy is written after the first one, and each time when as many have come
   // as were in it: a disk that takes no write shows at once, and many updates cost in proportion to their
   // number. False if a write failed.
-  [[nodiscard]] bool record(const Update& update);
+  [[nodiscard]] bool record(Update update);
   // Tells that an update was taken off the device, which is brought to the medium like what was placed.
   void noteRemoval() { ++recorded_; }
   // Writes what isn't written yet to the working copy.

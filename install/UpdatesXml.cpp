@@ -69,8 +69,7 @@ bool reportMissingCard() {
   return false;
 }
 
-void writeUpdate(TiXmlElement& root, const Update& update) {
-  TiXmlElement& element = addElement(root, "update");
+void writeUpdate(TiXmlElement& element, const Update& update) {
   element.SetAttribute("install_location", toUtf8(update.info.installLocation));
   addElement(element, "company", update.info.company);
   addElement(element, "name", update.info.name);
@@ -86,6 +85,31 @@ void writeUpdate(TiXmlElement& root, const Update& update) {
     addElement(key, "base", entry.base);
     addElement(key, "condition", entry.condition);
   }
+}
+
+// The register as the XML library prints it. A tree of one update at a time: one of all of them takes many
+// times the room of the text, and time to match where it doesn't fit into the processor's cache.
+std::string printUpdates(const std::vector<Update>& updates) {
+  TiXmlDocument document = newXmlDocument("");
+  TiXmlElement& root = addElement(document, "updates");
+  const auto isValid = [](const Update& update) { return update.isValid(); };
+  if (std::none_of(updates.begin(), updates.end(), isValid)) return printXml(document);
+
+  // Of the root the printer wants to know whether anything is in it.
+  addElement(root, "update");
+  TiXmlPrinter printer;
+  printer.VisitEnter(document);
+  document.FirstChild()->Accept(&printer);
+  printer.VisitEnter(root, nullptr);
+  for (const Update& update : updates) {
+    if (!update.isValid()) continue;
+    TiXmlElement element("update");
+    writeUpdate(element, update);
+    element.Accept(&printer);
+  }
+  printer.VisitExit(root);
+  printer.VisitExit(document);
+  return printer.Str();
 }
 
 }  // namespace
@@ -120,10 +144,10 @@ Update UpdatesXml::findByCompanyAndName(const UpdateInfo& info) const {
   return findFirst(info.name, [&info](const Update& update) { return hasCompany(update, info); });
 }
 
-void UpdatesXml::addUpdate(const Update& update) {
+void UpdatesXml::addUpdate(Update update) {
   if (!update.isValid()) return;
   if (update.info.update == 1) removeByCompanyAndName(update.info);
-  append(update);
+  append(std::move(update));
   dirty_ = true;
 }
 
@@ -220,13 +244,8 @@ void UpdatesXml::readUpdate(const TiXmlElement& element) {
 bool UpdatesXml::write() const {
   const WideText path = file_ != nullptr ? file_->getFilePath() : WideText();
   if (path.empty() || unreadable_) return false;
-  TiXmlDocument document = newXmlDocument("");
-  TiXmlElement& root = addElement(document, "updates");
-  for (const Update& update : updates_) {
-    if (update.isValid()) writeUpdate(root, update);
-  }
   File_platformIndependent unfinished(path + u"_tevra_new");
-  if (saveXml(document, unfinished.path()) && unfinished.renameTo(path)) return true;
+  if (saveXmlText(printUpdates(updates_), unfinished.path()) && unfinished.renameTo(path)) return true;
   unfinished.remove();
   return false;
 }

@@ -73,7 +73,7 @@ class UpdatesXml {
   [[nodiscard]] Update findByCompanyAndName(const UpdateInfo& info) const;
   // Appends the update. With `update` 1 it takes the place of those with the same company and name. Ignored
   // if it isn't valid.
-  void addUpdate(const Update& update);
+  void addUpdate(Update update);
   // Removes those that are equal in everything that the register holds but the install location.
   bool removeUpdate(const Update& update);
   bool removeByCompanyAndName(const UpdateInfo& info);
