@@ -47,6 +47,8 @@ bool parseXml(std::string text, TiXmlDocument& document, std::size_t maximalMark
   document.ClearError();
   text.resize(std::min(text.find('\0'), text.size()));
   if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes, maximalMarkup)) return false;
+  // Nobody asks in which line a node stands, and finding that out takes a tenth of the time.
+  document.SetTabSize(0);
   document.Parse(text.c_str(), nullptr, TIXML_ENCODING_UTF8);
   if (!document.Error()) return true;
   document.Clear();

@@ -44,6 +44,7 @@ class ZipArchive::Stream {
 
   // The bytes from a position on, as the source has them.
   [[nodiscard]] std::string_view at(ZPOS64_T position) {
+    ahead_ = {};
     return position < padding_ ? std::string_view() : source_->at(position - padding_);
   }
 
@@ -69,9 +70,18 @@ class ZipArchive::Stream {
   uLong read(void* buffer, uLong size) {
     auto* bytes = static_cast<char*>(buffer);
     uLong count = 0;
-    while (count < size && position_ + count < padding_) bytes[count++] = 0;
-    count += source_->read(position_ + count - padding_, bytes + count, size - count);
-    position_ += count;
+    while (count < size && position_ < padding_) {
+      bytes[count++] = 0;
+      ++position_;
+    }
+    while (count < size) {
+      if (ahead_.empty()) ahead_ = source_->at(position_ - padding_);
+      const std::size_t copied = ahead_.copy(bytes + count, size - count);
+      if (copied == 0) break;
+      ahead_.remove_prefix(copied);
+      position_ += copied;
+      count += copied;
+    }
     // The library takes a record that is cut off by the end of the file for a whole one if this isn't an
     // error.
     short_ = count < size;
@@ -83,6 +93,7 @@ class ZipArchive::Stream {
     if (origin == ZLIB_FILEFUNC_SEEK_CUR) start = position_;
     if (origin == ZLIB_FILEFUNC_SEEK_END) start = size();
     if (offset > size() || start > size() - offset) return -1;
+    if (position_ != start + offset) ahead_ = {};
     position_ = start + offset;
     return 0;
   }
@@ -92,6 +103,8 @@ class ZipArchive::Stream {
   // it is found there, the stream then has a zero byte in front.
   ZPOS64_T padding_ = 0;
   ZPOS64_T position_ = 0;
+  // What the source has at the position, for the library reads byte by byte; empty if it has to be asked.
+  std::string_view ahead_;
   bool short_ = false;
 };
 
