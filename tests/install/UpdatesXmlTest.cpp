@@ -157,6 +157,14 @@ TEST_F(UpdatesXmlTest, WritesTheLibrarysPrintLayout) {
   EXPECT_EQ(content(), wholeRegister);
 }
 
+TEST_F(UpdatesXmlTest, ARegisterWithoutUpdatesIsWrittenAsItsRootAlone) {
+  put(wholeRegister);
+  UpdatesXml updates(&file_);
+  for (const Update& update : updates.getUpdates()) EXPECT_TRUE(updates.removeByCompanyAndName(update.info));
+  EXPECT_TRUE(updates.save());
+  EXPECT_EQ(content(), "<?xml version=\"1.0\" ?>\n<updates />\n");
+}
+
 TEST_F(UpdatesXmlTest, ASaveWithNothingChangedLeavesTheFileUntouched) {
   const std::string odd = "<updates >\r\n<update><name>a</name><unknown/></update></updates>";
   put(odd);
