@@ -1,5 +1,5 @@
-#include "install/SpaceReport.h"
 #include "core/StatusXml.h"
+#include "install/SpaceReport.h"
 #include "tests/support/JobTest.h"
 
 namespace ZelmoraTevra {
