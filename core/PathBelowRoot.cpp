@@ -25,22 +25,30 @@ bool isAsciiLetter(char16_t unit) {
   return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
 }
 
+// A FAT takes no dots and blanks at the end of a name: a name with them is the one without.
+WideView asDeviceTakesIt(WideView name) {
+  return name.substr(0, name.find_last_not_of(u". ") + 1);
+}
+
 }  // namespace
 
 bool staysBelowRoot(WideView path) {
   if (path.empty() || path.find(u'\0') != WideView::npos) return false;
   if (path.front() == u'/' || path.front() == u'\\') return false;
   if (path.size() >= 2 && isAsciiLetter(path[0]) && path[1] == u':') return false;
-  const std::vector<WideText> components = split(toForwardSlashes(WideText(path)), u'/');
-  if (std::find(components.begin(), components.end(), u"..") != components.end()) return false;
-  return std::any_of(components.begin(), components.end(),
-                     [](const WideText& name) { return !name.empty() && name != u"."; });
+  bool namesSomething = false;
+  for (const WideText& name : split(toForwardSlashes(WideText(path)), u'/')) {
+    if (name == u".." || (name != u"." && !name.empty() && asDeviceTakesIt(name).empty())) return false;
+    namesSomething = namesSomething || !asDeviceTakesIt(name).empty();
+  }
+  return namesSomething;
 }
 
 WideText comparablePath(WideView path) {
   WideText comparable;
-  for (const WideText& name : split(toForwardSlashes(WideText(path)), u'/')) {
-    if (name.empty() || name == u".") continue;
+  for (const WideText& component : split(toForwardSlashes(WideText(path)), u'/')) {
+    const WideView name = asDeviceTakesIt(component);
+    if (name.empty()) continue;
     if (!comparable.empty()) comparable += u'\\';
     comparable += name;
   }

@@ -36,6 +36,9 @@ int CheckSizeRunner::run() {
   const WideText& primary = command_.storageCardDriveLetter;
   const WideText& secondary = command_.secondDriveLetter;
   if (!storagesExist()) return -1;
+  // An installation gives this room back before it looks for room.
+  removeMoveMapFolder(primary);
+  removeMoveMapFolder(secondary);
   UpdateDistributor distributor;
   if (distributor.setPaths(primary, secondary) != 0) return -1;
   if (!downloadsFit(distributor)) return -1;

@@ -10,11 +10,10 @@
 namespace ZelmoraTevra {
 
 DeviceRegister::DeviceRegister(const WideText& primaryRoot, const WideText& secondaryRoot)
-    : primaryRoot_(primaryRoot),
-      secondaryRoot_(secondaryRoot),
-      file_(primaryRoot, true),
-      updates_(&file_),
-      atProcessEnd_([this] { close(); }) {}
+    : file_(primaryRoot, true), updates_(&file_), atProcessEnd_([this] { close(); }) {
+  for (const WideText& root : {primaryRoot, secondaryRoot})
+    if (!root.empty() && Directory_new(root).exists()) storages_.push_back(root);
+}
 
 DeviceRegister::~DeviceRegister() {
   try {
@@ -42,19 +41,18 @@ bool DeviceRegister::close() {
 }
 
 bool DeviceRegister::prepareToBring() {
-  const bool placed = recorded_ == 0 || bringPlacedFilesToMedium();
-  const bool saved = updates_.save();
+  if (recorded_ > 0) isMediumSound_ = bringPlacedFilesToMedium() && isMediumSound_;
   recorded_ = 0;
   recordedAtNextSave_ = 1;
-  return saved && placed;
+  return updates_.save() && isMediumSound_;
 }
 
 // A storage that lies on the disk of the work folder is none that can be pulled.
 bool DeviceRegister::bringPlacedFilesToMedium() const {
   bool brought = true;
-  for (const WideText& root : {primaryRoot_, secondaryRoot_}) {
+  for (const WideText& root : storages_) {
     const Directory_new folder(root);
-    if (!root.empty() && !folder.isOnSameVolume(workTempFolder)) brought = folder.syncVolume() && brought;
+    if (!folder.isOnSameVolume(workTempFolder)) brought = folder.syncVolume() && brought;
   }
   return brought;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <vector>
 
 #include "core/ProcessEnd.h"
 #include "install/ClientUpdatesXmlFile.h"
@@ -37,12 +38,12 @@ class DeviceRegister {
   [[nodiscard]] bool prepareToBring();
   [[nodiscard]] bool bringPlacedFilesToMedium() const;
 
-  WideText primaryRoot_;
-  WideText secondaryRoot_;
+  std::vector<WideText> storages_;  // those that are there at the start
   ClientUpdatesXmlFile file_;
   UpdatesXml updates_;
   std::size_t recorded_ = 0;
   std::size_t recordedAtNextSave_ = 1;
+  bool isMediumSound_ = true;  // the system tells only once what it could not write
   AtProcessEnd atProcessEnd_;
 };
 

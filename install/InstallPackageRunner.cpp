@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <span>
 #include <utility>
 
 #include "core/BackendLogger.h"
@@ -21,10 +22,9 @@ namespace {
 
 // Two packages that would take the same place in the work folder: the second would replace the first before
 // that one is installed.
-bool hasClashingDownloads(const CommandRecord& command) {
-  if (command.localInstall) return false;
+bool hasClashingDownloads(std::span<const ContentEntry> packages) {
   std::map<WideText, WideText> md5ByPath;
-  for (const ContentEntry& package : command.packages) {
+  for (const ContentEntry& package : packages) {
     const WideText path = toUpperAscii(downloadedFilePath(package.url));
     const WideText md5 = toUpperAscii(package.md5);
     if (path.empty() || md5ByPath.try_emplace(path, md5).first->second == md5) continue;
@@ -49,10 +49,8 @@ int InstallPackageRunner::prepareInstall(const CommandRecord& command) {
   const bool isSound = std::all_of(
       command_.packages.begin(), command_.packages.end(),
       [](const auto& package) { return package.installXml == nullptr || package.installXml->isValid(); });
-  if (!isSound || hasClashingDownloads(command_)) {
-    ErrorReport(1096, u"Install file is invalid! Contact customer support.")
-        .description(primaryRoot_->path())
-        .save();
+  if (!isSound) {
+    reportInvalidPackages();
     return -1;
   }
   ready_ = true;
@@ -62,11 +60,15 @@ int InstallPackageRunner::prepareInstall(const CommandRecord& command) {
 int InstallPackageRunner::runInstall() {
   if (!ready_) return -1;
   for (const Directory_new* root : {primaryRoot_.get(), secondaryRoot_.get()})
-    if (!root->path().empty()) Directory_new(root->path() + u'/' + WideText(moveMapFolder)).remove();
+    removeMoveMapFolder(root->path());
   plan_.packages = command_.packages;
   plan_.primaryRoot = primaryRoot_->path();
   plan_.secondaryRoot = secondaryRoot_->path();
   if (!collectUpdates()) return -1;
+  if (!command_.localInstall && hasClashingDownloads(plan_.packages)) {
+    reportInvalidPackages();
+    return -1;
+  }
   return isOlder_ ? runOlderPackageInstall() : runLocatedInstall();
 }
 
@@ -98,6 +100,12 @@ int InstallPackageRunner::runRoute(const InstallRoute& route) {
   }
   if (!downloadPackages()) return -1;
   return UpdateInstallation(plan_, route).run();
+}
+
+void InstallPackageRunner::reportInvalidPackages() const {
+  ErrorReport(1096, u"Install file is invalid! Contact customer support.")
+      .description(primaryRoot_->path())
+      .save();
 }
 
 bool InstallPackageRunner::primaryTakesWrites() const {
@@ -138,6 +146,7 @@ bool InstallPackageRunner::collectUpdates() {
     for (InstallUpdate& update : description.getUpdates()) {
       update.localSource = source;
       plan_.updates.push_back(&update);
+      wantedLocations_.push_back({update.locationContent, update.locationSoftware, update.locationOther});
     }
     if (description.getUpdates().front().hasLocation()) continue;
     if (&package != &command_.packages.front()) {
@@ -157,14 +166,21 @@ bool InstallPackageRunner::fitsIntoTempFolder(const InstallRoute& route) const {
   for (const ContentEntry& package : plan_.packages)
     sizes.push_back(static_cast<std::int64_t>(package.fileSize));
   bool fits = false;
-  if (distributor_.checkTemporarySpace(sizes, fits) != 0) return false;
+  const bool isKnown = distributor_.checkTemporarySpace(sizes, fits) == 0;
+  if (!isKnown && !isOlder_) return false;
   if (!fits) ErrorReport(route.tempFolderTooSmall).percent(104).pathAndDrive(userTempFolder).save();
   return fits;
 }
 
 // False after a report, or if nothing can be learned of the main storage.
 bool InstallPackageRunner::distribute(Distribution& distribution) {
-  if (!isOlder_) return distributor_.distribute(plan_.updates, distribution) == 0;
+  if (!isOlder_) {
+    // A distribution before has decided where those go that may go to either storage.
+    for (std::size_t i = 0; i < plan_.updates.size(); ++i)
+      std::tie(plan_.updates[i]->locationContent, plan_.updates[i]->locationSoftware,
+               plan_.updates[i]->locationOther) = wantedLocations_[i];
+    return distributor_.distribute(plan_.updates, distribution) == 0;
+  }
   SaturatingInt64 total;
   for (const InstallUpdate* update : plan_.updates) total += update->updateSize;
   OlderDistribution whole;

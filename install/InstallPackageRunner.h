@@ -1,6 +1,8 @@
 #pragma once
 
 #include <memory>
+#include <tuple>
+#include <vector>
 
 #include "core/CommandTable.h"
 #include "core/Directory_new.h"
@@ -32,6 +34,7 @@ class InstallPackageRunner : public ICommandWorker {
   int runOlderPackageInstall();
   int runRoute(const InstallRoute& route);
 
+  void reportInvalidPackages() const;
   // False after a report.
   [[nodiscard]] bool primaryTakesWrites() const;
   [[nodiscard]] bool secondaryTakesWrites() const;
@@ -50,6 +53,8 @@ class InstallPackageRunner : public ICommandWorker {
   bool isOlder_ = false;
   UpdateDistributor distributor_;
   InstallationPlan plan_;
+  // What the descriptions say of the updates: content, software, other.
+  std::vector<std::tuple<bool, bool, bool>> wantedLocations_;
   // Bytes, over all packages.
   SaturatingInt64 extraSpaceSoftware_;
   SaturatingInt64 extraSpaceContent_;

@@ -1,5 +1,6 @@
 #include "install/InstallXml.h"
 
+#include <exception>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -73,13 +74,23 @@ std::optional<InstallXmlEntry> readXmlEntry(const TiXmlElement& element) {
   return entry;
 }
 
+void reportNotWellFormed() {
+  ErrorReport(1167, u"Invalid installation information! Retry later or contact Customer Support.").save();
+}
+
 }  // namespace
 
 int InstallXml::load(WideText description) {
   if (description.empty()) return -1;
   InstallXml loaded;
   loaded.text_ = std::move(description);
-  loaded.valid_ = loaded.parse();
+  try {
+    loaded.valid_ = loaded.parse();
+  } catch (const std::exception&) {
+    // A reference to a character that there is none.
+    loaded.updates_.clear();
+    reportNotWellFormed();
+  }
   *this = std::move(loaded);
   return valid_ ? 0 : -1;
 }
@@ -87,7 +98,7 @@ int InstallXml::load(WideText description) {
 bool InstallXml::parse() {
   TiXmlDocument document;
   if (!parseXml(toUtf8(text_), document)) {
-    ErrorReport(1167, u"Invalid installation information! Retry later or contact Customer Support.").save();
+    reportNotWellFormed();
     return false;
   }
   const TiXmlElement* root = document.RootElement();

@@ -63,8 +63,7 @@ struct InstallUpdate {
 // A package's install description, parsed: the updates that all later stages work on.
 class InstallXml {
  public:
-  // 0 for success. -1 for an empty text without a report, and for a bad one with a report. Throws the UTF-8
-  // library's exception if the text isn't valid.
+  // 0 for success. -1 for an empty text without a report, and for a bad one with a report.
   int load(WideText description);
 
   [[nodiscard]] bool isValid() const { return valid_; }

@@ -65,6 +65,15 @@ bool moveUpdates(std::vector<Update>& updates, const WideText& map, bool& change
 
 }  // namespace
 
+void removeMoveMapFolder(const WideText& root) {
+  if (root.empty()) return;
+  const WideText path = root + u'\\' + WideText(moveMapFolder);
+  platform::ErrorCode error;
+  // A link that leads to nothing is no folder that could be removed.
+  if (platform::machine().files->isLink(path, error)) platform::machine().files->removeFile(path, error);
+  Directory_new(path).remove();
+}
+
 void MoveMap::initialise(const WideText& primaryPath, const WideText& secondaryPath,
                          std::int64_t minimumSize) {
   primaryPath_ = primaryPath;
@@ -85,7 +94,7 @@ WideText MoveMap::findOptimalMap() const {
 }
 
 int MoveMap::run() const {
-  removeTemporaryFolder();
+  removeMoveMapFolder(secondaryPath_);
   const std::optional<Map> map = findMap();
   if (!map) {
     writeLog(u"Optimal map NOT FOUND on primary!");
@@ -96,7 +105,7 @@ int MoveMap::run() const {
 
   if (!map->isCopied) {
     const int result = copyToSecondary(*map);
-    removeTemporaryFolder();
+    removeMoveMapFolder(secondaryPath_);
     if (result != 0) return result;
   }
   // From here on a second whole map stays on the card when a step fails; the next move takes it for the copy.
@@ -199,15 +208,6 @@ bool MoveMap::giveName(const WideText& copy, const WideText& relativePath) const
 
 bool MoveMap::syncFolderOnSecondary(const WideText& relativePath) const {
   return Directory_new(parentFolder(secondaryPath_ + u'/' + relativePath)).syncEntries();
-}
-
-void MoveMap::removeTemporaryFolder() const {
-  if (secondaryPath_.empty()) return;
-  const WideText path = secondaryPath_ + u'\\' + WideText(moveMapFolder);
-  platform::ErrorCode error;
-  // One that leads to nothing is no folder that could be removed.
-  if (platform::machine().files->isLink(path, error)) platform::machine().files->removeFile(path, error);
-  Directory_new(path).remove();
 }
 
 // False if a register that may list the map could not be told. A device without a register has nothing to

@@ -11,6 +11,9 @@ namespace ZelmoraTevra {
 // and what an interrupted move has left there counts for nothing.
 constexpr WideView moveMapFolder = u".TevraTemporaryLocation";
 
+// Removes what an interrupted move has left there. Nothing is done for an empty root.
+void removeMoveMapFolder(const WideText& root);
+
 // Frees room on a device's main storage by moving one of its maps to the card, to the same place there: the
 // smallest one that is enough. The device's register says afterwards that what holds the map is on the card.
 //
@@ -47,7 +50,6 @@ class MoveMap {
   [[nodiscard]] int copyToSecondary(const Map& map) const;
   [[nodiscard]] bool giveName(const WideText& copy, const WideText& relativePath) const;
   [[nodiscard]] bool syncFolderOnSecondary(const WideText& relativePath) const;
-  void removeTemporaryFolder() const;
   [[nodiscard]] bool tellRegister(const WideText& relativePath) const;
 
   WideText primaryPath_;

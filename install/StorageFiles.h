@@ -6,8 +6,8 @@
 
 namespace ZelmoraTevra {
 
-// What is on one of the device's storages as long as nobody changes it. Paths of files come from packages: one
-// that leads out of the root is a file that isn't there.
+// What is on one of the device's storages as long as nobody changes it. Paths of files come from packages:
+// one that leads out of the root is a file that isn't there.
 class StorageFiles {
  public:
   // An empty root is a storage that the device doesn't have.

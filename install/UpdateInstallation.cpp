@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <set>
 #include <utility>
 
 #include "core/BackendLogger.h"
@@ -55,6 +56,25 @@ Update registerEntry(const InstallUpdate& update) {
   return entry;
 }
 
+// Updates of one job may place the same file: the last one is what is to be on the device. One that was
+// placed under the same path on the other storage may have been taken away for it.
+void dropReplacedRecords(std::vector<ValidationRecord>& records) {
+  std::set<WideText> places;
+  std::set<WideText> paths;
+  std::vector<ValidationRecord> kept;
+  for (auto record = records.rbegin(); record != records.rend(); ++record) {
+    const WideText path = comparablePath(record->clientPath);
+    const bool isFirstOfPlace = places.insert(record->targetRoot + u'\\' + path).second;
+    const bool isFirstOfPath = paths.insert(path).second;
+    const bool mayBeGone = !isFirstOfPath && isFirstOfPlace;
+    const WideText file = record->targetRoot + u'\\' + record->clientPath;
+    if (isFirstOfPlace && !(mayBeGone && File_platformIndependent(file).isCertainlyMissing()))
+      kept.push_back(std::move(*record));
+  }
+  std::reverse(kept.begin(), kept.end());
+  records = std::move(kept);
+}
+
 // Null if the device has no register that can be used.
 std::unique_ptr<DeviceRegister> openRegister(const InstallationPlan& plan) {
   try {
@@ -101,6 +121,7 @@ int UpdateInstallation::install(DeviceRegister& deviceRegister) {
   if (plan_.checkHashFile) {
     saveState(statHaskValidation, 1175);
     deviceRegister.bringToDevice();
+    dropReplacedRecords(validationRecords_);
     validator.begin(validationRecords_);
     validity = validator.run();
     static_cast<void>(deleteDownloadedFiles());
@@ -119,6 +140,8 @@ int UpdateInstallation::install(DeviceRegister& deviceRegister) {
   }
   if (!deleteDownloadedFiles()) return fail(reportOf(route_.notDeleted).pathAndDrive(userTempFolder));
 
+  // What is on the device is known for certain before anything is taken for gone.
+  if (!deviceRegister.bringToDevice()) return fail(reportOf(route_.notRecorded));
   UpdatesCleaner cleaner;
   if (cleaner.init(&deviceRegister.updates(), plan_.primaryRoot, plan_.secondaryRoot) != 0)
     return fail(reportOf(route_.cleanupNotStarted));

@@ -112,11 +112,13 @@ WideText UpdateZipExtractor::extractFile(const WideText& zipPath, const WideText
   const WideText destination = destinationFolder + u'/' + destinationRelativePath;
   const auto fail = [&](int exitCode, const WideText& message) -> WideText {
     closeArchive();
+    runProcessEndActions();
     ErrorReport(exitCode, message).attribute(u"fileName", zipEntryPath).save();
     return {};
   };
   const auto failExtraction = [&](int exitCode) -> WideText {
     closeArchive();
+    runProcessEndActions();
     ErrorReport(exitCode, notExtracted + destination)
         .attribute(u"fileName", zipEntryPath)
         .attribute(u"FILE", toForwardSlashes(destination))

@@ -5,12 +5,14 @@
 #include <exception>
 #include <utility>
 
+#include "core/BackendLogger.h"
 #include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
 #include "core/ProcessEnd.h"
 #include "core/Text.h"
+#include "core/XmlBounds.h"
 #include "core/XmlDocument.h"
 #include "install/IUpdateUninstaller.h"
 
@@ -85,6 +87,11 @@ void writeUpdate(TiXmlElement& element, const Update& update) {
     addElement(key, "base", entry.base);
     addElement(key, "condition", entry.condition);
   }
+}
+
+bool canBeReadAgain(const std::string& text) {
+  return static_cast<std::int64_t>(text.size()) <= maximalXmlFileBytes &&
+         isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes, maximalXmlMarkup);
 }
 
 // The register as the XML library prints it. A tree of one update at a time: one of all of them takes many
@@ -244,8 +251,13 @@ void UpdatesXml::readUpdate(const TiXmlElement& element) {
 bool UpdatesXml::write() const {
   const WideText path = file_ != nullptr ? file_->getFilePath() : WideText();
   if (path.empty() || unreadable_) return false;
+  const std::string text = printUpdates(updates_);
+  if (!canBeReadAgain(text)) {
+    writeLog(u"The register would be too large to be read again.");
+    return false;
+  }
   File_platformIndependent unfinished(path + u"_tevra_new");
-  if (saveXmlText(printUpdates(updates_), unfinished.path()) && unfinished.renameTo(path)) return true;
+  if (saveXmlText(text, unfinished.path()) && unfinished.renameTo(path)) return true;
   unfinished.remove();
   return false;
 }

@@ -285,7 +285,11 @@ bool LinuxFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {
   if (!toNativePath(folder, native, error)) return false;
   const int descriptor = ::open(native.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (!succeeded(descriptor, error)) return false;
-  const bool synced = succeeded(::fsync(descriptor), error);
+  // A FAT keeps a file's size and place in the folder's entry, and they are written with the file, not with
+  // the folder: a renamed file would be an empty one for a while.
+  struct statfs volume {};
+  const bool isOnFat = ::fstatfs(descriptor, &volume) == 0 && isFat(volume);
+  const bool synced = succeeded(isOnFat ? ::syncfs(descriptor) : ::fsync(descriptor), error);
   ::close(descriptor);
   // Some file systems write entries at once and know no such request.
   if (!synced && error == boost::system::errc::invalid_argument) error.clear();

@@ -152,5 +152,18 @@ TEST_F(PathBelowRootTest, BelowAMissingFolderNothingMoreIsAsked) {
   EXPECT_EQ(counting.asked, (std::vector<WideText>{root_ + u"\\missing", root_ + u"\\missing", whole}));
 }
 
+TEST(ComparablePathTest, DotsAndBlanksAtTheEndOfANameDontCountAsOnAFat) {
+  EXPECT_EQ(comparablePath(u"ZELMORA./updates.xml. ."), comparablePath(u"zelmora\\UPDATES.XML"));
+  EXPECT_NE(comparablePath(u"a.b"), comparablePath(u"ab"));
+  EXPECT_NE(comparablePath(u".hidden"), comparablePath(u"hidden"));
+}
+
+TEST(StaysBelowRootTest, ANameOfDotsAndBlanksAloneNamesNothing) {
+  for (const WideText path : {u"...", u"a/.. /b", u". ./a", u"a/ ", u" "})
+    EXPECT_FALSE(staysBelowRoot(path)) << toUtf8(path);
+  EXPECT_TRUE(staysBelowRoot(u"./a"));
+  EXPECT_TRUE(staysBelowRoot(u"a./b"));
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

@@ -131,6 +131,17 @@ class CheckSizeRunnerTest : public JobTest {
   CommandRecord command;
 };
 
+TEST_F(CheckSizeRunnerTest, WhatAnInterruptedMoveHasLeftTakesNoRoom) {
+  writeFile(card + u"/.TevraTemporaryLocation/temp_file_incomplete", "half a map");
+  writeFile(flash + u"/.TevraTemporaryLocation/x", "");
+  addPackage(software(1000));
+  CheckSizeRunner runner;
+  EXPECT_EQ(runner.init(command), 0);
+  EXPECT_EQ(runner.run(), 0);
+  EXPECT_TRUE(tree(card).empty());
+  EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/", "ZELMORA/map/"}));
+}
+
 TEST_F(CheckSizeRunnerTest, AMissingMainStorageIs1066WithoutAnyText) {
   command.storageCardDriveLetter = path(u"gone");
   command.secondDriveLetter = path(u"gone too");

@@ -262,13 +262,18 @@ TEST_F(InstallPackageRunnerTest, TwoDownloadsUnderOneNameAreRefusedBeforeAnythin
   command.packages[1].url = u"http://127.0.0.1/two/Content.zip?2";
   command.packages[0].md5 = u"AA";
   command.packages[1].md5 = u"BB";
-  InstallPackageRunner runner;
-  EXPECT_NE(runner.prepareInstall(command), 0);
+  EXPECT_NE(install(), 0);
   EXPECT_EQ(status().exitCode(), u"1096");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"Install file is invalid! Contact customer support.",
+                                   toBackslashes(flash)}));
   EXPECT_TRUE(logHas(u"Two different packages would be downloaded under one name: " +
                      toUpperAscii(workTempFolder + u"\\content.zip")));
+  EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/"}));
+  // The same package twice is one download after the other.
   command.packages[1].md5 = u"aa";
-  EXPECT_EQ(runner.prepareInstall(command), 0);
+  EXPECT_NE(install(), 0);
+  EXPECT_NE(status().exitCode(), u"1096");
 }
 
 TEST_F(InstallPackageRunnerTest, ARegisterThatIsNoTextIs1101AndNothingGoes) {
@@ -760,6 +765,125 @@ TEST_F(InstallPackageRunnerTest, AVersionFileThatCantBeReadIs1112And1074ForAnOld
   EXPECT_NE(install(), 0);
   EXPECT_EQ(status().exitCode(), u"1074");
   EXPECT_EQ(status().descriptions, (std::vector<WideText>{u"100", u"The cleanup run process fail!"}));
+}
+
+TEST_F(OlderPackageTest, NoClashOfDownloadsBehindItCounts) {
+  addPackage(older("Old", file("a", "a")));
+  addPackage(software("App", file("b", "b")));
+  command.packages[1].md5 = u"BB";
+  EXPECT_EQ(install(), 0);
+}
+
+TEST_F(OlderPackageTest, AWorkFolderOfUnknownRoomIs1106) {
+  addPackage(older("Old", file("a", "a")));
+  class NoAnswer : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool space(const WideText& path, platform::Space& space, platform::ErrorCode& error) override {
+      if (path.find(u"ZELMORATevra_tmp") == WideText::npos)
+        return ForwardingFileSystem::space(path, space, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return false;
+    }
+  } files(small);
+  useFileSystem(files);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1106");
+}
+
+TEST_F(InstallPackageRunnerTest, AFileThatTwoUpdatesPlaceIsValidatedAsTheLastOnePlacedIt) {
+  command.checkHashFile = true;
+  addPackage(software("One", file("a", "shared")) + software("Two", file("b", "shared")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(readFile(flash + u"/shared"), "new b");
+}
+
+TEST_F(InstallPackageRunnerTest, AFileThatALaterUpdateTakesToTheOtherStorageIsValidatedThere) {
+  command.checkHashFile = true;
+  addPackage(software("One", file("a", "shared")) + content("Two", file("b", "shared", 3)));
+  EXPECT_EQ(install(), 0);
+  EXPECT_FALSE(fileExists(flash + u"/shared"));
+  EXPECT_EQ(readFile(card + u"/shared"), "new b");
+}
+
+TEST_F(InstallPackageRunnerTest, TheRegisterIsOnTheDeviceBeforeADamagedPackageIsReported) {
+  addPackage(software("One", file("a", "a")) + software("Two", file("no such entry", "b")));
+  FaultyFileSystem watching(small);
+  std::vector<std::pair<WideText, std::size_t>> registeredAt;
+  watching.before = [&](int, const std::string& operation) {
+    if (operation != "rename") return;
+    // The status before this renaming is the last one that the front end has seen.
+    registeredAt.emplace_back(status().exitCode(), registered().size());
+  };
+  useFileSystem(watching);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1102");
+  bool wasSeen = false;
+  for (const auto& [code, count] : registeredAt) {
+    if (code != u"1123") continue;
+    wasSeen = true;
+    EXPECT_EQ(count, 1U);
+  }
+  EXPECT_TRUE(wasSeen);
+  EXPECT_EQ(registered().size(), 1U);
+}
+
+// A medium that tells once that it could not keep something, and then no more, as the kernel does.
+TEST_F(InstallPackageRunnerTest, AWriteErrorThatIsToldOnceBeforeTheValidationIsNoSuccess) {
+  class TellsOnce : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool areOnSameVolume(const WideText&, const WideText&, platform::ErrorCode& error) override {
+      error.clear();
+      return false;
+    }
+    bool syncVolume(const WideText&, platform::ErrorCode& error) override {
+      error.clear();
+      if (std::exchange(told, true)) return true;
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return false;
+    }
+    bool told = false;
+  } files(small);
+  useFileSystem(files);
+  command.checkHashFile = true;
+  addPackage(software("App", file("a", "a")));
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1102");
+}
+
+TEST_F(InstallPackageRunnerTest, AfterAMapWasMovedAnUpdateForEitherStorageIsPlacedAnew) {
+  // Flash is a byte short at first, so that the update for either storage is sent to the card. With the map
+  // the card hasn't the room, but flash has.
+  writeFile(flash + u"/ZELMORA/map/old.map", std::string(90'000, 'm'));
+  addPackage(software("App", file("a", "a"), " update_size=\"1000\"") +
+             update("anywhere", "Any", file("b", "b"), " update_size=\"1000\""));
+  class Shifting : public platform::ForwardingFileSystem {
+   public:
+    Shifting(platform::FileSystem& target, WideText flash, WideText card)
+        : ForwardingFileSystem(target), flash_(std::move(flash)), card_(std::move(card)) {}
+    bool space(const WideText& path, platform::Space& space, platform::ErrorCode& error) override {
+      const bool known = ForwardingFileSystem::space(path, space, error);
+      const WideText spelled = toForwardSlashes(path);
+      const bool moved = platform::machine().files->kind(card_ + u"/ZELMORA/map/old.map", error) ==
+                         platform::EntryKind::file;
+      error.clear();
+      constexpr std::uint64_t reserve = 10'485'760;
+      if (spelled.starts_with(flash_)) space.free = reserve + 33'763 - 1 + (moved ? 90'000 : 0);
+      if (spelled.starts_with(card_)) space.free = reserve + 100'000 - (moved ? 90'000 : 0);
+      return known;
+    }
+
+   private:
+    WideText flash_;
+    WideText card_;
+  } files(small, flash, card);
+  useFileSystem(files);
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1010");
+  EXPECT_TRUE(fileExists(card + u"/ZELMORA/map/old.map"));
+  EXPECT_EQ(readFile(flash + u"/a"), "new a");
+  EXPECT_EQ(readFile(flash + u"/b"), "new b");
 }
 
 }  // namespace

@@ -373,9 +373,14 @@ TEST_F(InstallXmlTest, SecondLoadStartsFromNothing) {
   EXPECT_TRUE(installXml.getUpdates().empty());
 }
 
-TEST_F(InstallXmlTest, LoneSurrogateThrows) {
-  EXPECT_THROW(static_cast<void>(installXml.load(WideText(u"<install/>") + char16_t(0xD800))),
-               std::exception);
+TEST_F(InstallXmlTest, TextThatIsNoneIs1167) {
+  EXPECT_EQ(installXml.load(WideText(u"<install/>") + char16_t(0xD800)), -1);
+  EXPECT_EQ(status().exitCode(), u"1167");
+  EXPECT_EQ(load(describe("", "<company>c</company><name>&#xD800;</name><version>1</version>" + someFile)),
+            -1);
+  EXPECT_EQ(status().exitCode(), u"1167");
+  EXPECT_FALSE(installXml.isValid());
+  EXPECT_TRUE(installXml.getUpdates().empty());
 }
 
 // A damaged description is either still one, or reported; the only exception is that of damaged UTF-8.

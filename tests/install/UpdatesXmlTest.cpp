@@ -579,6 +579,18 @@ TEST_F(UpdatesXmlTest, TenThousandUpdatesAreReplacedFoundAndRemoved) {
   EXPECT_EQ(found.back().info.version, u"2");
 }
 
+TEST_F(UpdatesXmlTest, ARegisterThatCouldNotBeReadAgainIsNotWritten) {
+  startLog();
+  put(wholeRegister);
+  UpdatesXml updates(&file_);
+  Update large = makeUpdate(u"Z", u"Large");
+  large.files.assign(260'000, {u"a", 0});  // four tags each, more than a document may have
+  updates.addUpdate(large);
+  EXPECT_FALSE(updates.save());
+  EXPECT_EQ(content(), wholeRegister);
+  EXPECT_TRUE(logHas(u"The register would be too large to be read again."));
+}
+
 }  // namespace
 
 }  // namespace ZelmoraTevra
