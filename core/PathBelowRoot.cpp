@@ -71,7 +71,7 @@ std::optional<WideText> PathBelowRoot::joinInPresentFolder(const WideText& relat
 
 std::optional<WideText> PathBelowRoot::joinExisting(const WideText& relativePath) {
   std::optional<WideText> path = joinInFolder(relativePath);
-  if (path && (lastFolderIs_ == Folder::missing || isMissing(*path) || isLink(*path))) path.reset();
+  if (path && (isMissing(*path) || isLink(*path))) path.reset();
   return path;
 }
 

@@ -89,13 +89,17 @@ TEST_F(PathBelowRootTest, InAMissingFolderNothingIsLookedFor) {
   } counting(files());
   useFileSystem(counting);
   PathBelowRoot below(root_);
-  for (int i = 0; i < 100; ++i) {
-    EXPECT_EQ(below.joinExisting(u"missing/file"), std::nullopt);
-    EXPECT_EQ(below.joinInPresentFolder(u"missing/file"), std::nullopt);
-  }
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(below.joinInPresentFolder(u"missing/file"), std::nullopt);
   EXPECT_EQ(counting.looks, 1);
   EXPECT_EQ(below.join(u"missing/file"), root_ + u"\\missing/file");
   EXPECT_EQ(below.joinInPresentFolder(u"a/missing"), root_ + u"\\a/missing");
+}
+
+TEST_F(PathBelowRootTest, AFileInAFolderThatWasMadeInTheMeantimeIsJoinedAsExisting) {
+  PathBelowRoot below(root_);
+  EXPECT_EQ(below.joinExisting(u"missing/file"), std::nullopt);
+  writeFile(root_ + u"/missing/file", "content");
+  EXPECT_EQ(below.joinExisting(u"missing/file"), root_ + u"\\missing/file");
 }
 
 TEST_F(PathBelowRootTest, InItsFolderAPathIsJoinedWithoutALookAtIt) {
