@@ -26,11 +26,11 @@ class PathBelowRoot {
   [[nodiscard]] const WideText& root() const { return root_; }
   // root, "\", relative path; nothing if that would leave the root.
   [[nodiscard]] std::optional<WideText> join(const WideText& relativePath);
-  // The same for a folder that is there: nothing for the paths in one that wasn't there at the first look, and
-  // no look at them. Who makes folders in the meantime asks another object.
+  // The same for a folder that is there: nothing for the paths in one that wasn't there at the first look,
+  // and no look at them. Who makes folders in the meantime asks another object.
   [[nodiscard]] std::optional<WideText> joinInPresentFolder(const WideText& relativePath);
-  // The same for what is there itself: nothing also for a path at which there is nothing, which costs one look
-  // then and not two.
+  // The same for what is there itself: nothing also for a path at which there is nothing, which costs one
+  // look then and not two.
   [[nodiscard]] std::optional<WideText> joinExisting(const WideText& relativePath);
   // What `join` gives, without a look at the path itself: for those who open it in a way that follows no
   // link there.
