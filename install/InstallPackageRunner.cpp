@@ -146,7 +146,6 @@ bool InstallPackageRunner::collectUpdates() {
     for (InstallUpdate& update : description.getUpdates()) {
       update.localSource = source;
       plan_.updates.push_back(&update);
-      wantedLocations_.push_back({update.locationContent, update.locationSoftware, update.locationOther});
     }
     if (description.getUpdates().front().hasLocation()) continue;
     if (&package != &command_.packages.front()) {
@@ -174,13 +173,7 @@ bool InstallPackageRunner::fitsIntoTempFolder(const InstallRoute& route) const {
 
 // False after a report, or if nothing can be learned of the main storage.
 bool InstallPackageRunner::distribute(Distribution& distribution) {
-  if (!isOlder_) {
-    // A distribution before has decided where those go that may go to either storage.
-    for (std::size_t i = 0; i < plan_.updates.size(); ++i)
-      std::tie(plan_.updates[i]->locationContent, plan_.updates[i]->locationSoftware,
-               plan_.updates[i]->locationOther) = wantedLocations_[i];
-    return distributor_.distribute(plan_.updates, distribution) == 0;
-  }
+  if (!isOlder_) return distributor_.distribute(plan_.updates, distribution) == 0;
   SaturatingInt64 total;
   for (const InstallUpdate* update : plan_.updates) total += update->updateSize;
   OlderDistribution whole;

@@ -1,8 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <tuple>
-#include <vector>
 
 #include "core/CommandTable.h"
 #include "core/Directory_new.h"
@@ -53,8 +51,6 @@ class InstallPackageRunner : public ICommandWorker {
   bool isOlder_ = false;
   UpdateDistributor distributor_;
   InstallationPlan plan_;
-  // What the descriptions say of the updates: content, software, other.
-  std::vector<std::tuple<bool, bool, bool>> wantedLocations_;
   // Bytes, over all packages.
   SaturatingInt64 extraSpaceSoftware_;
   SaturatingInt64 extraSpaceContent_;

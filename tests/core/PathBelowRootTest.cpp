@@ -20,7 +20,7 @@ class PathBelowRootTest : public JobTest {
 
 TEST_F(PathBelowRootTest, AnOrdinaryRelativePathStaysBelow) {
   for (const WideView each :
-       {u"a", u"a/b", u"a\\b/c.txt", u"./a", u"a..b/..c/d..", u"...", u"ab:c", u"1:x", u"a//b", u"a/"})
+       {u"a", u"a/b", u"a\\b/c.txt", u"./a", u"a..b/..c/d..", u"ab:c", u"1:x", u"a//b", u"a/"})
     EXPECT_TRUE(staysBelowRoot(each)) << toUtf8(each);
 }
 

@@ -376,7 +376,8 @@ TEST_F(InstallXmlTest, SecondLoadStartsFromNothing) {
 TEST_F(InstallXmlTest, TextThatIsNoneIs1167) {
   EXPECT_EQ(installXml.load(WideText(u"<install/>") + char16_t(0xD800)), -1);
   EXPECT_EQ(status().exitCode(), u"1167");
-  EXPECT_EQ(load(describe("", "<company>c</company><name>&#xD800;</name><version>1</version>" + someFile)),
+  EXPECT_EQ(load("<install><update><company>c</company><name>&#xD800;</name><version>1</version>" + someFile +
+                 "</update></install>"),
             -1);
   EXPECT_EQ(status().exitCode(), u"1167");
   EXPECT_FALSE(installXml.isValid());
