@@ -3,6 +3,8 @@
 #include <memory>
 
 #include "platform/Clock.h"
+#include "platform/DeviceTree.h"
+#include "platform/DiskMaintenance.h"
 #include "platform/FileSystem.h"
 #include "platform/Identifiers.h"
 #include "platform/Power.h"
@@ -21,6 +23,8 @@ struct Machine {
   Registry* registry = nullptr;
   Clock* clock = nullptr;
   Identifiers* identifiers = nullptr;
+  DeviceTree* deviceTree = nullptr;
+  DiskMaintenance* maintenance = nullptr;
 };
 
 // The active set: the one of the innermost ScopedMachine, else the machine that the program runs on.

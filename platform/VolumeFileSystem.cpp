@@ -103,10 +103,8 @@ class VolumeFileSystem::Place {
     if (volumes_.empty()) return;
     const char16_t letter = driveLetter(path);
     if (letter == 0) return;
-    const auto named = [letter](const Volume& volume) { return volume.letter == letter; };
-    const auto found = std::find_if(volumes_.begin(), volumes_.end(), named);
-    if (found == volumes_.end()) return;
-    drive_ = &*found;
+    drive_ = volumeOfLetter(volumes_, letter);
+    if (drive_ == nullptr) return;
     const WideText below = componentsBelowRoot(WideView(path).substr(2));
     isRoot_ = below.empty();
     below_.reserve(drive_->folder.size() + below.size());

@@ -8,6 +8,7 @@ namespace ZelmoraTevra::platform {
 class LinuxVolumes : public Volumes {
  public:
   const std::vector<Volume>& volumes() override { return none_; }
+  std::optional<VolumeInformation> information(char16_t /*letter*/) override { return {}; }
 
  private:
   std::vector<Volume> none_;

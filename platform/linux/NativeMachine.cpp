@@ -4,6 +4,7 @@
 #include "platform/NativeFileSystem.h"
 #include "platform/VolumeFileSystem.h"
 #include "platform/linux/LinuxClock.h"
+#include "platform/linux/LinuxDevices.h"
 #include "platform/linux/LinuxFileSystem.h"
 #include "platform/linux/LinuxIdentifiers.h"
 #include "platform/linux/LinuxPower.h"
@@ -24,7 +25,10 @@ struct LinuxMachine {
   LinuxRegistry registry{disk, processes};
   LinuxClock clock;
   LinuxIdentifiers identifiers;
-  Machine machine{&files, &volumes, &processes, &power, &registry, &clock, &identifiers};
+  LinuxDeviceTree deviceTree;
+  LinuxDiskMaintenance maintenance;
+  Machine machine{&files, &volumes,     &processes,  &power,      &registry,
+                  &clock, &identifiers, &deviceTree, &maintenance};
 };
 
 LinuxMachine& linuxMachine() {

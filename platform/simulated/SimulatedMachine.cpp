@@ -17,6 +17,14 @@ class SimulatedVolumes : public Volumes {
   explicit SimulatedVolumes(std::vector<Volume> volumes) : volumes_(std::move(volumes)) {}
 
   const std::vector<Volume>& volumes() override { return volumes_; }
+  std::optional<VolumeInformation> information(char16_t letter) override {
+    const Volume* const volume = volumeOfLetter(volumes_, letter);
+    ErrorCode error;
+    if (volume == nullptr || volume->fileSystem.empty() ||
+        nativeFileSystem().kind(volume->folder, error) != EntryKind::folder)
+      return {};
+    return VolumeInformation{volume->label, volume->serial, volume->fileSystem};
+  }
 
  private:
   std::vector<Volume> volumes_;

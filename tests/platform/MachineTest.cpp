@@ -16,6 +16,8 @@ TEST(MachineTest, theNativeMachineHasEveryRoleAndIsAlwaysTheSame) {
   EXPECT_NE(native.registry, nullptr);
   EXPECT_NE(native.clock, nullptr);
   EXPECT_NE(native.identifiers, nullptr);
+  EXPECT_NE(native.deviceTree, nullptr);
+  EXPECT_NE(native.maintenance, nullptr);
   EXPECT_EQ(&nativeMachine(), &native);
 }
 
