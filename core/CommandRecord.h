@@ -47,6 +47,9 @@ struct CommandRecord {
   bool localInstall = false;
   bool checkHashFile = false;
   bool notRunMoveMap = false;
+  bool forceDismount = false;
+  bool fixErrors = false;
+  bool recoverBadSectors = false;
 };
 
 }  // namespace ZelmoraTevra

@@ -19,8 +19,9 @@ platform::FileSystem& disk() {
   return *platform::machine().files;
 }
 
-// Removes a folder and what is in it, deepest entries first.
-bool removeTree(const WideText& folder) {
+bool removeTree(const WideText& folder);
+
+bool removeEntriesOf(const WideText& folder) {
   ErrorCode error;
   std::vector<FolderEntry> entries;
   bool removedAll = disk().list(folder, entries, error);
@@ -33,6 +34,13 @@ bool removeTree(const WideText& folder) {
     if (entry.kind == EntryKind::file) disk().clearReadOnlyAndHidden(path, error);
     removedAll = disk().removeFile(path, error) && removedAll;
   }
+  return removedAll;
+}
+
+// Removes a folder and what is in it, deepest entries first.
+bool removeTree(const WideText& folder) {
+  const bool removedAll = removeEntriesOf(folder);
+  ErrorCode error;
   return disk().removeFolder(folder, error) && removedAll;
 }
 
@@ -146,6 +154,10 @@ void Directory_new::remove() {
   ErrorCode error;
   const bool removed = disk().isLink(path_, error) ? disk().removeFile(path_, error) : removeTree(path_);
   if (!removed) writeLog(u"DIRECTORY: exception when remove directory " + path_);
+}
+
+void Directory_new::removeContent() {
+  if (exists() && !removeEntriesOf(path_)) writeLog(u"DIRECTORY: exception when remove directory " + path_);
 }
 
 bool Directory_new::walk(std::vector<WideText>& paths, bool recursive, EntryKind wanted,

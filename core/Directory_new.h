@@ -55,6 +55,8 @@ class Directory_new {
   // Removes the folder with everything in it. A symbolic link, be it the folder itself or inside, is removed,
   // not followed.
   void remove();
+  // Removes what is in the folder in the same way, and keeps the folder itself: for the root of a storage.
+  void removeContent();
 
  private:
   // Stops behind the first entry found if that is all that is asked for.

@@ -126,11 +126,16 @@ bool File_platformIndependent::finish() {
 
 bool File_platformIndependent::remove() {
   if (!exists()) return false;
+  clearMarks();
   ErrorCode error;
-  disk().clearReadOnlyAndHidden(path_, error);
   const bool removed = disk().removeFile(path_, error);
   if (!removed) writeLog(u"FILE: exception when try to delete " + path_);
   return removed;
+}
+
+void File_platformIndependent::clearMarks() {
+  ErrorCode error;
+  disk().clearReadOnlyAndHidden(path_, error);
 }
 
 bool File_platformIndependent::renameTo(const WideText& destination) {

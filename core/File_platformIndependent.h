@@ -59,6 +59,8 @@ class File_platformIndependent {
 
   // Removes the file, its read-only and hidden marks notwithstanding. False if it doesn't exist.
   bool remove();
+  // Takes away the read-only and hidden marks. A failure isn't logged: the removal that follows tells of it.
+  void clearMarks();
   // Replaces a file at the destination. A failure is not logged: the callers have lines of their own.
   [[nodiscard]] bool renameTo(const WideText& destination);
   // Seconds since the epoch, UTC, for creation and last write.

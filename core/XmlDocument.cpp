@@ -6,7 +6,7 @@
 
 #include "core/File_platformIndependent.h"
 #include "core/Text.h"
-#include "core/XmlBounds.h"
+#include "platform/XmlBounds.h"
 
 namespace ZelmoraTevra {
 

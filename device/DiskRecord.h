@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "platform/DeviceTree.h"
 #include "platform/Text.h"
@@ -21,5 +22,10 @@ struct DiskRecord {
   std::uint8_t externalChanged = 0;  // 1 when a card's new letter replaced one that is gone
   std::int32_t lunType = 0;          // the unit last stored into internalDrive or externalDriveLun0
 };
+
+// Adds a record to the devices found so far, or takes what it knows into the record of the same device: the
+// one with its grand-parent node or, with `windows7Mode`, the one whose id differs in the unit number alone.
+// True if it was a device of its own.
+bool mergeDiskRecord(std::vector<DiskRecord>& records, const DiskRecord& found, bool windows7Mode);
 
 }  // namespace ZelmoraTevra

@@ -46,15 +46,16 @@ class ScopedMachine {
 // The machine that the program runs on. Made at the first call, lives until the end of the process.
 [[nodiscard]] const Machine& nativeMachine();
 
-// A machine whose volumes come from an XML file and whose other roles are those of the native machine.
+// A machine whose devices, volumes and disk maintenance come from an XML file and whose other roles are those
+// of the native machine.
 class SimulatedMachine {
  public:
   virtual ~SimulatedMachine() = default;
   [[nodiscard]] virtual const Machine& machine() const = 0;
 };
 
-// A file that is missing or doesn't parse gives a machine without volumes, and one line on standard error
-// says why.
+// A file that is missing or doesn't parse gives a machine without nodes, and one line on standard error says
+// why.
 [[nodiscard]] std::unique_ptr<SimulatedMachine> openSimulatedMachine(const WideText& machineFile);
 
 }  // namespace ZelmoraTevra::platform

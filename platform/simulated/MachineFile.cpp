@@ -1,16 +1,18 @@
 #include "platform/simulated/MachineFile.h"
 
-#include <tinyxml.h>
-
 #include <algorithm>
 #include <charconv>
-#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <set>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "platform/AbsolutePath.h"
 #include "platform/DrivePath.h"
+#include "platform/XmlBounds.h"
 
 namespace ZelmoraTevra::platform {
 
@@ -18,9 +20,12 @@ namespace {
 
 // The parser calls itself for each level and compares each attribute with those before it. No machine comes
 // near these bounds.
-constexpr std::int64_t largestFile = 1024 * 1024;
-constexpr std::int64_t mostTags = 2'000;
-constexpr std::int64_t mostAttributes = 20'000;
+constexpr std::int64_t largestFile = 4 * 1024 * 1024;
+constexpr int deepestLevel = 2'000;
+constexpr int mostAttributes = 64;
+constexpr std::size_t mostMarkup = 200'000;
+
+constexpr WideView diskIdStart = u"USBSTOR\\";
 
 std::runtime_error fault(const std::string& why) {
   return std::runtime_error(why);
@@ -40,20 +45,31 @@ std::string contentOf(FileSystem& files, const WideText& path) {
   return content;
 }
 
-void checkBounds(const std::string& document) {
-  std::int64_t tags = 0;
-  for (std::size_t position = document.find('<'); position != std::string::npos;
-       position = document.find('<', position + 1)) {
-    const char next = position + 1 < document.size() ? document[position + 1] : '\0';
-    if (next != '/' && next != '!' && next != '?') ++tags;
-  }
-  if (tags > mostTags) throw fault("too many elements");
-  if (std::count(document.begin(), document.end(), '=') > mostAttributes) throw fault("too many attributes");
+void checkBounds(const std::string& content) {
+  // The parser would take what stands before a NUL for the whole.
+  if (content.find('\0') != std::string::npos) throw fault("not a text");
+  if (!isWithinXmlBounds(content, deepestLevel, mostAttributes, mostMarkup))
+    throw fault("not well-formed, or beyond the bounds of a machine");
 }
 
 std::string_view attribute(const TiXmlElement& element, const char* name) {
   const char* const value = element.Attribute(name);
   return value != nullptr ? value : "";
+}
+
+template <typename Number>
+std::optional<Number> numberOf(const TiXmlElement& element, const char* name) {
+  const std::string_view text = attribute(element, name);
+  if (text.empty()) return {};
+  Number number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size())
+    throw fault("a volume's " + std::string(name) + " isn't a number");
+  return number;
+}
+
+bool isTrue(const TiXmlElement& element, const char* name) {
+  return attribute(element, name) == "true";
 }
 
 char16_t letterOf(const TiXmlElement& element) {
@@ -64,60 +80,186 @@ char16_t letterOf(const TiXmlElement& element) {
   return result;
 }
 
-WideText folderOf(const TiXmlElement& element, const WideText& base) {
+WideText folderOf(const TiXmlElement& element, const WideText& machineFile) {
   const WideText folder = toWide(attribute(element, "folder"));
   if (folder.empty()) throw fault("a volume has no folder");
   const bool relative = !isSeparator(folder.front()) && driveLetter(folder) == 0;
-  return absolutePath(relative ? base + u"/" + folder : folder);
+  const WideText base = machineFile.substr(0, machineFile.find_last_of(u"/\\") + 1);
+  return absolutePath(relative ? base + folder : folder);
 }
 
-std::optional<std::uint64_t> capacityOf(const TiXmlElement& element) {
-  const std::string_view text = attribute(element, "capacity");
-  if (text.empty()) return {};
-  std::uint64_t capacity = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), capacity);
-  if (error != std::errc() || end != text.data() + text.size())
-    throw fault("a volume's capacity isn't a number");
-  return capacity;
+DriveType typeOf(const TiXmlElement& element) {
+  const std::string_view type = attribute(element, "type");
+  if (type.empty() || type == "removable") return DriveType::removable;
+  if (type == "fixed") return DriveType::fixed;
+  if (type == "cdrom") return DriveType::cdrom;
+  throw fault("a volume's type is unknown");
 }
 
-void readNode(const TiXmlElement& node, const WideText& base, std::vector<Volume>& volumes) {
-  const TiXmlElement* const volume = node.FirstChildElement("volume");
-  if (volume != nullptr && attribute(*volume, "ejected") != "true") {
-    volumes.push_back({letterOf(*volume), folderOf(*volume, base), attribute(*volume, "readOnly") == "true",
-                       capacityOf(*volume)});
+// What "chkdsk" prints about it.
+std::string checkOutputOf(const TiXmlElement& element, const WideText& fileSystem) {
+  const std::string* const output = element.Attribute(std::string("checkOutput"));
+  return output != nullptr ? *output : "The type of the file system is " + toUtf8(fileSystem) + ".\n";
+}
+
+void readFormatFails(const TiXmlElement& element, SimulatedVolume& volume) {
+  std::string_view names = attribute(element, "formatFails");
+  while (!names.empty()) {
+    const std::size_t length = std::min(names.find(','), names.size());
+    std::string_view name = names.substr(0, length);
+    names.remove_prefix(std::min(length + 1, names.size()));
+    while (name.starts_with(' ')) name.remove_prefix(1);
+    while (name.ends_with(' ')) name.remove_suffix(1);
+    if (name != "FAT" && name != "FAT32") throw fault("a volume's formatFails names no file system");
+    (name == "FAT" ? volume.refusesFat : volume.refusesFat32) = true;
   }
-  for (const TiXmlElement* child = node.FirstChildElement("node"); child != nullptr;
-       child = child->NextSiblingElement("node")) {
-    readNode(*child, base, volumes);
-  }
 }
 
-std::vector<Volume> volumesOf(const std::string& content, const WideText& base) {
-  checkBounds(content);
-  // The parser would take what stands before a NUL for the whole.
-  if (content.find('\0') != std::string::npos) throw fault("not a text");
-  TiXmlDocument document;
-  document.Parse(content.c_str(), nullptr, TIXML_ENCODING_UTF8);
-  if (document.Error()) throw fault(document.ErrorDesc());
-  const TiXmlElement* const machine = document.RootElement();
-  if (machine == nullptr || machine->ValueStr() != "machine") throw fault("it holds no machine");
-  std::vector<Volume> volumes;
-  const TiXmlElement* const root = machine->FirstChildElement("node");
-  if (root != nullptr) readNode(*root, base, volumes);
-  return volumes;
+SimulatedVolume volumeOfElement(const TiXmlElement& element, const WideText& machineFile, DeviceNode disk) {
+  SimulatedVolume result;
+  Volume& volume = result.volume;
+  volume.letter = letterOf(element);
+  volume.folder = folderOf(element, machineFile);
+  volume.readOnly = isTrue(element, "readOnly");
+  volume.capacity = numberOf<std::uint64_t>(element, "capacity");
+  volume.type = typeOf(element);
+  volume.label = toWide(attribute(element, "label"));
+  volume.serial = numberOf<std::uint32_t>(element, "serial").value_or(0);
+  if (element.Attribute("fileSystem") != nullptr)
+    volume.fileSystem = toWide(attribute(element, "fileSystem"));
+  result.disk = disk;
+  result.ejected = isTrue(element, "ejected");
+  result.dirty = isTrue(element, "dirty");
+  result.checkReturn = numberOf<std::uint32_t>(element, "checkReturn").value_or(0);
+  result.checkOutput = checkOutputOf(element, volume.fileSystem);
+  readFormatFails(element, result);
+  result.ejectVetoes = numberOf<std::uint32_t>(element, "ejectVetoes").value_or(0);
+  return result;
+}
+
+bool writeWhole(FileSystem& files, const WideText& path, const std::string& content, ErrorCode& error) {
+  const auto file = files.open(path, OpenMode::truncate, error);
+  return file != nullptr && file->write(content.data(), content.size(), error) && file->sync(error) &&
+         file->close(error);
+}
+
+void complain(const WideText& path, const std::string& why) {
+  std::string name = "machine file";
+  try {
+    name = toUtf8(path);
+  } catch (const std::exception&) {
+    // The path's bytes are no text; the reason is told without it.
+  }
+  std::fputs((name + ": " + why + "\n").c_str(), stderr);
 }
 
 }  // namespace
 
-MachineFile readMachineFile(FileSystem& files, const WideText& path) {
+MachineFile::MachineFile(FileSystem& files, const WideText& path) : files_(files), path_(path) {
   try {
-    const WideText file = absolutePath(path);
-    const WideText base = file.substr(0, std::min(file.find_last_of(u"/\\"), file.size()));
-    return {volumesOf(contentOf(files, path), base), {}};
+    path_ = absolutePath(path);
+    read();
+    findPresentVolumes();
   } catch (const std::exception& error) {
-    return {{}, error.what()};
+    nodes_.clear();
+    volumes_.clear();
+    elements_.clear();
+    complain(path, error.what());
   }
+}
+
+std::optional<std::size_t> MachineFile::volumeOf(char16_t letter) const {
+  if (letter == 0) return {};
+  for (std::size_t i = 0; i < volumes_.size(); ++i)
+    if (volumes_[i].volume.letter == letter && !volumes_[i].ejected) return i;
+  return {};
+}
+
+bool MachineFile::hasMedium(std::size_t volume) const {
+  ErrorCode error;
+  return files_.kind(volumes_[volume].volume.folder, error) == EntryKind::folder;
+}
+
+bool MachineFile::apply(const std::vector<Change>& changes) {
+  std::vector<std::optional<std::string>> previous;
+  for (const auto& [volume, name, value] : changes) {
+    const std::string* const old = elements_[volume]->Attribute(std::string(name));
+    previous.push_back(old != nullptr ? std::optional<std::string>(*old) : std::nullopt);
+    elements_[volume]->SetAttribute(std::string(name), value);
+  }
+  const bool saved = save();
+  for (std::size_t i = changes.size(); !saved && i-- > 0;) {
+    TiXmlElement& element = *elements_[changes[i].volume];
+    if (previous[i]) {
+      element.SetAttribute(std::string(changes[i].attribute), *previous[i]);
+    } else {
+      element.RemoveAttribute(std::string(changes[i].attribute));
+    }
+  }
+  if (!saved) return false;
+  for (const Change& change : changes) {
+    SimulatedVolume& volume = volumes_[change.volume];
+    volume = volumeOfElement(*elements_[change.volume], path_, volume.disk);
+  }
+  findPresentVolumes();
+  return true;
+}
+
+void MachineFile::read() {
+  const std::string content = contentOf(files_, path_);
+  checkBounds(content);
+  document_.Parse(content.c_str(), nullptr, TIXML_ENCODING_UTF8);
+  if (document_.Error()) throw fault(document_.ErrorDesc());
+  TiXmlElement* const machine = document_.RootElement();
+  if (machine == nullptr || machine->ValueStr() != "machine") throw fault("it holds no machine");
+  TiXmlElement* const root = machine->FirstChildElement("node");
+  if (root != nullptr) readNode(*root, noDeviceNode, noDeviceNode);
+}
+
+DeviceNode MachineFile::readNode(TiXmlElement& element, DeviceNode parent, DeviceNode disk) {
+  nodes_.push_back({.id = toWide(attribute(element, "id")), .parent = parent});
+  const std::size_t index = nodes_.size() - 1;
+  const auto node = static_cast<DeviceNode>(nodes_.size());
+  if (nodes_[index].id.starts_with(diskIdStart)) disk = node;
+  TiXmlElement* const volume = element.FirstChildElement("volume");
+  if (volume != nullptr) {
+    nodes_[index].volume = volumes_.size();
+    volumes_.push_back(volumeOfElement(*volume, path_, disk != noDeviceNode ? disk : node));
+    elements_.push_back(volume);
+  }
+  DeviceNode previous = noDeviceNode;
+  for (TiXmlElement* child = element.FirstChildElement("node"); child != nullptr;
+       child = child->NextSiblingElement("node")) {
+    const DeviceNode below = readNode(*child, node, disk);
+    (previous == noDeviceNode ? nodes_[index].firstChild : nodes_[previous - 1].nextSibling) = below;
+    previous = below;
+  }
+  nodes_[index].end = static_cast<DeviceNode>(nodes_.size()) + 1;
+  return node;
+}
+
+void MachineFile::findPresentVolumes() {
+  present_.clear();
+  std::set<char16_t> taken;
+  for (std::size_t i = 0; i < volumes_.size(); ++i) {
+    if (volumes_[i].ejected) continue;
+    const char16_t letter = letterOf(*elements_[i]);
+    volumes_[i].volume.letter = taken.insert(letter).second ? letter : u'\0';
+    present_.push_back(volumes_[i].volume);
+  }
+}
+
+bool MachineFile::save() const {
+  TiXmlPrinter printer;
+  printer.SetIndent("  ");
+  document_.Accept(&printer);
+  const WideText copy = path_ + u"_new";
+  ErrorCode error;
+  if (writeWhole(files_, copy, printer.Str(), error) && files_.rename(copy, path_, error)) return true;
+  complain(path_, error.message());
+  ErrorCode ignored;
+  files_.removeFile(copy, ignored);
+  return false;
 }
 
 }  // namespace ZelmoraTevra::platform

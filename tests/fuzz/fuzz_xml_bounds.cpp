@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "core/XmlBounds.h"
+#include "platform/XmlBounds.h"
 
 namespace {
 

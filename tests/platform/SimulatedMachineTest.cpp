@@ -265,7 +265,7 @@ TEST_F(SimulatedMachineTest, aFileBeyondAllBoundsIsRefused) {
   open(wide + "/>");
   expectRefused();
   std::string document = "<machine>";
-  document.append(2 * 1024 * 1024, ' ');
+  document.append(5 * 1024 * 1024, ' ');
   open(document + "</machine>");
   expectRefused();
 }

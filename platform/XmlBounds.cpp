@@ -1,4 +1,4 @@
-#include "core/XmlBounds.h"
+#include "platform/XmlBounds.h"
 
 #include <algorithm>
 #include <cstddef>

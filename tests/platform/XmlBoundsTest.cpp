@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/XmlBounds.h"
+#include "platform/XmlBounds.h"
 
 namespace ZelmoraTevra {
 namespace {
