@@ -51,6 +51,12 @@ std::string volumeNode(char letter, const std::string& folder, const SimulatedSt
   return "<node id=\"USBSTOR\\DISK\\" + folder + "\">" + volume + "/></node>";
 }
 
+void redirect(int stream, const std::string& file) {
+  const int target = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  ::dup2(target, stream);
+  ::close(target);
+}
+
 }  // namespace
 
 std::string JobResult::document() const {
@@ -211,6 +217,7 @@ JobResult JobProcess::wait(const Observer& observer) {
   result.exitValue = WIFEXITED(state) ? WEXITSTATUS(state) : -1;
   result.signal = WIFSIGNALED(state) ? WTERMSIG(state) : 0;
   result.errors = read("stderr.txt");
+  result.output = read("stdout.txt");
   if (!result.statuses.empty()) result.last = result.statuses.back();
   return result;
 }
@@ -271,7 +278,7 @@ void JobProcess::writeMachine() const {
 void JobProcess::startChild(const std::function<int()>& body, const std::string& programName) {
   programName_ = programName;
   if (keepsLog && !exists("log.xml")) write("log.xml", "");
-  if (simulatesMachine) writeMachine();
+  if (simulatesMachine && makesMachine) writeMachine();
   if (inotify_ < 0) inotify_ = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   ::inotify_add_watch(inotify_, path("tmp").c_str(), IN_CREATE);
   child_ = ::fork();
@@ -283,9 +290,8 @@ void JobProcess::startChild(const std::function<int()>& body, const std::string&
 
 void JobProcess::setUpChild() const {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  const int errors = ::open(path("stderr.txt").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  ::dup2(errors, STDERR_FILENO);
-  ::close(errors);
+  redirect(STDERR_FILENO, path("stderr.txt"));
+  redirect(STDOUT_FILENO, path("stdout.txt"));
   ::setenv("TMP", path("tmp").c_str(), 1);
   ::unsetenv("TEVRA_MACHINE");
   if (simulatesMachine) ::setenv("TEVRA_MACHINE", path("machine.xml").c_str(), 1);

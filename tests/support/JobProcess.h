@@ -26,6 +26,7 @@ struct JobResult {
   int exitValue = -1;  // -1 if a signal ended the process
   int signal = 0;
   std::string errors;  // standard error
+  std::string output;  // standard output
   std::vector<SavedStatus>
       statuses;      // in order, those that were seen: a front end that polls misses some too
   SavedStatus last;  // what stands there at the end
@@ -64,6 +65,7 @@ class JobProcess {
   SimulatedStorage flash;
   SimulatedStorage card;
   bool simulatesMachine = true;  // else there are no letters, and "flash" and "card" are plain folders
+  bool makesMachine = true;      // else "machine.xml" is what the test wrote, or an earlier job left
   bool keepsLog = true;
   std::string commandSource;                       // the path of the command document, unless it is changed
   std::string tempFolder;                          // "temp", unless it is changed
