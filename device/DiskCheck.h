@@ -6,8 +6,8 @@ namespace ZelmoraTevra {
 
 // The disks that are to be checked. An empty drive is none.
 struct DiskCheckJob {
-  WideText primaryDrive;
-  WideText secondaryDrive;
+  WideText primaryDrive = {};
+  WideText secondaryDrive = {};
   bool fixErrors = false;  // else the system is only asked whether it holds the volume for damaged
   bool forceDismount = false;
   bool recoverBadSectors = false;

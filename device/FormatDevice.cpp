@@ -61,6 +61,7 @@ bool format(const FormatDrive& drive, FormatKind kind) {
 
 void clear(const WideText& path) {
   Directory_new directory(path);
+  if (!directory.exists()) return;
   directory.removeContent();
   std::vector<WideText> left;
   directory.files(left, true);

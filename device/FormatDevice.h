@@ -5,12 +5,12 @@
 namespace ZelmoraTevra {
 
 struct FormatJob {
-  WideText primaryDrive;           // the flash, "E:" or "E:\"; on any other path no format can run
-  WideText secondaryDrive;         // the card; empty for none
+  WideText primaryDrive = {};      // the flash, "E:" or "E:\"; on any other path no format can run
+  WideText secondaryDrive = {};    // the card; empty for none
   bool keepPrimaryFormat = false;  // the drive is cleared instead
   bool keepSecondaryFormat = false;
-  bool windows7 = false;  // how the system numbers the logical units of a device
-  bool logsStart = false;
+  bool windows7 = false;   // how the system numbers the logical units of a device
+  bool logsStart = false;  // the log tells which drives it is about
 };
 
 enum FormatResult : int {

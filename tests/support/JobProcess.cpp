@@ -291,7 +291,11 @@ void JobProcess::startChild(const std::function<int()>& body, const std::string&
 void JobProcess::setUpChild() const {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   redirect(STDERR_FILENO, path("stderr.txt"));
-  redirect(STDOUT_FILENO, path("stdout.txt"));
+  if (standardOutput >= 0) {
+    ::dup2(standardOutput, STDOUT_FILENO);
+  } else {
+    redirect(STDOUT_FILENO, path("stdout.txt"));
+  }
   ::setenv("TMP", path("tmp").c_str(), 1);
   ::unsetenv("TEVRA_MACHINE");
   if (simulatesMachine) ::setenv("TEVRA_MACHINE", path("machine.xml").c_str(), 1);

@@ -26,7 +26,7 @@ struct JobResult {
   int exitValue = -1;  // -1 if a signal ended the process
   int signal = 0;
   std::string errors;  // standard error
-  std::string output;  // standard output
+  std::string output;  // standard output, unless the job was given another one
   std::vector<SavedStatus>
       statuses;      // in order, those that were seen: a front end that polls misses some too
   SavedStatus last;  // what stands there at the end
@@ -66,6 +66,7 @@ class JobProcess {
   SimulatedStorage card;
   bool simulatesMachine = true;  // else there are no letters, and "flash" and "card" are plain folders
   bool makesMachine = true;      // else "machine.xml" is what the test wrote, or an earlier job left
+  int standardOutput = -1;       // a descriptor to write to, instead of one whose text the result holds
   bool keepsLog = true;
   std::string commandSource;                       // the path of the command document, unless it is changed
   std::string tempFolder;                          // "temp", unless it is changed
