@@ -298,5 +298,34 @@ TEST_F(Directory_newTest, WhatCouldBeRemovedIsRemovedWhenSomethingFails) {
   EXPECT_TRUE(logHas(u"DIRECTORY: exception when remove directory " + normal_));
 }
 
+TEST_F(Directory_newTest, RemovingTheContentKeepsTheFolder) {
+  writeFile(path(u"dir/a/b/file"), "x");
+  writeFile(path(u"dir/file"), "x");
+  makeFolder(path(u"dir/empty"));
+  Directory_new(path_).removeContent();
+  EXPECT_TRUE(Directory_new(path_).exists());
+  EXPECT_TRUE(tree(path_).empty());
+}
+
+TEST_F(Directory_newTest, RemovingTheContentFollowsNoLinkInside) {
+  writeFile(path(u"other/file"), "x");
+  makeFolder(path_);
+  fs::create_directory_symlink(folder.native() / "other", folder.native() / "dir/link");
+  Directory_new(path_).removeContent();
+  EXPECT_TRUE(tree(path_).empty());
+  EXPECT_TRUE(fileExists(path(u"other/file")));
+}
+
+TEST_F(Directory_newTest, ContentThatCannotBeRemovedIsLogged) {
+  startLog();
+  Directory_new(path_).removeContent();
+  EXPECT_TRUE(logLines().empty());
+  writeFile(path(u"dir/a/file"), "x");
+  GoneFileSystem gone(files());
+  useFileSystem(gone);
+  Directory_new(path_).removeContent();
+  EXPECT_TRUE(logHas(u"DIRECTORY: exception when remove directory " + normal_));
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

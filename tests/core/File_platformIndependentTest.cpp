@@ -291,5 +291,15 @@ TEST_F(File_platformIndependentTest, TheLastWriteTimeCanBeSet) {
   EXPECT_FALSE(File_platformIndependent(path(u"none")).setTimes(0));
 }
 
+TEST_F(File_platformIndependentTest, ClearingMarksMakesAFileWritable) {
+  writeFile(path(u"file"), "x");
+  const std::filesystem::path native = folder.native() / "file";
+  std::filesystem::permissions(native, std::filesystem::perms::owner_read);
+  File_platformIndependent(path(u"file")).clearMarks();
+  EXPECT_NE(std::filesystem::status(native).permissions() & std::filesystem::perms::owner_write,
+            std::filesystem::perms::none);
+  File_platformIndependent(path(u"missing")).clearMarks();
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

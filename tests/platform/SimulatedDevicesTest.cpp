@@ -7,6 +7,8 @@
 #include <string>
 
 #include "platform/Machine.h"
+#include "platform/simulated/MachineFile.h"
+#include "tests/support/FaultyFileSystem.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ZelmoraTevra::platform {
@@ -451,6 +453,32 @@ TEST_F(SimulatedDevicesTest, whatCannotBeSavedHasNotHappened) {
   EXPECT_NE(maintenance().requestEject(2).result, 0U);
   testing::internal::GetCapturedStderr();
   EXPECT_EQ(volumes().volumes().size(), 1U);
+}
+
+TEST_F(SimulatedDevicesTest, aDiskThatFailsLeavesTheOldFileOrTheNewOne) {
+  openVolume("label=\"OLD\"");
+  const std::string before = text();
+  FaultyFileSystem faulty(*nativeMachine().files);
+  const auto apply = [this, &faulty](int failAt) {
+    MachineFile machineFile(faulty, folder_.path() + u"/machine.xml");
+    faulty.count = 0;
+    faulty.failAt = failAt;
+    testing::internal::CaptureStderr();
+    const bool applied = machineFile.apply({{0, "label", "NEW"}, {0, "dirty", "true"}});
+    const std::string complaint = testing::internal::GetCapturedStderr();
+    faulty.failAt = 0;
+    EXPECT_EQ(complaint.empty(), applied);
+    EXPECT_EQ(machineFile.volumes().at(0).dirty, applied);
+    EXPECT_EQ(machineFile.presentVolumes().at(0).label, applied ? u"NEW" : u"OLD");
+    return applied;
+  };
+  int failAt = 1;
+  for (; !apply(failAt); ++failAt) {
+    EXPECT_EQ(text(), before) << failAt;
+    ASSERT_LT(failAt, 100);
+  }
+  EXPECT_GT(failAt, 3);
+  EXPECT_THAT(text(), HasSubstr("label=\"NEW\""));
 }
 
 TEST_F(SimulatedDevicesTest, aMachineHasRoomForManyNodes) {

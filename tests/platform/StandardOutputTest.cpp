@@ -1,0 +1,42 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <string>
+
+#include "platform/StandardOutput.h"
+
+namespace ZelmoraTevra::platform {
+
+namespace {
+
+TEST(StandardOutputTest, aTextIsWrittenAsItIs) {
+  std::string text = "E:\\ \xC3\xA4\n\n";
+  text.append(1'000'000, 'x');
+  testing::internal::CaptureStdout();
+  writeToStandardOutput("");
+  writeToStandardOutput(text);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), text);
+}
+
+TEST(StandardOutputTest, thatNobodyReadsItIsNoFailure) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe(ends.data()), 0);
+  ::close(ends[0]);
+  const int saved = ::dup(STDOUT_FILENO);
+  ::dup2(ends[1], STDOUT_FILENO);
+  writeToStandardOutput("nobody reads this");
+  ::close(STDOUT_FILENO);
+  writeToStandardOutput("there is no output at all");
+  ::dup2(saved, STDOUT_FILENO);
+  ::close(saved);
+  ::close(ends[1]);
+  struct sigaction action = {};
+  ASSERT_EQ(::sigaction(SIGPIPE, nullptr, &action), 0);
+  EXPECT_EQ(action.sa_handler, SIG_DFL);
+}
+
+}  // namespace
+
+}  // namespace ZelmoraTevra::platform
