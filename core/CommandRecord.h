@@ -41,7 +41,7 @@ struct CommandRecord {
   WideText proxyUser;
   WideText proxyPassword;
 
-  WideText storageCardDriveLetter;  // root of the device's main storage
+  WideText storageCardDriveLetter;  // root of the device's main storage; in "GET_INFO" a folder, or empty
   WideText secondDriveLetter;       // root of the second one; empty if there is none
 
   bool localInstall = false;
@@ -50,6 +50,8 @@ struct CommandRecord {
   bool forceDismount = false;
   bool fixErrors = false;
   bool recoverBadSectors = false;
+  bool windows7 = false;         // how the system numbers the logical units of a device
+  bool computeMapsInfo = false;  // the digests of maps are wanted
 };
 
 }  // namespace ZelmoraTevra

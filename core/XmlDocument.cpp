@@ -40,17 +40,21 @@ void unifyLineEnds(std::string& text) {
   text.resize(out);
 }
 
-}  // namespace
-
-bool parseXml(std::string text, TiXmlDocument& document, std::size_t maximalMarkup) {
+XmlLoad parseAsFarAsItGoes(std::string text, TiXmlDocument& document, std::size_t maximalMarkup) {
   document.Clear();
   document.ClearError();
   text.resize(std::min(text.find('\0'), text.size()));
-  if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes, maximalMarkup)) return false;
+  if (!isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes, maximalMarkup)) return XmlLoad::refused;
   // Nobody asks in which line a node stands, and finding that out takes a tenth of the time.
   document.SetTabSize(0);
   document.Parse(text.c_str(), nullptr, TIXML_ENCODING_UTF8);
-  if (!document.Error()) return true;
+  return document.Error() ? XmlLoad::malformed : XmlLoad::loaded;
+}
+
+}  // namespace
+
+bool parseXml(std::string text, TiXmlDocument& document, std::size_t maximalMarkup) {
+  if (parseAsFarAsItGoes(std::move(text), document, maximalMarkup) == XmlLoad::loaded) return true;
   document.Clear();
   return false;
 }
@@ -61,6 +65,15 @@ bool loadXml(const WideText& path, TiXmlDocument& document, std::size_t maximalM
   if (!readWholeFile(path, text)) return false;
   unifyLineEnds(text);
   return parseXml(std::move(text), document, maximalMarkup);
+}
+
+XmlLoad loadXmlAsFarAsItGoes(const WideText& path, TiXmlDocument& document) {
+  document.Clear();
+  document.ClearError();
+  std::string text;
+  if (!readWholeFile(path, text)) return XmlLoad::refused;
+  unifyLineEnds(text);
+  return parseAsFarAsItGoes(std::move(text), document, maximalXmlMarkup);
 }
 
 std::string printXml(const TiXmlNode& node) {

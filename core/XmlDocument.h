@@ -26,6 +26,14 @@ constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 [[nodiscard]] bool loadXml(const WideText& path, TiXmlDocument& document,
                            std::size_t maximalMarkup = maximalXmlMarkup);
 
+enum class XmlLoad {
+  loaded,
+  malformed,  // the document holds what the parser made of the text before it gave up; its error id tells why
+  refused,    // the file can't be read or is beyond the bounds; nothing of it has been parsed
+};
+// As loadXml, for who wants to keep what can be kept of a damaged file.
+[[nodiscard]] XmlLoad loadXmlAsFarAsItGoes(const WideText& path, TiXmlDocument& document);
+
 // The document as the XML library prints it, UTF-8.
 [[nodiscard]] std::string printXml(const TiXmlNode& node);
 // Writes the printed document directly over the file.

@@ -1,0 +1,139 @@
+#include "device/ClientInventoryReader.h"
+
+#include <string>
+#include <utility>
+
+#include "core/BackendLogger.h"
+#include "core/File_platformIndependent.h"
+#include "core/Globals.h"
+#include "core/ReplaceDeviceFile.h"
+#include "core/Text.h"
+#include "core/XmlDocument.h"
+#include "device/ClientVersionXmlFile.h"
+#include "device/InstalledUpdates.h"
+#include "platform/Machine.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+void logMissing(const IVersionXmlFile& file) {
+  const WideText path = file.getFilePath();
+  writeLog(u"Fail to find version xml at path: " +
+           (path.empty() ? newerVersionFilePath(file.getRootPath()) : path));
+}
+
+void logCorrupted(const WideText& path, XmlLoad load, const TiXmlDocument& document) {
+  const int error = load == XmlLoad::malformed ? document.ErrorId() : TiXmlBase::TIXML_ERROR_OPENING_FILE;
+  writeLog(u"Version xml corrupted! Error id: " + numberText(error) + u" Path: " + path);
+}
+
+// A node that isn't an element, as a comment, has no children.
+WideText childText(const TiXmlNode& node, const char* name) {
+  const TiXmlElement* const child = node.FirstChildElement(name);
+  const char* const text = child != nullptr ? child->GetText() : nullptr;
+  return text != nullptr ? toWide(text) : WideText();
+}
+
+}  // namespace
+
+ClientInventoryReader::ClientInventoryReader(const IVersionXmlFile& versionFile, IUpdatesXmlFile& updatesFile,
+                                             WideText contentRoot)
+    : versionFile_(versionFile), updatesFile_(updatesFile), contentRoot_(std::move(contentRoot)) {
+  read();
+}
+
+void ClientInventoryReader::read() {
+  const WideText path = versionFile_.getFilePath();
+  TiXmlDocument document;
+  const XmlLoad load = loadXmlAsFarAsItGoes(path, document);
+  if (load != XmlLoad::loaded) {
+    if (!File_platformIndependent(path).exists()) return logMissing(versionFile_);
+    logCorrupted(path, load, document);
+  }
+  // What the parser kept of a damaged file is saved, not believed.
+  const TiXmlElement* const root = load == XmlLoad::loaded ? document.RootElement() : nullptr;
+
+  const UpdatesXml updatesRegister(&updatesFile_);
+  const InstalledUpdates updates(updatesRegister);
+  readSoftware(root);
+  if (!software_.brand.empty() && !software_.platform.empty()) backUpVersionFile(versionFile_);
+  readApps(root);
+  readContents(root, updates);
+  readMaps(root, updates);
+  if (load == XmlLoad::malformed) saveWhatWasKept(document);
+}
+
+void ClientInventoryReader::readSoftware(const TiXmlElement* root) {
+  if (versionFile_.isZelmoraLayout() || versionFile_.isKd3Layout()) {
+    const std::string section = versionFile_.isZelmoraLayout() ? "/config/software/" : "/config/kd3/";
+    const auto value = [&](const char* name) { return lookupText(root, section + name); };
+    software_.brand = value("brand");
+    software_.platform = value("platform");
+    software_.setVersion(value("version"));
+    software_.hardwareId = value("id");
+    software_.gts = value("gts");
+    software_.deviceUid = value("productid");
+    software_.imei = value("IMEI");
+    software_.style = value("style");
+  }
+  if (software_.gts.empty()) software_.gts = readUserSettingsDate(versionFile_);
+}
+
+void ClientInventoryReader::readApps(const TiXmlElement* root) {
+  const TiXmlElement* const apps = findElement(root, "/config/apps");
+  if (apps == nullptr) return;
+  for (const TiXmlNode* node = apps->FirstChild(); node != nullptr; node = node->NextSibling()) {
+    ClientApplication app;
+    app.name = childText(*node, "name");
+    app.brand = childText(*node, "brand");
+    app.setVersion(childText(*node, "version"));
+    app.category = toWide(node->ValueStr());
+    apps_.push_back(std::move(app));
+  }
+}
+
+void ClientInventoryReader::readContents(const TiXmlElement* root, const InstalledUpdates& updates) {
+  const TiXmlElement* const contents = findElement(root, "/config/content");
+  if (contents == nullptr) return;
+  for (const TiXmlNode* node = contents->FirstChild(); node != nullptr; node = node->NextSibling()) {
+    ClientContent content;
+    content.company = childText(*node, "company");
+    content.name = childText(*node, "name");
+    // The register has the version as the file has it, which may not be in normal form.
+    const WideText version = childText(*node, "version");
+    content.setVersion(version);
+    content.category = toWide(node->ValueStr());
+    if (const Update* const update = updates.find(content.company, content.name, version))
+      content.deletable = update->info.uninstall;
+    contents_.push_back(std::move(content));
+  }
+}
+
+void ClientInventoryReader::readMaps(const TiXmlElement* root, const InstalledUpdates& updates) {
+  if (root == nullptr) return;
+  InstalledMapFiles files(versionFile_.getRootPath(), contentRoot_);
+  for (const TiXmlElement* element = root->FirstChildElement("map"); element != nullptr;
+       element = element->NextSiblingElement("map")) {
+    ClientMap map;
+    map.name = childText(*element, "name");
+    map.company = childText(*element, "company");
+    map.version = childText(*element, "version");
+    if (const Update* const update = updates.find(map.company, map.name, map.version)) {
+      map.deletable = update->info.uninstall;
+      files.describe(*update, map);
+    }
+    maps_.push_back(std::move(map));
+  }
+}
+
+void ClientInventoryReader::saveWhatWasKept(const TiXmlDocument& document) const {
+  const WideText name = platform::machine().identifiers->newGuid();
+  if (name.empty()) return;
+  File_platformIndependent copy(workTempFolder + u'\\' + name);
+  if (saveXml(document, copy.path()))
+    static_cast<void>(replaceDeviceFile(copy.path(), versionFile_.getFilePath(), u"Version xml file"));
+  copy.remove();
+}
+
+}  // namespace ZelmoraTevra
