@@ -79,6 +79,11 @@ void ClientVersionXmlFile::restore() {
   writeLog(u"Backuped to path: " + filePath_);
 }
 
+void recoverVersionFile(const WideText& rootPath) {
+  for (const WideView folder : {newerFolder, olderFolder})
+    static_cast<void>(existingFile(rootPath, folder, fileName));
+}
+
 WideText newerVersionFilePath(const WideText& rootPath) {
   return (rootPath + u'\\').append(newerFolder).append(fileName);
 }

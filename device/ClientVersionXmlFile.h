@@ -32,6 +32,10 @@ class ClientVersionXmlFile : public IVersionXmlFile {
   bool zelmoraLayout_ = false;
 };
 
+// Puts an interrupted replacement of the version file right, in both places where it may be. Devices are told
+// by this file: to be called before they are identified.
+void recoverVersionFile(const WideText& rootPath);
+
 // Where the version file of a newer device is, be it there or not.
 [[nodiscard]] WideText newerVersionFilePath(const WideText& rootPath);
 

@@ -2,6 +2,7 @@
 
 #include "core/CommandValues.h"
 #include "core/Directory_new.h"
+#include "device/ClientVersionXmlFile.h"
 #include "device/GetInfoXml.h"
 #include "device/InstalledMapFiles.h"
 #include "device/RemovableDriveFinder.h"
@@ -15,6 +16,7 @@ WideText folderIfThere(const WideText& path) {
 }
 
 bool answerForDrives(bool windows7Mode) {
+  for (const ClientDrive& drive : removableDrives()) recoverVersionFile(drive.colonForm);
   usbDiskIdentifier identifier({}, windows7Mode);
   return GetInfoXml(RemovableDriveFinder(identifier).findDrives()).writeScan(identifier);
 }

@@ -10,9 +10,6 @@
 
 namespace ZelmoraTevra {
 
-namespace {
-
-// Those that tell about themselves, in the order of their letters.
 std::vector<ClientDrive> removableDrives() {
   WideText letters;
   for (const platform::Volume& volume : platform::machine().volumes->volumes()) {
@@ -26,8 +23,6 @@ std::vector<ClientDrive> removableDrives() {
   }
   return drives;
 }
-
-}  // namespace
 
 std::vector<RemovableDrive> RemovableDriveFinder::findDrives() {
   std::vector<RemovableDrive> paired;

@@ -7,6 +7,9 @@
 
 namespace ZelmoraTevra {
 
+// The removable drives that tell about themselves, in the order of their letters.
+[[nodiscard]] std::vector<ClientDrive> removableDrives();
+
 // Makes the list of the removable drives of the computer, each with what is known of it.
 class RemovableDriveFinder {
  public:

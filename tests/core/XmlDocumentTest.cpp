@@ -177,6 +177,25 @@ TEST_F(XmlDocumentTest, AFileBeyondTheBoundIsNotRead) {
   EXPECT_FALSE(loadXml(file_, document_));
 }
 
+TEST_F(XmlDocumentTest, OfADamagedFileWhatTheParserMadeOfItCanBeKept) {
+  writeFile(file_, "<a><b>one</b><c>two");
+  EXPECT_FALSE(loadXml(file_, document_));
+  EXPECT_EQ(document_.RootElement(), nullptr);
+  EXPECT_EQ(loadXmlAsFarAsItGoes(file_, document_), XmlLoad::malformed);
+  EXPECT_EQ(document_.ErrorId(), TiXmlBase::TIXML_ERROR_READING_ELEMENT_VALUE);
+  EXPECT_EQ(printXml(document_), "<a>\n    <b>one</b>\n    <c>two</c>\n</a>\n");
+  writeFile(file_, "<a/>");
+  EXPECT_EQ(loadXmlAsFarAsItGoes(file_, document_), XmlLoad::loaded);
+  EXPECT_EQ(printXml(document_), "<a />\n");
+}
+
+TEST_F(XmlDocumentTest, NothingIsMadeOfAFileThatCannotBeReadOrIsBeyondTheBounds) {
+  writeFile(file_, nested(maximalXmlDepth + 1));
+  EXPECT_EQ(loadXmlAsFarAsItGoes(file_, document_), XmlLoad::refused);
+  EXPECT_EQ(document_.FirstChild(), nullptr);
+  EXPECT_EQ(loadXmlAsFarAsItGoes(path(u"missing.xml"), document_), XmlLoad::refused);
+}
+
 TEST_F(XmlDocumentTest, WhatIsPrintedIsWhatTheXmlLibrarySaves) {
   TiXmlDocument document = newXmlDocument("UTF-8");
   TiXmlElement& root = addElement(document, "root");

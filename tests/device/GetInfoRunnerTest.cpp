@@ -225,6 +225,14 @@ TEST_F(GetInfoRunnerTest, AWriteProtectedSecondFolderIsNotWriteable) {
   EXPECT_THAT(document, HasSubstr("<writeable>0</writeable>"));
 }
 
+TEST_F(GetInfoRunnerTest, AnInterruptedReplacementOfTheVersionFileIsPutRightBeforeDevicesAreTold) {
+  fillPair();
+  connect(device(flash() + card()));
+  std::filesystem::rename(toUtf8(path(u"flash/ZELMORA/version.xml")),
+                          toUtf8(path(u"flash/ZELMORA/version.xml00000000010000000002")));
+  EXPECT_EQ(answer(), golden("pair.xml"));
+}
+
 TEST_F(GetInfoRunnerTest, TwoUnitsArePairedInBothModes) {
   fillPair();
   connect(device(flash() + card()));

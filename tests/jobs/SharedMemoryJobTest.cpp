@@ -83,6 +83,20 @@ TEST_F(SharedMemoryJobTest, AnErrorIsLeftInTheBlock) {
   EXPECT_EQ(block.document(), errorDocument(1029, "Error on reading the install location!"));
 }
 
+TEST_F(SharedMemoryJobTest, TheResponseToGetInfoIsLeftInTheBlock) {
+  FrontEndBlock block(name, CommandDocument("GET_INFO").plain("FolderPath", job.path("card")).text());
+  job.start();
+  EXPECT_EQ(job.wait().exitValue, 0);
+  const std::string response = block.document();
+  EXPECT_TRUE(
+      response.starts_with("<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<TevraCLI>\n"
+                           "    <removable type=\"single\">\n        <driveletter>" +
+                           job.path("card") + "</driveletter>\n"))
+      << response;
+  EXPECT_TRUE(response.ends_with("</removable>\n</TevraCLI>\n")) << response;
+  EXPECT_EQ(job.tree("tmp"), (Tree{{name, "folder"}}));
+}
+
 TEST_F(SharedMemoryJobTest, ALockThatADeadReaderHoldsIsBroken) {
   CommandPackage package = springPackage("");
   FrontEndBlock* open = nullptr;
