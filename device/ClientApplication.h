@@ -5,7 +5,7 @@
 namespace ZelmoraTevra {
 
 // An application on a device.
-class ClientApplication : public VersionedRecord {
+class ClientApplication final : public VersionedRecord {
  public:
   WideText name;
   WideText brand;

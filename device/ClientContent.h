@@ -7,7 +7,7 @@
 namespace ZelmoraTevra {
 
 // A piece of content on a device, other than a map.
-class ClientContent : public VersionedRecord {
+class ClientContent final : public VersionedRecord {
  public:
   WideText company;
   WideText name;

@@ -5,7 +5,7 @@
 namespace ZelmoraTevra {
 
 // The software of a device.
-class ClientSoftware : public VersionedRecord {
+class ClientSoftware final : public VersionedRecord {
  public:
   WideText brand;
   WideText platform;
