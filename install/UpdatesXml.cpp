@@ -12,9 +12,9 @@
 #include "core/File_platformIndependent.h"
 #include "core/ProcessEnd.h"
 #include "core/Text.h"
-#include "core/XmlBounds.h"
 #include "core/XmlDocument.h"
 #include "install/IUpdateUninstaller.h"
+#include "platform/XmlBounds.h"
 
 namespace ZelmoraTevra {
 
