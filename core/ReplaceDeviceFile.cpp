@@ -8,6 +8,7 @@
 #include "core/CopyFile.h"
 #include "core/Digest.h"
 #include "core/Directory_new.h"
+#include "core/EditableXml.h"
 #include "core/File_platformIndependent.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
@@ -63,9 +64,11 @@ bool isWellFormed(const WideText& path) {
   return loadXml(path, document) && document.RootElement() != nullptr;
 }
 
-// Nobody misses an empty file.
+// Nobody misses an empty file. One that isn't wholly in the document made of it may hold what its successor
+// hasn't.
 bool isWorthKeeping(const WideText& path) {
-  return File_platformIndependent(path, false).size() > 0 && !isWellFormed(path);
+  TiXmlDocument ignored;
+  return File_platformIndependent(path, false).size() > 0 && !loadEditableXml(path, ignored);
 }
 
 bool renameFile(const WideText& from, const WideText& to, WideView logName) {

@@ -4,7 +4,7 @@
 
 namespace ZelmoraTevra {
 
-// What becomes of an old file that isn't well-formed. One from whose content the new file was made is known
+// What becomes of an old file that isn't editable XML. One from whose content the new file was made is known
 // to have been whole and needs no further look.
 enum class OldFile { keptIfDamaged, notKept };
 
@@ -14,7 +14,7 @@ enum class OldFile { keptIfDamaged, notKept };
 // copy gets the name, and only when all of that is on the medium the old file goes. On failure the old file
 // is back in its place, or still set aside if the device takes nothing any more.
 //
-// An old file that isn't well-formed isn't removed unless the caller says so: it stays beside for good, under
+// An old file that isn't editable XML, and so may hold what the copy hasn't, isn't removed unless the caller says so: it stays beside for good, under
 // its name with "_damaged" and a number behind it. A destination that has the content already isn't touched.
 // A source that doesn't exist is a failure that changes nothing. `logName` begins the line that tells of a
 // renaming that failed.

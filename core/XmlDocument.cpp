@@ -1,11 +1,13 @@
 #include "core/XmlDocument.h"
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <utility>
 
 #include "core/File_platformIndependent.h"
 #include "core/Text.h"
+#include "core/XmlPrinter.h"
 #include "platform/XmlBounds.h"
 
 namespace ZelmoraTevra {
@@ -59,27 +61,31 @@ bool parseXml(std::string text, TiXmlDocument& document, std::size_t maximalMark
   return false;
 }
 
+bool readXmlText(const WideText& path, std::string& text) {
+  text.clear();
+  if (!readWholeFile(path, text)) return false;
+  unifyLineEnds(text);
+  return true;
+}
+
 bool loadXml(const WideText& path, TiXmlDocument& document, std::size_t maximalMarkup) {
   document.Clear();
   std::string text;
-  if (!readWholeFile(path, text)) return false;
-  unifyLineEnds(text);
-  return parseXml(std::move(text), document, maximalMarkup);
+  return readXmlText(path, text) && parseXml(std::move(text), document, maximalMarkup);
 }
 
 XmlLoad loadXmlAsFarAsItGoes(const WideText& path, TiXmlDocument& document) {
   document.Clear();
   document.ClearError();
   std::string text;
-  if (!readWholeFile(path, text)) return XmlLoad::refused;
-  unifyLineEnds(text);
+  if (!readXmlText(path, text)) return XmlLoad::refused;
   return parseAsFarAsItGoes(std::move(text), document, maximalXmlMarkup);
 }
 
 std::string printXml(const TiXmlNode& node) {
-  TiXmlPrinter printer;
+  XmlPrinter printer(std::numeric_limits<std::size_t>::max());
   node.Accept(&printer);
-  return printer.Str();
+  return printer.takeText();
 }
 
 bool saveXml(const TiXmlDocument& document, const WideText& path) {

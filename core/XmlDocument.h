@@ -22,7 +22,9 @@ constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 // then to be taken for empty.
 [[nodiscard]] bool parseXml(std::string text, TiXmlDocument& document,
                             std::size_t maximalMarkup = maximalXmlMarkup);
-// The same for the file at the path, with its line ends made line feeds. False also if it can't be read.
+// The file's text, with its line ends made line feeds. False if it can't be read or is too large.
+[[nodiscard]] bool readXmlText(const WideText& path, std::string& text);
+// Parses the file's text.
 [[nodiscard]] bool loadXml(const WideText& path, TiXmlDocument& document,
                            std::size_t maximalMarkup = maximalXmlMarkup);
 
@@ -34,7 +36,7 @@ enum class XmlLoad {
 // As loadXml, for who wants to keep what can be kept of a damaged file.
 [[nodiscard]] XmlLoad loadXmlAsFarAsItGoes(const WideText& path, TiXmlDocument& document);
 
-// The document as the XML library prints it, UTF-8.
+// The document in UTF-8, an element a line, four blanks a level.
 [[nodiscard]] std::string printXml(const TiXmlNode& node);
 // Writes the printed document directly over the file.
 [[nodiscard]] bool saveXml(const TiXmlDocument& document, const WideText& path);

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <utility>
 
-#include "core/File_platformIndependent.h"
+#include "core/EditableXml.h"
 #include "core/XmlDocument.h"
 
 namespace ZelmoraTevra {
@@ -30,10 +30,10 @@ bool isPlainText(const TiXmlNode* node) {
 
 // What the parser makes of the text when it has been printed: it condenses blanks.
 std::string asReadAgain(const std::string& text) {
-  std::string encoded;
-  TiXmlBase::EncodeString(text, &encoded);
+  TiXmlElement element("t");
+  element.InsertEndChild(TiXmlText(text));
   TiXmlDocument document;
-  if (!parseXml("<t>" + encoded + "</t>", document) || document.RootElement() == nullptr) return text;
+  if (!parseXml(printXml(element), document) || document.RootElement() == nullptr) return text;
   const TiXmlNode* const read = document.RootElement()->FirstChild();
   return read != nullptr ? read->ValueStr() : std::string();
 }
@@ -59,9 +59,7 @@ XmlPath parseXmlPath(std::string_view text) {
 }
 
 bool IndexedXmlDocument::load(const WideText& path) {
-  if (!loadXml(path, document_) || document_.RootElement() == nullptr) return false;
-  // The parser takes a document with several roots for one.
-  return root().NextSiblingElement() == nullptr;
+  return loadEditableXml(path, document_);
 }
 
 void IndexedXmlDocument::create(const std::string& rootName) {
@@ -70,15 +68,7 @@ void IndexedXmlDocument::create(const std::string& rootName) {
 }
 
 bool IndexedXmlDocument::save(const WideText& path) const {
-  const std::string text = printXml(document_);
-  TiXmlDocument readAgain;
-  if (static_cast<std::int64_t>(text.size()) > maximalXmlFileBytes || !parseXml(text, readAgain) ||
-      readAgain.RootElement() == nullptr)
-    return false;
-  File_platformIndependent file(path);
-  if (!file.openForWriting(platform::OpenMode::truncate)) return false;
-  const bool written = file.write(text.data(), text.size()) == static_cast<std::int64_t>(text.size());
-  return file.finish() && written;
+  return saveEditableXml(document_, path);
 }
 
 TiXmlElement* IndexedXmlDocument::child(TiXmlNode& parent, const XmlPathStep& step) {

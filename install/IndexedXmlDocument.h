@@ -36,7 +36,7 @@ using XmlPath = std::vector<XmlPathStep>;
 // come to stand side by side get the form in which they will be read.
 class IndexedXmlDocument {
  public:
-  // False if the file can't be read or isn't well-formed. Nothing else may be called then.
+  // False if the file can't be read or isn't editable. Nothing else may be called then.
   [[nodiscard]] bool load(const WideText& path);
   // A document of this element alone. The name must be one.
   void create(const std::string& rootName);

@@ -29,7 +29,7 @@ struct XmlEdit {
 // values that can be written. All edits give false while there is no document.
 class XmlEdits {
  public:
-  // False if the file can't be read or isn't well-formed.
+  // False if the file can't be read or isn't editable.
   bool load(const WideText& path);
   // A document of this element alone. False if that is no name.
   [[nodiscard]] bool create(const std::string& rootName);

@@ -23,7 +23,7 @@ class XmlWorkingCopy {
   [[nodiscard]] const WideText& relativePath() const { return relativePath_; }
 
   // Makes the copy at the first call. Null if there is none because the device has no such file, or because
-  // it can't be copied, which is logged. The edits of a file that isn't well-formed all fail.
+  // it can't be copied, which is logged. The edits of a file that isn't editable all fail.
   [[nodiscard]] XmlEdits* edits();
   // The same, but with a new document for a file that the device doesn't have. Null also if the text is no
   // name for its root.

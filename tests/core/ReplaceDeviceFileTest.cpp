@@ -249,6 +249,14 @@ TEST_F(ReplaceDeviceFileTest, KeepsAnOldFileThatIsDamaged) {
   EXPECT_EQ(device().size(), 3U);
 }
 
+TEST_F(ReplaceDeviceFileTest, KeepsAnOldFileOfWhichTheDocumentHoldsNotAll) {
+  const std::string odd = "<updates><name>AT&T</name></updates>";
+  writeFile(target_, odd);
+  EXPECT_TRUE(replace());
+  EXPECT_EQ(readFile(target_), new_);
+  EXPECT_EQ(readFile(path(u"device/updates.xml_damaged1")), odd);
+}
+
 TEST_F(ReplaceDeviceFileTest, DoesNotKeepADamagedOldFileThatTheNewOneWasMadeFrom) {
   writeFile(target_, "<updates><upd");
   EXPECT_TRUE(replaceDeviceFile(source_, target_, logName, OldFile::notKept));

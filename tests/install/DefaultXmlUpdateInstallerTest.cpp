@@ -11,6 +11,7 @@
 #include "core/ProcessEnd.h"
 #include "core/ReplaceDeviceFile.h"
 #include "core/Text.h"
+#include "core/XmlDocument.h"
 #include "install/DefaultXmlUpdateInstaller.h"
 #include "tests/support/FaultyFileSystem.h"
 #include "tests/support/JobTest.h"
@@ -333,13 +334,27 @@ TEST_F(DefaultXmlUpdateInstallerTest, AFileThatIsNotWellFormedStaysAsItIs) {
   EXPECT_TRUE(logHas(u"Xml update installer: nothing can be changed in " + flash + u'\\' + a));
 }
 
+TEST_F(DefaultXmlUpdateInstallerTest, AFileOfWhichSomethingWouldBeLostStaysAsItIs) {
+  for (const std::string& odd :
+       {std::string("<r><v>old</v><w>AT&T</w></r>"), std::string("<r><v>old</v><w>&euro;</w></r>"),
+        std::string("<r><v>old</v><w a=\"x&y\"/></r>"), std::string("<r><v>old</v></r>text<!-- c -->"),
+        std::string("<?xml-stylesheet href=\"a.xsl\"?><r><v>old</v></r>"),
+        std::string("<r><v>old</v></r>") + '\0' + "more"}) {
+    writeFile(onDevice(a), odd);
+    for (const std::int32_t flag : {0, 1, 3, 5, 6}) run({entryOf(a, flag, u"r/v", u"old", {u"new"})});
+    EXPECT_EQ(device(a), odd);
+  }
+  EXPECT_THAT(tree(flash), ElementsAre("config/", "config/a.xml", "config/b.xml"));
+}
+
 TEST_F(DefaultXmlUpdateInstallerTest, AFileThatCouldNotBeReadAgainIsNotReplaced) {
-  // The parser takes this declaration, but the value that it finds doesn't survive the printing.
-  const std::string odd = "<?xmlversion=<><r><v>old</v></r>";
-  writeFile(onDevice(a), odd);
+  std::string full = "<r><v>old</v>";
+  for (std::size_t count = 4; count < maximalXmlMarkup; ++count) full += "<e/>";
+  full += "</r>";
+  writeFile(onDevice(a), full);
   startLog();
-  run({setting(a, u"new"), setting(b, u"new")});
-  EXPECT_EQ(device(a), odd);
+  run({entryOf(a, 1, u"r", u"e/e"), setting(b, u"new")});
+  EXPECT_EQ(device(a), full);
   EXPECT_EQ(device(b), documentWith("new"));
   EXPECT_THAT(logLines(),
               ElementsAre(u"Xml update installer: the changes didn't get into " + flash + u'\\' + a));

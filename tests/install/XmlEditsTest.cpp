@@ -452,6 +452,15 @@ TEST_F(XmlEditsTest, AWrittenTextIsFoundInTheFormInWhichItIsReadAgain) {
   EXPECT_EQ(flat(edits), "<r><e>found</e></r>");
 }
 
+TEST_F(XmlEditsTest, AWrittenTextThatReadsLikeAReferenceStaysText) {
+  writeFile(file, "<r><e>x</e></r>");
+  XmlEdits edits;
+  ASSERT_TRUE(edits.load(file));
+  EXPECT_TRUE(edits.setValue({"r/e", "&#x41; &#x", {}}));
+  EXPECT_TRUE(edits.save(file));
+  EXPECT_EQ(readFile(file), "<r>\n    <e>&amp;#x41; &amp;#x</e>\n</r>\n");
+}
+
 TEST_F(XmlEditsTest, EachEditSeesWhatTheOnesBeforeHaveDone) {
   writeFile(file, threeMaps);
   XmlEdits edits;
