@@ -4,6 +4,7 @@
 #include <exception>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "core/BackendLogger.h"
 #include "core/PathBelowRoot.h"
@@ -27,9 +28,21 @@ enum CreationFlag : std::int32_t {
 // The file that the last entry was for. It outlives the installers of single updates.
 std::unique_ptr<XmlWorkingCopy> lastXmlTarget;
 
-void bringLastTargetBack() {
-  if (lastXmlTarget != nullptr) lastXmlTarget->bringBack();
-  lastXmlTarget.reset();
+// Also done when an installer is destroyed and when the process ends, where nobody could catch anything.
+bool bringLastTargetBack() noexcept {
+  const std::unique_ptr<XmlWorkingCopy> target = std::move(lastXmlTarget);
+  if (target == nullptr) return true;
+  try {
+    return target->bringBack();
+  } catch (const std::exception& failure) {
+    try {
+      writeLog(u"Xml update installer: " + toReadableWide(failure.what()) +
+               u": the changes didn't get into " + target->target());
+    } catch (const std::exception&) {
+      // Without memory there is no line either.
+    }
+  }
+  return false;
 }
 
 // A file that a later update has put in the place of the one that is being changed is the newer one.
@@ -42,22 +55,6 @@ void dropReplacedTarget(const InstallUpdate& update) {
   if (!isNamed || !lastXmlTarget->isOutdated()) return;
   writeLog(u"Xml update installer: a file of a package has replaced " + lastXmlTarget->target());
   lastXmlTarget.reset();
-}
-
-// Makes the entry's file the one in hand.
-bool turnTo(const InstallXmlEntry& entry, PathBelowRoot& root) {
-  if (lastXmlTarget != nullptr && lastXmlTarget->target() == root.root() + u'\\' + entry.file) return true;
-  if (isRegisterPlace(entry.file)) {
-    writeLog(u"The register is no package's file: " + entry.file);
-    return false;
-  }
-  if (!root.join(entry.file)) {
-    writeLog(u"The path of an XML file leaves the device: " + entry.file);
-    return false;
-  }
-  bringLastTargetBack();
-  lastXmlTarget = std::make_unique<XmlWorkingCopy>(root.root(), entry.file);
-  return true;
 }
 
 std::optional<XmlEdit> editOf(const InstallXmlEntry& entry) {
@@ -93,10 +90,11 @@ bool apply(const XmlEdit& edit, std::int32_t creationFlag, XmlEdits& edits) {
 
 }  // namespace
 
-DefaultXmlUpdateInstaller::DefaultXmlUpdateInstaller() : atProcessEnd_(bringLastTargetBack) {}
+DefaultXmlUpdateInstaller::DefaultXmlUpdateInstaller()
+    : atProcessEnd_([] { static_cast<void>(bringLastTargetBack()); }) {}
 
 DefaultXmlUpdateInstaller::~DefaultXmlUpdateInstaller() {
-  bringLastTargetBack();
+  static_cast<void>(bringLastTargetBack());
 }
 
 std::unique_ptr<IUpdateInstaller> DefaultXmlUpdateInstaller::clone() const {
@@ -118,6 +116,26 @@ bool DefaultXmlUpdateInstaller::install(const InstallUpdate& update, const WideT
     // A failed edit isn't told: the update stands without it.
     if (edits != nullptr) static_cast<void>(apply(*edit, entry.creationFlag, *edits));
   }
+  return true;
+}
+
+bool DefaultXmlUpdateInstaller::finish() {
+  if (!bringLastTargetBack()) hasLostChanges_ = true;
+  return !hasLostChanges_;
+}
+
+bool DefaultXmlUpdateInstaller::turnTo(const InstallXmlEntry& entry, PathBelowRoot& root) {
+  if (lastXmlTarget != nullptr && lastXmlTarget->target() == root.root() + u'\\' + entry.file) return true;
+  if (isRegisterPlace(entry.file)) {
+    writeLog(u"The register is no package's file: " + entry.file);
+    return false;
+  }
+  if (!root.join(entry.file)) {
+    writeLog(u"The path of an XML file leaves the device: " + entry.file);
+    return false;
+  }
+  if (!bringLastTargetBack()) hasLostChanges_ = true;
+  lastXmlTarget = std::make_unique<XmlWorkingCopy>(root.root(), entry.file);
   return true;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/PathBelowRoot.h"
 #include "core/ProcessEnd.h"
 #include "install/IUpdateInstaller.h"
 
@@ -14,7 +15,7 @@ namespace ZelmoraTevra {
 class DefaultXmlUpdateInstaller : public IXmlUpdateInstaller {
  public:
   DefaultXmlUpdateInstaller();
-  // Brings back what isn't on the device yet.
+  // Brings back what isn't on the device yet. A failure is logged only.
   ~DefaultXmlUpdateInstaller() override;
 
   [[nodiscard]] std::unique_ptr<IUpdateInstaller> clone() const override;
@@ -23,8 +24,14 @@ class DefaultXmlUpdateInstaller : public IXmlUpdateInstaller {
   [[nodiscard]] bool install(const InstallUpdate& update, const WideText& zipPath, const WideText& targetRoot,
                              const WideText& primaryRoot, const WideText& otherRoot,
                              ProgressObserver* observer) override;
+  // False if the changes of a file that this installer was to bring back, now or before, didn't get there.
+  [[nodiscard]] bool finish() override;
 
  private:
+  // Makes the entry's file the one in hand.
+  [[nodiscard]] bool turnTo(const InstallXmlEntry& entry, PathBelowRoot& root);
+
+  bool hasLostChanges_ = false;
   AtProcessEnd atProcessEnd_;
 };
 

@@ -17,6 +17,9 @@ class IUpdateInstaller {
   [[nodiscard]] virtual bool install(const InstallUpdate& update, const WideText& zipPath,
                                      const WideText& targetRoot, const WideText& primaryRoot,
                                      const WideText& otherRoot, ProgressObserver* observer) = 0;
+  // To be called when there are no more updates: does what was put off. False if work that `install` has said
+  // to be handled didn't reach the device.
+  [[nodiscard]] virtual bool finish() { return true; }
 };
 
 class IFileUpdateInstaller : public IUpdateInstaller {};

@@ -180,7 +180,7 @@ void UpdateInstallation::removeReplacedFiles() const {
   }
 }
 
-// The installers go at the end: that is when the last device file with merged entries is written.
+// The last device file with merged entries is written when there are no more updates.
 bool UpdateInstallation::placeUpdates(DeviceRegister& deviceRegister) {
   std::vector<std::unique_ptr<IUpdateInstaller>> installers;
   installers.push_back(plan_.checkHashFile ? std::make_unique<DefaultFileUpdateInstaller>(validationRecords_)
@@ -210,7 +210,8 @@ bool UpdateInstallation::placeUpdates(DeviceRegister& deviceRegister) {
     if (!installed || !deviceRegister.record(registerEntry(*update)) || (isLast && !deviceRegister.save()))
       return fail(*update, target, other);
   }
-  return true;
+  return std::all_of(installers.begin(), installers.end(),
+                     [](const auto& installer) { return installer->finish(); });
 }
 
 bool UpdateInstallation::deleteDownloadedFiles() const {

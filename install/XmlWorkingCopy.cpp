@@ -10,6 +10,7 @@
 #include "core/PathBelowRoot.h"
 #include "core/ReplaceDeviceFile.h"
 #include "core/Text.h"
+#include "core/XmlDocument.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
@@ -51,9 +52,8 @@ XmlEdits* XmlWorkingCopy::editsOrNew(const std::string& rootName) {
 }
 
 bool XmlWorkingCopy::bringBack() {
-  if (path_.empty()) return false;
-  const OldFile old =
-      edits_.isToBeSaved() && deviceFile_ == DeviceFile::copied ? OldFile::notKept : OldFile::keptIfDamaged;
+  if (path_.empty() || (deviceFile_ == DeviceFile::copied && !edits_.isToBeSaved())) return true;
+  const OldFile old = deviceFile_ == DeviceFile::copied ? OldFile::notKept : OldFile::keptIfDamaged;
   // What lies on the device may have changed since the path was joined.
   const bool broughtBack = (!edits_.isToBeSaved() || edits_.save(path_)) &&
                            PathBelowRoot(root_).join(relativePath_) == target_ && makeFolders() &&
@@ -66,7 +66,10 @@ bool XmlWorkingCopy::bringBack() {
 bool XmlWorkingCopy::isOutdated() const {
   const WideText path = toBackslashes(target_);
   if (deviceFile_ == DeviceFile::missing) return File_platformIndependent(path).exists();
-  return deviceFile_ == DeviceFile::copied && fileDigest(path) != fileDigest(path_);
+  if (deviceFile_ != DeviceFile::copied) return false;
+  const WideText onDevice = fileDigest(path);
+  const WideText inCopy = fileDigest(path_);
+  return !onDevice.empty() && !inCopy.empty() && onDevice != inCopy;
 }
 
 // Only an answer that the file is missing counts as missing: a new document must never take the place of a
@@ -80,7 +83,12 @@ void XmlWorkingCopy::lookForDeviceFile() {
     deviceFile_ = DeviceFile::missing;
     return;
   }
-  if (kind != platform::EntryKind::file || !makeCopyPath()) return;
+  if (kind != platform::EntryKind::file) return;
+  if (File_platformIndependent(target_).size() > maximalXmlFileBytes) {
+    logLine(u"nothing can be changed in ", target_);
+    return;
+  }
+  if (!makeCopyPath()) return;
   if (!copyFileContent(target_, path_, false)) {
     logLine(u"no working copy could be made of ", target_);
     File_platformIndependent(path_).remove();

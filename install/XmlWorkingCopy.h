@@ -23,17 +23,18 @@ class XmlWorkingCopy {
   [[nodiscard]] const WideText& relativePath() const { return relativePath_; }
 
   // Makes the copy at the first call. Null if there is none because the device has no such file, or because
-  // it can't be copied, which is logged. The edits of a file that isn't editable all fail.
+  // it can't be copied or is too large to be read, which is logged. The edits of a file that isn't editable
+  // all fail.
   [[nodiscard]] XmlEdits* edits();
   // The same, but with a new document for a file that the device doesn't have. Null also if the text is no
   // name for its root.
   [[nodiscard]] XmlEdits* editsOrNew(const std::string& rootName);
 
   // Replaces the device's file, so that it holds the one or the other whole at every moment; the folders of a
-  // new file are made. Without a change the file isn't touched. False if there is no copy or the edits didn't
-  // reach the device, which is logged.
-  bool bringBack();
-  // Whether the device's file is another one than when the copy was made.
+  // new file are made. Without a copy or a change the file isn't touched. False if the edits didn't reach the
+  // device, which is logged.
+  [[nodiscard]] bool bringBack();
+  // Whether the device's file is known to be another one than when the copy was made.
   [[nodiscard]] bool isOutdated() const;
 
  private:

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -65,6 +66,13 @@ class UnreadableFileSystem : public platform::ForwardingFileSystem {
   }
   WideText unreadable = u"never";
   WideText unknownKind;
+};
+
+// Memory runs out at the first renaming.
+class ThrowingFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  bool rename(const WideText&, const WideText&, platform::ErrorCode&) override { throw std::bad_alloc(); }
 };
 
 InstallXmlEntry entryOf(const WideText& file, std::int32_t flag, const WideText& base,
@@ -451,6 +459,95 @@ TEST_F(DefaultXmlUpdateInstallerTest, AFileThatALaterUpdatePlacesThereIsNotUndon
     EXPECT_EQ(device(file), "<r>\n    <v>placed</v>\n    <more />\n</r>\n");
   }
   EXPECT_THAT(workFolder(), IsEmpty());
+}
+
+TEST_F(DefaultXmlUpdateInstallerTest, AFileThatCanNotBeReadIsNotTakenForAReplacedOne) {
+  InstallUpdate later;
+  later.files.push_back({u"local", a, 1, 0, 0, {}});
+  UnreadableFileSystem unreadable(files());
+  useFileSystem(unreadable);
+  install({setting(a, u"1")});
+  unreadable.unreadable = u"a.xml";
+  EXPECT_TRUE(installer->install(later, {}, flash, flash, card, nullptr));
+  unreadable.unreadable = u"never";
+  finish();
+  useFileSystem(files());
+  EXPECT_EQ(device(a), documentWith("1"));
+}
+
+TEST_F(DefaultXmlUpdateInstallerTest, AFileInWhichNothingChangedIsNotTouched) {
+  CountingFileSystem counting(files());
+  useFileSystem(counting);
+  install({entryOf(a, 6, u"r/v", u"other")});
+  const int reads = counting.reads[onDevice(a)];
+  writeFile(onDevice(a), documentWith("later"));
+  finish();
+  useFileSystem(files());
+  EXPECT_EQ(device(a), documentWith("later"));
+  EXPECT_EQ(counting.reads[onDevice(a)], reads);
+}
+
+TEST_F(DefaultXmlUpdateInstallerTest, AFileThatIsTooLargeToBeReadIsNotCopied) {
+  std::filesystem::resize_file(folder.native() / "flash/config/a.xml",
+                               static_cast<std::uintmax_t>(maximalXmlFileBytes) + 1);
+  startLog();
+  CountingFileSystem counting(files());
+  useFileSystem(counting);
+  run({setting(a, u"1"), entryOf(a, 1, u"r", u"x")});
+  useFileSystem(files());
+  EXPECT_EQ(counting.reads[onDevice(a)], 0);
+  EXPECT_TRUE(logHas(u"Xml update installer: nothing can be changed in " + flash + u'\\' + a));
+}
+
+TEST_F(DefaultXmlUpdateInstallerTest, FinishingTellsWhetherAllChangesReachedTheDevice) {
+  EXPECT_TRUE(installer->finish());
+  install({setting(a, u"1"), entryOf(a, 5, u"r/none", u"x"), setting(u"config/none.xml", u"x")});
+  EXPECT_TRUE(installer->finish());
+  EXPECT_EQ(device(a), documentWith("1"));
+
+  FaultyFileSystem faulty(files());
+  for (const bool isLast : {false, true}) {
+    installer = std::make_unique<DefaultXmlUpdateInstaller>();
+    install({setting(a, u"2")});
+    faulty.failAt = 1;
+    faulty.failAllAfter = true;
+    useFileSystem(faulty);
+    if (!isLast) install({setting(b, u"2")});
+    faulty.failAt = isLast ? 1 : 0;
+    EXPECT_FALSE(installer->finish());
+    useFileSystem(files());
+    EXPECT_EQ(device(a), documentWith("1"));
+  }
+  // It is no later installation's failure.
+  installer = std::make_unique<DefaultXmlUpdateInstaller>();
+  install({setting(a, u"3")});
+  EXPECT_TRUE(installer->finish());
+}
+
+TEST_F(DefaultXmlUpdateInstallerTest, AResultThatCouldNotBeReadAgainIsToldAtTheEnd) {
+  std::string full = "<r><v>old</v>";
+  for (std::size_t count = 4; count < maximalXmlMarkup; ++count) full += "<e/>";
+  writeFile(onDevice(a), full + "</r>");
+  install({entryOf(a, 1, u"r", u"e/e")});
+  EXPECT_FALSE(installer->finish());
+}
+
+TEST_F(DefaultXmlUpdateInstallerTest, WithoutMemoryTheFileStaysAndTheEndIsReached) {
+  ThrowingFileSystem throwing(files());
+  for (const bool processEnds : {false, true}) {
+    installer = std::make_unique<DefaultXmlUpdateInstaller>();
+    install({setting(a, u"1")});
+    useFileSystem(throwing);
+    if (processEnds)
+      runProcessEndActions();
+    else
+      installer.reset();
+    useFileSystem(files());
+    EXPECT_EQ(device(a), documentWith("old"));
+    EXPECT_THAT(workFolder(), IsEmpty());
+    installer.reset();
+  }
+  EXPECT_EQ(device(a), documentWith("old"));
 }
 
 TEST_F(DefaultXmlUpdateInstallerTest, AFileThatALaterUpdateOnlyNamesKeepsItsChanges) {

@@ -462,6 +462,29 @@ TEST_F(InstallPackageRunnerTest, AFailedUpdateIs1102AndTheOnesBeforeItStayRegist
   EXPECT_TRUE(logHas(zipPath));
 }
 
+TEST_F(InstallPackageRunnerTest, ADeviceFileWhoseChangesGetLostIs1102) {
+  class UnchangingFile : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool rename(const WideText& from, const WideText& to, platform::ErrorCode& error) override {
+      if (!to.ends_with(u"config.xml")) return ForwardingFileSystem::rename(from, to, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return false;
+    }
+  } files(small);
+  writeFile(flash + u"/config.xml", "<r><v>old</v></r>");
+  addPackage(software("App", file("a", "a") + "<xmlentry><file>config.xml</file><key creationflag=\"5\">"
+                                              "<base>r/v</base><condition>new</condition></key></xmlentry>"));
+  useFileSystem(files);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1102");
+  useFileSystem(small);
+  EXPECT_EQ(registered().size(), 1U);
+
+  EXPECT_EQ(install(), 0);
+  EXPECT_NE(readFile(flash + u"/config.xml").find("new"), std::string::npos);
+}
+
 TEST_F(InstallPackageRunnerTest, AnUnknownFlagEndsTheProcessAndTheUpdatesBeforeItStayRegistered) {
   addPackage(software("One", file("a", "a")) + software("Two", file("b", "b", 9)));
   EXPECT_EXIT(install(), ::testing::ExitedWithCode(255), "");
