@@ -28,14 +28,10 @@ bool isPlainText(const TiXmlNode* node) {
   return node != nullptr && node->ToText() != nullptr && !node->ToText()->CDATA();
 }
 
-// What the parser makes of the text when it has been printed: it condenses blanks.
-std::string asReadAgain(const std::string& text) {
-  TiXmlElement element("t");
-  element.InsertEndChild(TiXmlText(text));
-  TiXmlDocument document;
-  if (!parseXml(printXml(element), document) || document.RootElement() == nullptr) return text;
-  const TiXmlNode* const read = document.RootElement()->FirstChild();
-  return read != nullptr ? read->ValueStr() : std::string();
+bool isReadAsItIs(const std::string& text) {
+  if (text.empty() || text.front() == ' ' || text.back() == ' ' || text.find("  ") != std::string::npos)
+    return text.empty();
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < 0x7F; });
 }
 
 // Two texts that come to stand side by side are one when they are read again.
@@ -46,6 +42,16 @@ void joinTexts(TiXmlNode* first, TiXmlNode* second) {
 }
 
 }  // namespace
+
+std::string asReadAgain(const std::string& text) {
+  if (isReadAsItIs(text)) return text;
+  TiXmlElement element("t");
+  element.InsertEndChild(TiXmlText(text));
+  TiXmlDocument document;
+  if (!parseXml(printXml(element), document) || document.RootElement() == nullptr) return text;
+  const TiXmlNode* const read = document.RootElement()->FirstChild();
+  return read != nullptr ? read->ValueStr() : std::string();
+}
 
 XmlPath parseXmlPath(std::string_view text) {
   XmlPath path;
@@ -122,8 +128,9 @@ TiXmlElement* IndexedXmlDocument::findByText(TiXmlNode& parent, const std::strin
 }
 
 std::string IndexedXmlDocument::textOf(const TiXmlElement& element) {
-  const char* const text = element.GetText();
-  return text != nullptr ? text : "";
+  const TiXmlText* const text = element.FirstChild() != nullptr ? element.FirstChild()->ToText() : nullptr;
+  if (text == nullptr) return {};
+  return text->CDATA() ? asReadAgain(text->ValueStr()) : text->ValueStr();
 }
 
 TiXmlElement& IndexedXmlDocument::add(TiXmlNode& parent, const std::string& name) {

@@ -28,6 +28,9 @@ using XmlPath = std::vector<XmlPathStep>;
 // The steps between the slashes; none for an empty text. A step without a name leads to no element.
 [[nodiscard]] XmlPath parseXmlPath(std::string_view text);
 
+// The text as it is read when it has been printed, with its blanks condensed.
+[[nodiscard]] std::string asReadAgain(const std::string& text);
+
 // An XML document in memory that is changed in many places. What is looked for more than once is indexed, and
 // the index is kept right under the changes: a look-up costs about the same however many like elements there
 // are.
@@ -55,10 +58,11 @@ class IndexedXmlDocument {
   enum class WithoutPath { endsTheSearch, isPassedOver };
   // The first of the like children of `parent` below which the path leads to an element with the text; an
   // empty path leads to the child itself. The last argument says what becomes of a child below which the path
-  // leads nowhere. Null if there is none.
+  // leads nowhere. The text has the form of asReadAgain. Null if there is none.
   [[nodiscard]] TiXmlElement* findByText(TiXmlNode& parent, const std::string& name, const std::string& path,
                                          const std::string& text, WithoutPath childWithoutPath);
-  // What stands first in the element if that is text, else empty.
+  // What stands first in the element if that is text, else empty. In the form of asReadAgain, which a CDATA
+  // section needn't have in the document.
   [[nodiscard]] static std::string textOf(const TiXmlElement& element);
 
   // A new element behind all other children. The name must be one.

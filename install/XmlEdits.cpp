@@ -94,8 +94,11 @@ bool XmlEdits::replaceOrAppend(const XmlEdit& edit) {
   return !last.number && addBelow(base, {last.name}, edit.alters);
 }
 
+// The base is a whole path of its own here, which may begin with a "/".
 bool XmlEdits::setValue(const XmlEdit& edit) {
-  if (!isLoaded_ || !write(document_.document(), parseXmlPath(edit.base), edit.condition)) return false;
+  const bool beginsWithSlash = edit.base.starts_with('/');
+  const XmlPath base = parseXmlPath(std::string_view(edit.base).substr(beginsWithSlash ? 1 : 0));
+  if (!isLoaded_ || !write(document_.document(), base, edit.condition)) return false;
   isToBeSaved_ = true;
   return true;
 }
@@ -107,14 +110,15 @@ bool XmlEdits::remove(const XmlEdit& edit) {
   TiXmlNode* match = nullptr;
   if (base.size() < 2) {
     match = path.empty() ? nullptr : document_.find(document_.root(), parseXmlPath(path));
-    if (match != nullptr && IndexedXmlDocument::textOf(*match->ToElement()) != value) match = nullptr;
+    if (match != nullptr && IndexedXmlDocument::textOf(*match->ToElement()) != asReadAgain(value))
+      match = nullptr;
   } else {
     if (!isRoot(base.front())) return false;
     const XmlPathStep last = std::move(base.back());
     base.pop_back();
     TiXmlNode* const parent = document_.find(document_.document(), base);
     if (parent != nullptr && !last.number)
-      match = document_.findByText(*parent, last.name, path, value,
+      match = document_.findByText(*parent, last.name, path, asReadAgain(value),
                                    IndexedXmlDocument::WithoutPath::isPassedOver);
   }
   if (match == nullptr) return true;
@@ -135,7 +139,8 @@ TiXmlElement* XmlEdits::findMatch(const XmlEdit& edit) {
   TiXmlNode* const parent = document_.find(document_.document(), base);
   if (parent == nullptr) return nullptr;
   const auto [path, value] = splitAtLastSlash(edit.condition);
-  return document_.findByText(*parent, name, path, value, IndexedXmlDocument::WithoutPath::endsTheSearch);
+  return document_.findByText(*parent, name, path, asReadAgain(value),
+                              IndexedXmlDocument::WithoutPath::endsTheSearch);
 }
 
 bool XmlEdits::writeAlters(TiXmlElement& element, const XmlEdit& edit) {

@@ -13,7 +13,8 @@ namespace ZelmoraTevra {
 // element down. In `condition` and in each of `alters` the last component is a value, and those before it, if
 // there are any, are a path below an element that the base leads to; without them the value is that of the
 // element itself. Where a path leads to elements that are there, a name may carry a number, as in "map[2]",
-// the third of its like; without one it is the first.
+// the third of its like; without one it is the first. Values are compared as they are read, with their blanks
+// condensed.
 struct XmlEdit {
   std::string base;
   std::string condition;
@@ -48,7 +49,8 @@ class XmlEdits {
   // As `change`; without a match as `append`, with a new element of the base's last name around the alters.
   // A base of the root alone has the alters added to the root.
   bool replaceOrAppend(const XmlEdit& edit);
-  // Writes the whole of `condition` to the element of `base`, which must be there.
+  // Writes the whole of `condition` to the element of `base`, which must be there. The base may begin with a
+  // "/".
   bool setValue(const XmlEdit& edit);
   // Removes the first of the elements of `base` that meets the condition. With a base of the root alone it is
   // the element that the condition's path leads to. Without a match nothing changes, and the result is true.

@@ -62,9 +62,22 @@ TiXmlNode* at(TiXmlNode* start, const Names& path) {
   return start;
 }
 
+std::string condensed(const std::string& text) {
+  if (text.find_first_not_of(" \n") == std::string::npos) return "";
+  std::string found;
+  for (const char c : text)
+    if (c != ' ' || (!found.empty() && found.back() != ' ')) found += c;
+  if (found.ends_with(' ')) found.pop_back();
+  return found;
+}
+
 std::string readText(const TiXmlNode* element) {
   const char* text = element->ToElement()->GetText();
-  return text != nullptr ? text : "";
+  return condensed(text != nullptr ? text : "");
+}
+
+std::string comparedValueOf(const std::string& condition) {
+  return condensed(valueOf(condition));
 }
 
 void writeText(TiXmlNode* element, const std::string& text) {
@@ -111,14 +124,17 @@ class Edit {
     return addBelow(parent, {base_.back()});
   }
 
-  bool setValue() { return toBeSaved = write(&document_, base_, edit_.condition); }
+  bool setValue() {
+    if (base_.size() > 1 && base_.front().empty()) base_.erase(base_.begin());
+    return toBeSaved = write(&document_, base_, edit_.condition);
+  }
 
   bool remove() {
     TiXmlNode* found = nullptr;
     const Names path = pathOf(edit_.condition);
     if (base_.size() == 1) {
       TiXmlNode* const element = at(&root_, path);
-      if (!path.empty() && element != nullptr && readText(element) == valueOf(edit_.condition))
+      if (!path.empty() && element != nullptr && readText(element) == comparedValueOf(edit_.condition))
         found = element;
     } else {
       if (childOf(&document_, base_.front()) != &root_) return false;
@@ -129,7 +145,7 @@ class Edit {
            e != nullptr && found == nullptr; e = e->NextSiblingElement()) {
         if (e->ValueStr() != base_.back()) continue;
         const TiXmlNode* const element = at(e, path);
-        if (element != nullptr && readText(element) == valueOf(edit_.condition)) found = e;
+        if (element != nullptr && readText(element) == comparedValueOf(edit_.condition)) found = e;
       }
     }
     if (found == nullptr) return true;
@@ -146,7 +162,7 @@ class Edit {
       TiXmlNode* const element = at(&document_, instance);
       const TiXmlNode* const place = at(element, pathOf(edit_.condition));
       if (place == nullptr) return nullptr;
-      if (readText(place) == valueOf(edit_.condition)) return element;
+      if (readText(place) == comparedValueOf(edit_.condition)) return element;
     }
   }
 

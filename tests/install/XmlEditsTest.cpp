@@ -274,6 +274,14 @@ TEST_F(XmlEditsTest, SetValueWritesTheWholeConditionToTheFirstElementOfThePath) 
   EXPECT_EQ(afterSetValue("<r/>", {"r", "v", {}}), "<r>v</r>");
 }
 
+TEST_F(XmlEditsTest, TheBaseOfSetValueMayBeginWithASlash) {
+  EXPECT_EQ(afterSetValue("<c><n>1</n></c>", {"/c/n", "2", {}}), "<c><n>2</n></c>");
+  EXPECT_TRUE(result);
+  EXPECT_TRUE(saves);
+  EXPECT_EQ(afterSetValue("<c><n>1</n></c>", {"//c/n", "2", {}}), "<c><n>1</n></c>");
+  EXPECT_FALSE(result);
+}
+
 TEST_F(XmlEditsTest, SetValueReachesTheNumberedElement) {
   const std::string document = "<r><p><e>1</e><e>2</e></p><p><e>3</e><e>4</e></p></r>";
   EXPECT_EQ(afterSetValue(document, {"r/p[1]/e[0]", "v", {}}),
@@ -288,7 +296,7 @@ TEST_F(XmlEditsTest, SetValueReachesTheNumberedElement) {
 }
 
 TEST_F(XmlEditsTest, SetValueToAMissingElementFailsAndSavesNothing) {
-  for (const char* base : {"r/b", "x", "r/a/b", "", "/r/a", "r//a", "r/a/"}) {
+  for (const char* base : {"r/b", "x", "r/a/b", "", "r//a", "r/a/"}) {
     EXPECT_EQ(afterSetValue("<r><a>1</a></r>", {base, "v", {}}), "<r><a>1</a></r>");
     EXPECT_FALSE(result);
     EXPECT_FALSE(saves);
@@ -452,6 +460,17 @@ TEST_F(XmlEditsTest, AWrittenTextIsFoundInTheFormInWhichItIsReadAgain) {
   EXPECT_EQ(flat(edits), "<r><e>found</e></r>");
 }
 
+TEST_F(XmlEditsTest, AConditionsValueIsComparedAsItIsRead) {
+  const std::string document = "<r><e><n>a  b</n></e></r>";
+  for (const char* const condition : {"n/a  b", "n/ a b ", "n/a b"}) {
+    EXPECT_EQ(afterReplaceOrAppend(document, {"r/e", condition, {"n/c"}}), "<r><e><n>c</n></e></r>");
+    EXPECT_EQ(afterRemove(document, {"r/e", condition, {}}), "<r/>");
+    EXPECT_EQ(afterRemove(document, {"r", std::string("e/") + condition, {}}), "<r><e/></r>");
+    EXPECT_EQ(afterChange("<r><e><n><![CDATA[ a  b]]></n></e></r>", {"r/e", condition, {"n/c"}}),
+              "<r><e><n>c</n></e></r>");
+  }
+}
+
 TEST_F(XmlEditsTest, AWrittenTextThatReadsLikeAReferenceStaysText) {
   writeFile(file, "<r><e>x</e></r>");
   XmlEdits edits;
@@ -502,7 +521,7 @@ class RandomEdits {
   std::string document() { return "<r>" + children(3, oneIn(10) ? 120 : 5) + "</r>"; }
 
   XmlEdit edit() {
-    XmlEdit edit{oneIn(30) ? name() : "r", {}, {}};
+    XmlEdit edit{oneIn(30) ? name() : oneIn(10) ? "/r" : "r", {}, {}};
     for (int steps = number(0, 3); steps > 0; --steps) edit.base += '/' + step();
     edit.condition = pathAndValue();
     for (int count = number(0, 3); count > 0; --count) edit.alters.push_back(pathAndValue());
@@ -538,7 +557,7 @@ class RandomEdits {
           text += static_cast<char>('v' + number(0, 3));
           break;
         case 1:
-          text += oneIn(3) ? "<!-- c -->" : oneIn(2) ? "<![CDATA[w]]>" : " x\n ";
+          text += oneIn(3) ? "<!-- c -->" : oneIn(2) ? "<![CDATA[ w]]>" : " x\n ";
           break;
         default: {
           const std::string element(1, static_cast<char>('a' + number(0, 2)));
