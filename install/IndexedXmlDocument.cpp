@@ -13,6 +13,9 @@ namespace {
 
 // Most elements have a handful of children, among which one is found at once. An index is for the others.
 constexpr int walkedChildren = 64;
+// Entries that look for ever new paths must not fill the memory with what they found.
+constexpr std::size_t maximalSearchBytes = 128 << 20;
+constexpr std::size_t bytesOfLook = 160;  // for one element at one path, the text not counted
 
 XmlPathStep parseStep(std::string_view text) {
   const std::size_t bracket = text.find('[');
@@ -106,6 +109,7 @@ TiXmlElement* IndexedXmlDocument::findByText(TiXmlNode& parent, const std::strin
   const auto found = children.find(name);
   if (found == children.end()) return nullptr;
   LikeElements& like = found->second;
+  if (like.searches == nullptr || !like.searches->byPath.contains(path)) limitSearches();
   if (like.searches == nullptr) like.searches = std::make_unique<TextSearches>();
   const auto [position, isNew] = like.searches->byPath.try_emplace(path);
   TextSearch& search = position->second;
@@ -224,10 +228,18 @@ void IndexedXmlDocument::noteChange(TiXmlNode& inside) {
   }
 }
 
+void IndexedXmlDocument::limitSearches() {
+  if (searchBytes_ <= maximalSearchBytes) return;
+  for (auto& [parent, children] : children_)
+    for (auto& [name, like] : children) like.searches.reset();
+  searchBytes_ = 0;
+}
+
 void IndexedXmlDocument::lookAt(const LikeElements& like, TextSearch& search, std::size_t number) {
   if (const std::string* const old = search.texts[number]) search.byText.find(*old)->second.erase(number);
   search.withoutPath.erase(number);
   search.texts[number] = nullptr;
+  searchBytes_ += bytesOfLook;
   TiXmlElement* const element = like.elements[number];
   if (element == nullptr) return;
   const TiXmlNode* const found = find(*element, search.path);
@@ -235,7 +247,8 @@ void IndexedXmlDocument::lookAt(const LikeElements& like, TextSearch& search, st
     search.withoutPath.insert(number);
     return;
   }
-  const auto entry = search.byText.try_emplace(textOf(*found->ToElement())).first;
+  const auto [entry, isNew] = search.byText.try_emplace(textOf(*found->ToElement()));
+  if (isNew) searchBytes_ += entry->first.size();
   entry->second.insert(number);
   search.texts[number] = &entry->first;
 }

@@ -108,12 +108,15 @@ class IndexedXmlDocument {
   void forgetSubtree(const TiXmlElement& element);
   // The element or something in it has changed, or in an element around it.
   void noteChange(TiXmlNode& inside);
+  // Makes room for a new search if those that are there have taken too much.
+  void limitSearches();
   void lookAt(const LikeElements& like, TextSearch& search, std::size_t number);
   void catchUp(const LikeElements& like, TextSearch& search);
 
   TiXmlDocument document_;
   std::unordered_map<const TiXmlNode*, Children> children_;
   std::unordered_map<const TiXmlNode*, std::size_t> numbers_;  // of the elements in children_
+  std::size_t searchBytes_ = 0;                                // about what the searches take
 };
 
 }  // namespace ZelmoraTevra

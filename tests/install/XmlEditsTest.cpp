@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <functional>
 #include <random>
 #include <string>
@@ -7,6 +8,10 @@
 #include "install/XmlEdits.h"
 #include "tests/install/PlainXmlEdits.h"
 #include "tests/support/JobTest.h"
+
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace ZelmoraTevra {
 namespace {
@@ -500,6 +505,39 @@ TEST_F(XmlEditsTest, EachEditSeesWhatTheOnesBeforeHaveDone) {
             "<map><name>baltic</name><version>5</version></map>"
             "</maps></config>");
 }
+
+#ifdef __GLIBC__
+std::size_t usedMemory() {
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+TEST_F(XmlEditsTest, EverNewPathsDoNotFillTheMemory) {
+  constexpr std::size_t maximalBytes = 250 << 20;
+  constexpr int elements = 10'000;
+  const std::string longText(300, 'x');
+  std::string document = "<r>";
+  for (int element = 0; element < elements; ++element)
+    document += "<e><n>" + longText + std::to_string(element) + "</n></e>";
+  writeFile(file, document + "</r>");
+  XmlEdits edits;
+  ASSERT_TRUE(edits.load(file));
+  const std::size_t before = usedMemory();
+  std::size_t most = 0;
+  for (int path = 0; path < 120; ++path) {
+    // Different texts for the same path, so that each is looked for anew.
+    const std::string number = "n[" + std::string(static_cast<std::size_t>(path), '0') + "0]/none";
+    EXPECT_TRUE(edits.remove({"r/e", number, {}}));
+    most = std::max(most, usedMemory() - std::min(before, usedMemory()));
+  }
+  EXPECT_LT(most, maximalBytes);
+  EXPECT_TRUE(edits.remove({"r/e", "n/" + longText + "17", {}}));
+  EXPECT_TRUE(edits.change({"r/e", "n/" + longText + "16", {"n/found"}}));
+  EXPECT_TRUE(edits.change({"r/e", "n/found", {"n/found again"}}));
+  EXPECT_TRUE(edits.save(file));
+  EXPECT_NE(readFile(file).find("found again"), std::string::npos);
+}
+#endif
 
 TEST_F(XmlEditsTest, AnElementThatLosesThePathEndsTheSearchAndOneThatGetsItDoesNoMore) {
   writeFile(file, "<r><e><n>a</n></e><e><n>b</n></e><e><n>c</n></e></r>");
