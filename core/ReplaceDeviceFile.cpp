@@ -1,7 +1,6 @@
 #include "core/ReplaceDeviceFile.h"
 
 #include <algorithm>
-#include <functional>
 #include <vector>
 
 #include "core/BackendLogger.h"
@@ -10,6 +9,7 @@
 #include "core/Directory_new.h"
 #include "core/EditableXml.h"
 #include "core/File_platformIndependent.h"
+#include "core/SetAsideFiles.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
@@ -21,24 +21,6 @@ namespace {
 constexpr std::size_t blockBytes = 1 << 18;
 constexpr WideView unfinishedEnding = u"_tevra_new";
 constexpr WideView damagedEnding = u"_damaged";
-constexpr std::size_t digitsOfPart = 10;  // of the largest 32-bit number
-
-WideText paddedNumber(std::uint32_t number) {
-  const WideText digits = numberText(number);
-  return WideText(digitsOfPart - digits.size(), u'0') + digits;
-}
-
-// The tick count and a counter of the process, at full length: the order of the texts is that of the numbers,
-// and no file that somebody else has numbered is taken for one that was set aside.
-WideText uniqueNumber() {
-  static std::uint32_t counter = 0;
-  return paddedNumber(platform::machine().clock->tickMilliseconds()) + paddedNumber(counter++);
-}
-
-bool isUniqueNumber(WideView text) {
-  return text.size() == 2 * digitsOfPart &&
-         std::all_of(text.begin(), text.end(), [](char16_t c) { return c >= u'0' && c <= u'9'; });
-}
 
 WideText unfinishedPath(const WideText& path) {
   return path + WideText(unfinishedEnding);
@@ -88,19 +70,6 @@ bool syncFolderOf(const WideText& path) {
   return platform::machine().files->syncFolder(parentFolder(path), error);
 }
 
-// What replacements of the file have set aside, the newest first.
-std::vector<WideText> setAsideFiles(const WideText& path) {
-  std::vector<WideText> entries;
-  Directory_new(parentFolder(path)).files(entries, false);
-  std::vector<WideText> found;
-  for (WideText& entry : entries) {
-    if (entry.starts_with(path) && isUniqueNumber(WideView(entry).substr(path.size())))
-      found.push_back(std::move(entry));
-  }
-  std::sort(found.begin(), found.end(), std::greater<>());
-  return found;
-}
-
 // The file that is to have the name; empty if there is none.
 WideText bestCandidate(const std::vector<WideText>& setAside, const WideText& unfinished) {
   const auto whole = std::find_if(setAside.begin(), setAside.end(), isWellFormed);
@@ -122,7 +91,7 @@ bool replaceDeviceFile(const WideText& source, const WideText& destination, Wide
   if (Directory_new(unfinished.path()).isEmpty()) Directory_new(unfinished.path()).remove();
   const bool hadOld = File_platformIndependent(target).exists();
   const bool keepsOld = hadOld && old == OldFile::keptIfDamaged && isWorthKeeping(target);
-  const WideText setAside = keepsOld ? freeDamagedPath(target) : target + uniqueNumber();
+  const WideText setAside = keepsOld ? freeDamagedPath(target) : SetAsideFiles::newPath(target);
 
   if (!copyFileContent(source, unfinished.path(), true) ||
       (hadOld && !renameFile(target, setAside, logName))) {
@@ -144,7 +113,7 @@ bool replaceDeviceFile(const WideText& source, const WideText& destination, Wide
 void recoverDeviceFile(const WideText& path) {
   const WideText target = toBackslashes(path);
   const WideText unfinished = unfinishedPath(target);
-  const std::vector<WideText> setAside = setAsideFiles(target);
+  const std::vector<WideText> setAside = SetAsideFiles::of(target);
   if (isLink(unfinished)) removeEntry(unfinished);
   const bool hasUnfinished = File_platformIndependent(unfinished).exists();
   if (setAside.empty() && !hasUnfinished) return;

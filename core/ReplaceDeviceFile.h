@@ -14,17 +14,17 @@ enum class OldFile { keptIfDamaged, notKept };
 // copy gets the name, and only when all of that is on the medium the old file goes. On failure the old file
 // is back in its place, or still set aside if the device takes nothing any more.
 //
-// An old file that isn't editable XML, and so may hold what the copy hasn't, isn't removed unless the caller says so: it stays beside for good, under
-// its name with "_damaged" and a number behind it. A destination that has the content already isn't touched.
-// A source that doesn't exist is a failure that changes nothing. `logName` begins the line that tells of a
-// renaming that failed.
+// An old file that isn't editable XML, and so may hold what the copy hasn't, isn't removed unless the caller
+// says so: it stays beside for good, under its name with "_damaged" and a number behind it. A destination
+// that has the content already isn't touched. A source that doesn't exist is a failure that changes nothing.
+// `logName` begins the line that tells of a renaming that failed.
 [[nodiscard]] bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName,
                                      OldFile old = OldFile::keptIfDamaged);
 
 // Puts right what a replacement that was cut off has left beside the path. If no well-formed file stands
 // there, the newest well-formed one that was set aside gets the name, without any of those the copy if it is
 // whole, and what stood at the path is kept as damaged. Once a well-formed file has the name, the others go.
-// To be called before a device file is looked for.
+// To be called before a device file is looked for; before many of them while a SetAsideFiles lives.
 void recoverDeviceFile(const WideText& path);
 
 // A copy without progress and abort: copyFile, true if it is done.

@@ -2,6 +2,7 @@
 
 #include "core/PathBelowRoot.h"
 #include "core/ProcessEnd.h"
+#include "core/SetAsideFiles.h"
 #include "install/IUpdateInstaller.h"
 
 namespace ZelmoraTevra {
@@ -31,6 +32,7 @@ class DefaultXmlUpdateInstaller : public IXmlUpdateInstaller {
   // Makes the entry's file the one in hand.
   [[nodiscard]] bool turnTo(const InstallXmlEntry& entry, PathBelowRoot& root);
 
+  SetAsideFiles setAsideFiles_;
   bool hasLostChanges_ = false;
   AtProcessEnd atProcessEnd_;
 };

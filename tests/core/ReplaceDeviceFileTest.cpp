@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/ReplaceDeviceFile.h"
+#include "core/SetAsideFiles.h"
 #include "core/Text.h"
 #include "tests/support/FaultyFileSystem.h"
 #include "tests/support/JobTest.h"
@@ -373,6 +374,98 @@ TEST_F(ReplaceDeviceFileTest, RecoveryLeavesFilesOfOthersAlone) {
   std::filesystem::remove(folder.native() / "device/updates.xml");
   recoverDeviceFile(target_);
   EXPECT_EQ(device().size(), 6U);
+}
+
+TEST_F(ReplaceDeviceFileTest, RecoveryTakesAFileWhoseNameTheDeviceWroteWithOtherCapitals) {
+  std::filesystem::remove(folder.native() / "device/updates.xml");
+  writeFile(path(u"device/Updates.XML00000000010000000009"), "<a/>");
+  writeFile(path(u"device/UPDATES.xml00000000010000000010"), "<b/>");
+  recoverDeviceFile(target_);
+  EXPECT_EQ(readFile(target_), "<b/>");
+}
+
+TEST_F(ReplaceDeviceFileTest, RecoveryPrefersTheExactName) {
+  std::filesystem::remove(folder.native() / "device/updates.xml");
+  writeFile(path(u"device/updates.xml00000000010000000009"), "<a/>");
+  writeFile(path(u"device/Updates.xml00000000020000000009"), "<b/>");
+  recoverDeviceFile(target_);
+  EXPECT_EQ(readFile(target_), "<a/>");
+  EXPECT_EQ(readFile(path(u"device/Updates.xml00000000020000000009")), "<b/>");
+}
+
+TEST_F(ReplaceDeviceFileTest, RecoveryLeavesTheFilesOfANameWithOtherCapitalsAlone) {
+  const WideText setAside = path(u"device/Updates.xml00000000010000000009");
+  writeFile(setAside, "<a/>");
+  recoverDeviceFile(target_);
+  EXPECT_EQ(readFile(target_), old_);
+  EXPECT_EQ(readFile(setAside), "<a/>");
+
+  std::filesystem::remove(folder.native() / "device/updates.xml");
+  writeFile(path(u"device/Updates.xml"), "<other/>");
+  recoverDeviceFile(target_);
+  EXPECT_FALSE(fileExists(target_));
+  EXPECT_EQ(readFile(setAside), "<a/>");
+}
+
+// A second name for the one file stands for a device on which capitals make no difference.
+TEST_F(ReplaceDeviceFileTest, RecoveryDropsWhatIsLeftUnderANameThatLeadsToTheSameFile) {
+  std::filesystem::create_hard_link(folder.native() / "device/updates.xml",
+                                    folder.native() / "device/Updates.xml");
+  writeFile(path(u"device/Updates.xml00000000010000000009"), "<a/>");
+  recoverDeviceFile(target_);
+  EXPECT_THAT(device(), ElementsAre("Updates.xml", "updates.xml"));
+}
+
+// Counts the looks at folders.
+class ListingFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  bool list(const WideText& folder, std::vector<platform::FolderEntry>& entries,
+            platform::ErrorCode& error) override {
+    ++listings;
+    return ForwardingFileSystem::list(folder, entries, error);
+  }
+  int listings = 0;
+};
+
+TEST_F(ReplaceDeviceFileTest, RecoveryOfManyFilesLooksAtTheirFolderOnce) {
+  std::vector<WideText> targets;
+  for (int number = 0; number < 20; ++number) {
+    targets.push_back(path(u"device/" + numberText(number) + u".xml"));
+    writeFile(targets.back() + u"00000000010000000009", "<a/>");
+  }
+  ListingFileSystem listing(files());
+  useFileSystem(listing);
+  {
+    const SetAsideFiles remembered;
+    for (int round = 0; round < 2; ++round)
+      for (const WideText& target : targets) recoverDeviceFile(target);
+    EXPECT_EQ(listing.listings, 1);
+  }
+  EXPECT_EQ(device().size(), 21U);
+  for (const WideText& target : targets) EXPECT_EQ(readFile(target), "<a/>");
+
+  writeFile(targets.front() + u"00000000010000000009", "<b/>");
+  recoverDeviceFile(targets.front());
+  EXPECT_EQ(device().size(), 21U);
+  useFileSystem(files());
+}
+
+TEST_F(ReplaceDeviceFileTest, AFolderThatIsKnownStillGivesWhatWasSetAsideSince) {
+  const SetAsideFiles remembered;
+  recoverDeviceFile(target_);
+  for (int operation = 1; operation < 30; ++operation) {
+    SCOPED_TRACE(operation);
+    FaultyFileSystem faulty(files());
+    faulty.failAt = operation;
+    faulty.failAllAfter = true;
+    useFileSystem(faulty);
+    static_cast<void>(replace());
+    useFileSystem(files());
+    recoverDeviceFile(target_);
+    expectWholeAndAlone();
+    resetDevice();
+  }
 }
 
 TEST_F(ReplaceDeviceFileTest, RecoveryInAMissingFolderDoesNothing) {

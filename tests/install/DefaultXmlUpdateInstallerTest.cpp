@@ -568,6 +568,22 @@ TEST_F(DefaultXmlUpdateInstallerTest, AnInterruptedReplacementIsPutRightFirst) {
   EXPECT_THAT(tree(flash), ElementsAre("config/", "config/a.xml", "config/b.xml"));
 }
 
+TEST_F(DefaultXmlUpdateInstallerTest, ManyFilesOfOneFolderAreOneLookAtIt) {
+  std::vector<InstallXmlEntry> entries;
+  for (int number = 0; number < 30; ++number) {
+    const WideText file = u"many/" + numberText(number) + u".xml";
+    writeFile(onDevice(file), documentWith("old"));
+    entries.push_back(setting(file, u"new"));
+  }
+  CountingFileSystem counting(files());
+  useFileSystem(counting);
+  run(entries);
+  useFileSystem(files());
+  EXPECT_EQ(counting.listings, 1);
+  EXPECT_EQ(device(u"many/29.xml"), documentWith("new"));
+  EXPECT_EQ(tree(flash + u"/many").size(), 30U);
+}
+
 TEST_F(DefaultXmlUpdateInstallerTest, TheEndOfTheProcessBringsTheFileBack) {
   install({setting(a, u"1")});
   runProcessEndActions();
