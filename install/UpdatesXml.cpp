@@ -187,13 +187,14 @@ bool UpdatesXml::uninstallUpdate(const UpdateInfo& info,
   if (!update.isValid()) return false;
   const bool onCard = update.info.installLocation == u"storage_for_content";
   const WideText root = onCard ? info.secondaryPath : file_->getRootPath();
-  // A card that was pulled has no files, but nothing has been taken off it: asked before and afterwards.
-  const auto isCardMissing = [&] { return onCard && (root.empty() || !Directory_new(root).exists()); };
-  if (isCardMissing()) return reportMissingCard();
+  // A storage that was pulled, or that lets nothing be changed, has had nothing taken off it: asked before,
+  // of the card, as the main storage has been asked already, and afterwards.
+  const auto isLost = [&root] { return root.empty() || !Directory_new(root).takesWrites(); };
+  if (onCard && isLost()) return reportMissingCard();
   for (const std::unique_ptr<IUpdateUninstaller>& uninstaller : uninstallers) {
     if (!uninstaller->uninstall(update, root)) return false;
   }
-  if (isCardMissing()) return reportMissingCard();
+  if (isLost()) return onCard && reportMissingCard();
   return removeUpdate(update);
 }
 

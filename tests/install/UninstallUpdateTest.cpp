@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <functional>
 
 #include "core/ProcessEnd.h"
@@ -161,6 +162,17 @@ TEST_F(UninstallUpdateTest, ACardThatIsPulledMeanwhileIs1134AndTheUpdateStays) {
   EXPECT_FALSE(uninstall(query(u"Z", u"Map", u"1", card)));
   EXPECT_EQ(status().exitCode(), u"1134");
   EXPECT_TRUE(has(u"Map"));
+}
+
+TEST_F(UninstallUpdateTest, AMainStorageThatIsPulledMeanwhileKeepsTheUpdate) {
+  add(u"App", u"1", u"storage_for_software");
+  use([&](const Update&, const WideText&) {
+    std::filesystem::remove_all(folder.native() / "flash");
+    return true;
+  });
+  EXPECT_FALSE(uninstall(query(u"Z", u"App", u"1", card)));
+  EXPECT_TRUE(statusHistory().empty());
+  EXPECT_TRUE(has(u"App"));
 }
 
 TEST_F(UninstallUpdateTest, WhatTheProcessDoesAtItsEndComesBeforeTheReport) {
