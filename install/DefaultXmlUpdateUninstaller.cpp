@@ -18,8 +18,7 @@ bool removeElements(const UpdateXmlEntry& entry, DeviceXmlFiles& files,
                     std::vector<PathBelowRoot>& storages) {
   bool found = false;
   for (PathBelowRoot& storage : storages) {
-    const DeviceXmlFiles::Editing editing =
-        files.removeMatches(storage, entry.file, entry.base, entry.condition);
+    const DeviceXmlFiles::Editing editing = files.removeMatches(storage, entry);
     if (editing == DeviceXmlFiles::Editing::failed) return false;
     if (editing == DeviceXmlFiles::Editing::done) found = true;
   }

@@ -28,11 +28,11 @@ bool wasDeleted(const WideText& root, const WideText& relativePath) {
 
 }  // namespace
 
-DeviceXmlFiles::Editing DeviceXmlFiles::removeMatches(PathBelowRoot& root, const WideText& relativePath,
-                                                      const WideText& base, const WideText& condition) {
-  OpenFile* const file = open(root, relativePath);
-  if (file == nullptr) return root.joinExisting(relativePath) ? Editing::failed : Editing::missing;
-  if (file->document.removeMatches(base, condition) && !file->firstChange) file->firstChange = update_;
+DeviceXmlFiles::Editing DeviceXmlFiles::removeMatches(PathBelowRoot& root, const UpdateXmlEntry& entry) {
+  OpenFile* const file = open(root, entry.file);
+  if (file == nullptr) return root.joinExisting(entry.file) ? Editing::failed : Editing::missing;
+  if (file->document.isExhausted()) return Editing::failed;
+  if (file->document.removeMatches(entry) && !file->firstChange) file->firstChange = update_;
   return Editing::done;
 }
 

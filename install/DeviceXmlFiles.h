@@ -27,8 +27,7 @@ class DeviceXmlFiles {
       : maximalOpenBytes_(maximalOpenBytes) {}
 
   // Removes all elements of the file that match, in memory (DeviceXmlFile::removeMatches).
-  [[nodiscard]] Editing removeMatches(PathBelowRoot& root, const WideText& relativePath, const WideText& base,
-                                      const WideText& condition);
+  [[nodiscard]] Editing removeMatches(PathBelowRoot& root, const UpdateXmlEntry& entry);
   // The removals from here on belong to the next update.
   void beginNextUpdate() { ++update_; }
   // Writes the files in which something was removed, each safely. A file that has been deleted meanwhile

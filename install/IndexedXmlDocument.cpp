@@ -197,7 +197,7 @@ TiXmlElement* IndexedXmlDocument::pick(Children& children, const XmlPathStep& st
   std::size_t number = step.number.value_or(0);
   if (like.removedCount == 0) return number < count ? like.elements[number] : nullptr;
   while (like.first < count && like.elements[like.first] == nullptr) ++like.first;
-  for (std::size_t at = like.first; at < count; ++at)
+  for (std::size_t at = like.first; at < count; ++at, ++lookCount_)
     if (like.elements[at] != nullptr && number-- == 0) return like.elements[at];
   return nullptr;
 }
@@ -236,6 +236,7 @@ void IndexedXmlDocument::limitSearches() {
 }
 
 void IndexedXmlDocument::lookAt(const LikeElements& like, TextSearch& search, std::size_t number) {
+  ++lookCount_;
   if (const std::string* const old = search.texts[number]) search.byText.find(*old)->second.erase(number);
   search.withoutPath.erase(number);
   search.texts[number] = nullptr;

@@ -61,6 +61,9 @@ class IndexedXmlDocument {
   // leads nowhere. The text has the form of asReadAgain. Null if there is none.
   [[nodiscard]] TiXmlElement* findByText(TiXmlNode& parent, const std::string& name, const std::string& path,
                                          const std::string& text, WithoutPath childWithoutPath);
+  // How many elements have been looked at for that so far. Ever new paths can make it the square of their
+  // number: who looks for what a hostile file names stops in time.
+  [[nodiscard]] std::uint64_t lookCount() const { return lookCount_; }
   // What stands first in the element if that is text, else empty. In the form of asReadAgain, which a CDATA
   // section needn't have in the document.
   [[nodiscard]] static std::string textOf(const TiXmlElement& element);
@@ -103,7 +106,7 @@ class IndexedXmlDocument {
   [[nodiscard]] Children& childrenOf(TiXmlNode& parent);
   // Null if the children of the element's parent aren't indexed.
   [[nodiscard]] LikeElements* likeElementsOf(const TiXmlElement& element);
-  [[nodiscard]] static TiXmlElement* pick(Children& children, const XmlPathStep& step);
+  [[nodiscard]] TiXmlElement* pick(Children& children, const XmlPathStep& step);
   void enter(Children& children, TiXmlElement& element);
   void forgetSubtree(const TiXmlElement& element);
   // The element or something in it has changed, or in an element around it.
@@ -117,6 +120,7 @@ class IndexedXmlDocument {
   std::unordered_map<const TiXmlNode*, Children> children_;
   std::unordered_map<const TiXmlNode*, std::size_t> numbers_;  // of the elements in children_
   std::size_t searchBytes_ = 0;                                // about what the searches take
+  std::uint64_t lookCount_ = 0;
 };
 
 }  // namespace ZelmoraTevra

@@ -61,7 +61,7 @@ bool UpdatesCleaner::stands(const Update& update) {
   return std::any_of(update.xmlEntries.begin(), update.xmlEntries.end(), [this](const UpdateXmlEntry& entry) {
     if (isInVersionFile(entry)) return false;
     DeviceXmlFile* const file = xmlFile(entry.file);
-    return file != nullptr && file->hasMatch(entry.base, entry.condition);
+    return file != nullptr && file->hasMatch(entry);
   });
 }
 
@@ -69,7 +69,7 @@ bool UpdatesCleaner::removeEntries(const Update& update) {
   return std::all_of(update.xmlEntries.begin(), update.xmlEntries.end(), [this](const UpdateXmlEntry& entry) {
     if (!isInVersionFile(entry)) return true;
     DeviceXmlFile* const file = xmlFile(entry.file);
-    if (file != nullptr) file->removeMatch(entry.base, entry.condition);
+    if (file != nullptr) file->removeMatch(entry);
     return file != nullptr;
   });
 }

@@ -40,8 +40,11 @@ class DeviceXmlFilesTest : public JobTest {
     writeFile(a, "<r><m>1</m><m>2</m><m>3</m></r>");
     writeFile(b, "<r><m>1</m><m>2</m><m>3</m></r>");
   }
+  static UpdateXmlEntry entry(const WideText& relativePath, const WideText& text) {
+    return {relativePath, 0, u"r/m", text};
+  }
   Editing remove(const WideText& relativePath, const WideText& text) {
-    return xmlFiles.removeMatches(root, relativePath, u"r/m", text);
+    return xmlFiles.removeMatches(root, entry(relativePath, text));
   }
   [[nodiscard]] std::string textOf(const WideText& file) const {
     std::string text;
@@ -86,7 +89,7 @@ TEST_F(DeviceXmlFilesTest, OneFileUnderSeveralSpellingsIsOneFile) {
   EXPECT_EQ(remove(u"config/a.xml", u"1"), Editing::done);
   EXPECT_EQ(remove(u"config\\.//A.XML", u"2"), Editing::done);
   PathBelowRoot otherSpelling(toBackslashes(device) + u"\\");
-  EXPECT_EQ(xmlFiles.removeMatches(otherSpelling, u"config/a.xml", u"r/m", u"3"), Editing::done);
+  EXPECT_EQ(xmlFiles.removeMatches(otherSpelling, entry(u"config/a.xml", u"3")), Editing::done);
   EXPECT_EQ(watching.reads[a], 1);
   EXPECT_TRUE(xmlFiles.save());
   EXPECT_EQ(textOf(a), "<r/>");
@@ -159,20 +162,20 @@ TEST_F(DeviceXmlFilesTest, AFailedWriteNamesTheFirstUpdateThatItConcerns) {
 
 TEST_F(DeviceXmlFilesTest, FilesThatAreTooLargeTogetherAreWrittenInBetween) {
   DeviceXmlFiles few(40);
-  EXPECT_EQ(few.removeMatches(root, u"config/a.xml", u"r/m", u"1"), Editing::done);
-  EXPECT_EQ(few.removeMatches(root, u"config/a.xml", u"r/m", u"2"), Editing::done);
+  EXPECT_EQ(few.removeMatches(root, entry(u"config/a.xml", u"1")), Editing::done);
+  EXPECT_EQ(few.removeMatches(root, entry(u"config/a.xml", u"2")), Editing::done);
   EXPECT_EQ(watching.replacements[a], 0);
-  EXPECT_EQ(few.removeMatches(root, u"config/b.xml", u"r/m", u"1"), Editing::done);
+  EXPECT_EQ(few.removeMatches(root, entry(u"config/b.xml", u"1")), Editing::done);
   EXPECT_EQ(watching.replacements[a], 1);
   EXPECT_EQ(textOf(a), "<r><m>3</m></r>");
   EXPECT_EQ(watching.replacements[b], 0);
   few.beginNextUpdate();
-  EXPECT_EQ(few.removeMatches(root, u"config/a.xml", u"r/m", u"3"), Editing::done);
+  EXPECT_EQ(few.removeMatches(root, entry(u"config/a.xml", u"3")), Editing::done);
   EXPECT_EQ(watching.replacements[b], 1);
 
   watching.unwritable = a;
   few.beginNextUpdate();
-  EXPECT_EQ(few.removeMatches(root, u"config/b.xml", u"r/m", u"2"), Editing::failed);
+  EXPECT_EQ(few.removeMatches(root, entry(u"config/b.xml", u"2")), Editing::failed);
   EXPECT_EQ(few.firstUnsaved(), 1U);
 }
 

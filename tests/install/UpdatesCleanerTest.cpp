@@ -205,7 +205,17 @@ TEST_F(UpdatesCleanerTest, ANameInTheMiddleThatIsNotFoundIsPassedOver) {
 }
 
 TEST_F(UpdatesCleanerTest, OnlyTheFirstChildOfANameIsGoneDownTo) {
-  EXPECT_FALSE(standsBy("<r><p/><p><e>v</e></p></r>", u"r/p/e", u"v"));
+  EXPECT_FALSE(standsBy("<r><p/><p><e><n>v</n></e></p></r>", u"r/p/e", u"n/v"));
+}
+
+TEST_F(UpdatesCleanerTest, AnElementThatWasAddedToTheRootBesideLikeOnesIsFound) {
+  EXPECT_TRUE(standsBy("<r><p/><p><e>v</e></p></r>", u"r/p/e", u"v"));
+  EXPECT_FALSE(standsBy("<r><p/><p><e>w</e></p></r>", u"r/p/e", u"v"));
+}
+
+TEST_F(UpdatesCleanerTest, ANameMayCarryANumber) {
+  EXPECT_TRUE(standsBy("<r><p/><p><e><n>v</n></e></p></r>", u"r/p[1]/e", u"n/v"));
+  EXPECT_FALSE(standsBy("<r><p><e><n>v</n></e></p><p/></r>", u"r/p[1]/e", u"n/v"));
 }
 
 TEST_F(UpdatesCleanerTest, AConditionWithoutAPathIsTheTextOfTheElement) {
