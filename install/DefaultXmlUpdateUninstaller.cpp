@@ -13,16 +13,16 @@ namespace ZelmoraTevra {
 
 namespace {
 
-// False if the file is on none of the storages or can't be edited where it is.
+// False if the file is or may be on one of the storages and can't be edited there.
 bool removeElements(const UpdateXmlEntry& entry, DeviceXmlFiles& files,
                     std::vector<PathBelowRoot>& storages) {
-  bool found = false;
   for (PathBelowRoot& storage : storages) {
     const DeviceXmlFiles::Editing editing = files.removeMatches(storage, entry);
     if (editing == DeviceXmlFiles::Editing::failed) return false;
-    if (editing == DeviceXmlFiles::Editing::done) found = true;
+    if (editing == DeviceXmlFiles::Editing::refused)
+      writeLog(u"The path of an XML file leaves the device: " + entry.file);
   }
-  return found;
+  return true;
 }
 
 }  // namespace

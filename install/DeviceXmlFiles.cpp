@@ -11,6 +11,8 @@ namespace ZelmoraTevra {
 
 namespace {
 
+constexpr std::int64_t maximalReadings = 16;  // of as much as may be open at once
+
 // One text for a storage that is named in several ways: the same file under two keys would be written twice,
 // each time without what was removed from the other one. Upper and lower case may be two folders, but are one
 // drive.
@@ -29,11 +31,13 @@ bool wasDeleted(const WideText& root, const WideText& relativePath) {
 }  // namespace
 
 DeviceXmlFiles::Editing DeviceXmlFiles::removeMatches(PathBelowRoot& root, const UpdateXmlEntry& entry) {
-  OpenFile* const file = open(root, entry.file);
-  if (file == nullptr) return root.joinExisting(entry.file) ? Editing::failed : Editing::missing;
-  if (file->document.isExhausted()) return Editing::failed;
-  if (file->document.removeMatches(entry) && !file->firstChange) file->firstChange = update_;
-  return Editing::done;
+  const WideText key = keyOf(root.root(), entry.file);
+  if (missing_.contains(key)) return Editing::missing;
+  const auto known = files_.find(key);
+  if (known != files_.end())
+    return root.joinExisting(known->second->relativePath) ? edit(*known->second, entry) : forget(known);
+  const std::optional<WideText> path = root.join(entry.file);
+  return path ? editNew(key, *path, root.root(), entry) : Editing::refused;
 }
 
 bool DeviceXmlFiles::save() {
@@ -42,37 +46,52 @@ bool DeviceXmlFiles::save() {
     if (file->document.save()) {
       file->firstChange.reset();
     } else {
-      firstUnsaved_ = std::min(firstUnsaved_.value_or(*file->firstChange), *file->firstChange);
+      noteUnsaved(*file);
     }
   }
   return !firstUnsaved_;
 }
 
-DeviceXmlFiles::OpenFile* DeviceXmlFiles::open(PathBelowRoot& root, const WideText& relativePath) {
-  const WideText key = keyOf(root.root(), relativePath);
-  const auto known = files_.find(key);
-  if (known != files_.end()) {
-    if (root.joinExisting(known->second->relativePath)) return known->second.get();
-    forget(key);
-  }
-  const std::optional<WideText> path = root.join(relativePath);
+DeviceXmlFiles::Editing DeviceXmlFiles::edit(OpenFile& file, const UpdateXmlEntry& entry) {
+  if (file.document.isExhausted()) return Editing::failed;
+  if (file.document.removeMatches(entry) && !file.firstChange) file.firstChange = update_;
+  return Editing::done;
+}
+
+DeviceXmlFiles::Editing DeviceXmlFiles::editNew(const WideText& key, const WideText& path,
+                                                const WideText& root, const UpdateXmlEntry& entry) {
+  if (readBytes_ > maximalReadings * maximalOpenBytes_) return Editing::failed;
   auto file = std::make_unique<OpenFile>();
-  if (!path || !file->document.load(*path)) return nullptr;
-  file->root = root.root();
-  file->relativePath = relativePath;
-  file->bytes = std::max<std::int64_t>(File_platformIndependent(*path).size(), 0);
+  if (!file->document.load(path)) {
+    if (!File_platformIndependent(path).isCertainlyMissing() || !Directory_new(root).exists())
+      return Editing::failed;
+    missing_.insert(key);
+    return Editing::missing;
+  }
+  file->root = root;
+  file->relativePath = entry.file;
+  file->bytes = std::max<std::int64_t>(File_platformIndependent(path).size(), 0);
+  readBytes_ += file->bytes;
   if (openBytes_ + file->bytes > maximalOpenBytes_) {
-    if (!save()) return nullptr;
+    if (!save()) return Editing::failed;
     files_.clear();
     openBytes_ = 0;
   }
   openBytes_ += file->bytes;
-  return (files_[key] = std::move(file)).get();
+  return edit(*(files_[key] = std::move(file)), entry);
 }
 
-void DeviceXmlFiles::forget(const WideText& key) {
-  openBytes_ -= files_[key]->bytes;
-  files_.erase(key);
+DeviceXmlFiles::Editing DeviceXmlFiles::forget(FileMap::iterator file) {
+  const OpenFile& gone = *file->second;
+  const bool deleted = wasDeleted(gone.root, gone.relativePath);
+  if (!deleted && gone.firstChange) noteUnsaved(gone);
+  openBytes_ -= gone.bytes;
+  files_.erase(file);
+  return deleted ? Editing::missing : Editing::failed;
+}
+
+void DeviceXmlFiles::noteUnsaved(const OpenFile& file) {
+  firstUnsaved_ = std::min(firstUnsaved_.value_or(*file.firstChange), *file.firstChange);
 }
 
 }  // namespace ZelmoraTevra

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 
 #include "core/PathBelowRoot.h"
 #include "core/XmlDocument.h"
@@ -13,13 +14,15 @@
 namespace ZelmoraTevra {
 
 // The XML files of a device from which elements are removed. Each is read once and written once, however many
-// updates name it; only files that together are larger than one may be are written in between and read again.
+// updates name it; only files that together are larger than one may be are written in between and read again,
+// up to a bound on what is read in all.
 class DeviceXmlFiles {
  public:
   enum class Editing {
     done,
-    missing,  // no such file, or one outside the root
-    failed,   // it is there but can't be read or isn't well-formed; or an earlier one could not be written
+    missing,  // the root stands and certainly has no such file
+    refused,  // the path would leave the root
+    failed,   // the file may be there but can't be edited; or an earlier one could not be written
   };
 
   // Bytes of all files that are held in memory together.
@@ -45,13 +48,22 @@ class DeviceXmlFiles {
     std::optional<std::size_t> firstChange;  // the update to which it belongs
   };
 
-  // Null if it can't be read, or if room was to be made for it and could not.
-  [[nodiscard]] OpenFile* open(PathBelowRoot& root, const WideText& relativePath);
-  void forget(const WideText& key);
+  using FileMap = std::map<WideText, std::unique_ptr<OpenFile>>;  // by one spelling of root and path
 
-  std::map<WideText, std::unique_ptr<OpenFile>> files_;  // by one spelling of root and path
+  [[nodiscard]] Editing edit(OpenFile& file, const UpdateXmlEntry& entry);
+  // Opens the file and edits it.
+  [[nodiscard]] Editing editNew(const WideText& key, const WideText& path, const WideText& root,
+                                const UpdateXmlEntry& entry);
+  // A file that isn't there any more: what was to be removed from it has gone with it, or with its root.
+  [[nodiscard]] Editing forget(FileMap::iterator file);
+  // The changes of the file are lost.
+  void noteUnsaved(const OpenFile& file);
+
+  FileMap files_;
+  std::set<WideText> missing_;  // keys of what was looked for in vain
   std::int64_t maximalOpenBytes_;
   std::int64_t openBytes_ = 0;
+  std::int64_t readBytes_ = 0;
   std::size_t update_ = 0;
   std::optional<std::size_t> firstUnsaved_;
 };

@@ -64,12 +64,13 @@ TEST_F(DefaultXmlUpdateUninstallerTest, WithoutAnyChangeAllIsHandled) {
 TEST_F(DefaultXmlUpdateUninstallerTest, AFileThatCanNotBeLoadedEndsItAndLeavesWhatWasDoneBefore) {
   startLog();
   put(flash + u"/a.xml", {"1", "2"});
-  for (const WideText bad : {u"none.xml", u"damaged.xml"}) {
-    writeFile(flash + u"/damaged.xml", "<r>");
-    EXPECT_FALSE(uninstall({entry(u"a.xml", u"1"), entry(bad, u"1"), entry(u"a.xml", u"2")}));
+  for (const char* damaged : {"", "<r>", "<r><m><n>1</n></m>a & b</r>", "<r><m><n>1</n></m></r> more"}) {
+    writeFile(flash + u"/damaged.xml", damaged);
+    EXPECT_FALSE(uninstall({entry(u"a.xml", u"1"), entry(u"damaged.xml", u"1"), entry(u"a.xml", u"2")}));
     EXPECT_EQ(namesIn(flash + u"/a.xml"), "2 ");
+    EXPECT_EQ(readFile(flash + u"/damaged.xml"), damaged);
   }
-  EXPECT_TRUE(logHas(u"The XML file of an update can't be edited: none.xml"));
+  EXPECT_TRUE(logHas(u"The XML file of an update can't be edited: damaged.xml"));
 }
 
 TEST_F(DefaultXmlUpdateUninstallerTest, AnUpdateOnTheCardHasItsElementsOnTheMainStorage) {
@@ -96,15 +97,26 @@ TEST_F(DefaultXmlUpdateUninstallerTest, AFileOnTheCardThatCanNotBeLoadedIsAFailu
 
 TEST_F(DefaultXmlUpdateUninstallerTest, AnUpdateOnTheMainStorageIsNotLookedForOnTheCard) {
   put(card + u"/a.xml", {"1"});
-  EXPECT_FALSE(uninstall({entry(u"a.xml", u"1")}, flash));
+  EXPECT_TRUE(uninstall({entry(u"a.xml", u"1")}, flash));
   EXPECT_EQ(namesIn(card + u"/a.xml"), "1 ");
 }
 
-TEST_F(DefaultXmlUpdateUninstallerTest, APathThatLeavesTheStorageIsAFileThatIsNotThere) {
+TEST_F(DefaultXmlUpdateUninstallerTest, AFileThatIsNowhereHoldsNothingAnyMore) {
+  put(flash + u"/a.xml", {"1", "2"});
+  for (const WideText& root : {flash, card}) {
+    EXPECT_TRUE(
+        uninstall({entry(u"none.xml", u"1"), entry(u"none/none.xml", u"1"), entry(u"a.xml", u"1")}, root));
+    EXPECT_EQ(namesIn(flash + u"/a.xml"), "2 ");
+  }
+}
+
+TEST_F(DefaultXmlUpdateUninstallerTest, APathThatLeavesTheStorageNeverLedToAnything) {
+  startLog();
   put(path(u"outside.xml"), {"1"});
   for (const WideText& hostile :
        {WideText(u"../outside.xml"), path(u"outside.xml"), WideText(u"E:a.xml"), WideText()})
-    EXPECT_FALSE(uninstall({entry(hostile, u"1")}));
+    EXPECT_TRUE(uninstall({entry(hostile, u"1")}));
+  EXPECT_TRUE(logHas(u"The path of an XML file leaves the device: ../outside.xml"));
   EXPECT_EQ(namesIn(path(u"outside.xml")), "1 ");
 }
 

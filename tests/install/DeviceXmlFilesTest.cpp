@@ -28,6 +28,18 @@ class WatchingFileSystem : public platform::ForwardingFileSystem {
     if (from.ends_with(u"_tevra_new")) ++replacements[toForwardSlashes(to)];
     return target().rename(from, to, error);
   }
+  bool list(const WideText& folder, std::vector<platform::FolderEntry>& entries,
+            platform::ErrorCode& error) override {
+    ++listings;
+    return target().list(folder, entries, error);
+  }
+  platform::EntryKind kind(const WideText& path, platform::ErrorCode& error) override {
+    if (silent.empty() || !toForwardSlashes(path).starts_with(silent)) return target().kind(path, error);
+    error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+    return platform::EntryKind::missing;
+  }
+  int listings = 0;
+  WideText silent;  // what begins with it gives no answer
   std::map<WideText, int> reads;
   std::map<WideText, int> replacements;
   WideText unwritable;
@@ -106,14 +118,30 @@ TEST_F(DeviceXmlFilesTest, MissingAndUnreadableFilesAreToldApart) {
   EXPECT_EQ(remove(u"config", u"1"), Editing::failed);
 }
 
-TEST_F(DeviceXmlFilesTest, AFileOutsideTheRootIsMissing) {
+TEST_F(DeviceXmlFilesTest, AMissingFileIsLookedForOnce) {
+  EXPECT_EQ(remove(u"config/none.xml", u"1"), Editing::missing);
+  const int listings = watching.listings;
+  for (int number = 0; number < 10; ++number) EXPECT_EQ(remove(u"CONFIG\\none.xml", u"1"), Editing::missing);
+  EXPECT_EQ(watching.listings, listings);
+}
+
+TEST_F(DeviceXmlFilesTest, AFileIsMissingOnlyIfTheStorageStandsAndSaysSo) {
+  watching.silent = device + u"/config/none.xml";
+  EXPECT_EQ(remove(u"config/none.xml", u"1"), Editing::failed);
+  watching.silent.clear();
+  EXPECT_EQ(remove(u"config/none.xml", u"1"), Editing::missing);
+  std::filesystem::remove_all(folder.native() / "device");
+  EXPECT_EQ(remove(u"config/other.xml", u"1"), Editing::failed);
+}
+
+TEST_F(DeviceXmlFilesTest, AFileOutsideTheRootIsRefused) {
   writeFile(path(u"outside.xml"), "<r><m>1</m></r>");
   std::filesystem::create_symlink(folder.native() / "outside.xml", folder.native() / "device/link.xml");
   std::filesystem::create_directory_symlink(folder.native(), folder.native() / "device/up");
   for (const WideText hostile : {u"../outside.xml", u"config/../../outside.xml", u"link.xml",
                                  u"up/outside.xml", u"", u"C:outside.xml"})
-    EXPECT_EQ(remove(hostile, u"1"), Editing::missing) << toUtf8(hostile);
-  EXPECT_EQ(remove(path(u"outside.xml"), u"1"), Editing::missing);
+    EXPECT_EQ(remove(hostile, u"1"), Editing::refused) << toUtf8(hostile);
+  EXPECT_EQ(remove(path(u"outside.xml"), u"1"), Editing::refused);
   EXPECT_TRUE(xmlFiles.save());
   EXPECT_EQ(readFile(path(u"outside.xml")), "<r><m>1</m></r>");
 }
@@ -143,6 +171,17 @@ TEST_F(DeviceXmlFilesTest, AStorageThatHasGoneIsAFailedWrite) {
   EXPECT_FALSE(xmlFiles.save());
   EXPECT_EQ(xmlFiles.firstUnsaved(), 0U);
   EXPECT_FALSE(fileExists(a));
+}
+
+TEST_F(DeviceXmlFilesTest, AFileThatGoesWithItsStorageIsNotForgotten) {
+  xmlFiles.beginNextUpdate();
+  EXPECT_EQ(remove(u"config/a.xml", u"1"), Editing::done);
+  xmlFiles.beginNextUpdate();
+  std::filesystem::rename(folder.native() / "device", folder.native() / "pulled");
+  EXPECT_EQ(remove(u"config/a.xml", u"2"), Editing::failed);
+  std::filesystem::rename(folder.native() / "pulled", folder.native() / "device");
+  EXPECT_FALSE(xmlFiles.save());
+  EXPECT_EQ(xmlFiles.firstUnsaved(), 1U);
 }
 
 TEST_F(DeviceXmlFilesTest, AFailedWriteNamesTheFirstUpdateThatItConcerns) {
@@ -177,6 +216,16 @@ TEST_F(DeviceXmlFilesTest, FilesThatAreTooLargeTogetherAreWrittenInBetween) {
   few.beginNextUpdate();
   EXPECT_EQ(few.removeMatches(root, entry(u"config/b.xml", u"2")), Editing::failed);
   EXPECT_EQ(few.firstUnsaved(), 1U);
+}
+
+TEST_F(DeviceXmlFilesTest, FilesThatAreTooLargeTogetherAreNotReadForEver) {
+  DeviceXmlFiles few(40);
+  int handled = 0;
+  while (handled < 100 && few.removeMatches(root, entry(u"config/a.xml", u"4")) == Editing::done &&
+         few.removeMatches(root, entry(u"config/b.xml", u"4")) == Editing::done)
+    ++handled;
+  EXPECT_GT(handled, 2);
+  EXPECT_LT(handled, 20);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <filesystem>
 #include <map>
 
+#include "core/Directory_new.h"
 #include "core/Globals.h"
 #include "core/ProcessEnd.h"
 #include "core/StatusXml.h"
@@ -234,6 +235,40 @@ TEST_F(UninstallPackageRunnerTest, ContentWithoutASecondPathIs1134AndThen1137) {
   EXPECT_TRUE(fileExists(card + u"/files/Map"));
 }
 
+TEST_F(UninstallPackageRunnerTest, AWriteProtectedCardIs1134AndThen1137AndKeepsAllThatIsOnIt) {
+  putVersionFile({"alps"});
+  add(u"Map", u"storage_for_content", {mapEntry(u"alps")});
+  writeRegister();
+  disk.readOnly = card;
+  ask(u"Map");
+  EXPECT_NE(uninstall(), 0);
+  EXPECT_EQ(reports(),
+            (std::vector<std::pair<int, WideText>>{
+                {statPreparing, u"1057"}, {statErrorOccured, u"1134"}, {statErrorOccured, u"1137"}}));
+  EXPECT_EQ(registered(), "Map ");
+  EXPECT_TRUE(fileExists(card + u"/files/Map"));
+  EXPECT_EQ(mapsIn(), "alps ");
+}
+
+TEST_F(UninstallPackageRunnerTest, AMainStorageThatLetsNothingBeChangedForAMomentKeepsTheUpdate) {
+  add(u"App", u"storage_for_software");
+  writeRegister();
+  ask(u"App");
+  const WideText probe = flash + u'/' + WideText(writeProbeName);
+  FaultyFileSystem watching(disk);
+  int operationsSince = 0;
+  watching.before = [&](int, const std::string& operation) {
+    if (operationsSince > 0) ++operationsSince;
+    if (operation == "removeFile" && !fileExists(probe)) operationsSince = 1;
+    disk.readOnly = operationsSince == 1 || operationsSince == 2 ? flash : WideText();
+  };
+  useFileSystem(watching);
+  EXPECT_NE(uninstall(), 0);
+  useFileSystem(disk);
+  expect1137(u"App");
+  EXPECT_EQ(registered(), "App ");
+}
+
 TEST_F(UninstallPackageRunnerTest, WithoutASecondPathNothingOfTheComputerIsTouched) {
   const WideText mine = path(u"mine");
   writeFile(mine, "user's");
@@ -259,7 +294,8 @@ TEST_F(UninstallPackageRunnerTest, FilesThatHaveGoneAlreadyAreNoError) {
 
 TEST_F(UninstallPackageRunnerTest, AnXmlFileThatCanNotBeLoadedIs1137AndTheUpdateStaysWithoutItsFiles) {
   putVersionFile({"alps", "iberia"});
-  add(u"App", u"storage_for_software", {mapEntry(u"alps"), mapEntry(u"alps", u"config/none.xml")});
+  add(u"App", u"storage_for_software", {mapEntry(u"alps"), mapEntry(u"alps", u"config/damaged.xml")});
+  writeFile(flash + u"/config/damaged.xml", "<config>");
   writeRegister();
   ask(u"App");
   EXPECT_NE(uninstall(), 0);
@@ -268,16 +304,39 @@ TEST_F(UninstallPackageRunnerTest, AnXmlFileThatCanNotBeLoadedIs1137AndTheUpdate
   EXPECT_EQ(mapsIn(), "iberia ");
   EXPECT_EQ(registered(), "App ");
   // Once it can be loaded, the rest of the work is done.
-  putVersionFile({"alps"}, u"config/none.xml");
+  putVersionFile({"alps"}, u"config/damaged.xml");
   EXPECT_EQ(uninstall(), 0);
   EXPECT_EQ(registered(), "");
-  EXPECT_EQ(mapsIn(u"config/none.xml"), "");
+  EXPECT_EQ(mapsIn(u"config/damaged.xml"), "");
+}
+
+TEST_F(UninstallPackageRunnerTest, AnUpdateThatBroughtItsXmlFileGoesWithTheFile) {
+  add(u"App", u"storage_for_software", {mapEntry(u"alps", u"apps/conf.xml")})
+      .files.push_back({u"apps\\conf.xml", 0});
+  putVersionFile({"alps"}, u"apps/conf.xml");
+  writeRegister();
+  ask(u"App");
+  EXPECT_EQ(uninstall(), 0);
+  EXPECT_FALSE(fileExists(flash + u"/apps/conf.xml"));
+  EXPECT_EQ(registered(), "");
+}
+
+TEST_F(UninstallPackageRunnerTest, AChangeOfAFileThatWasNeverThereOrOfOneElsewhereIsNothingToTakeBack) {
+  add(u"App", u"storage_for_software",
+      {mapEntry(u"alps", u"config/none.xml"), mapEntry(u"alps", u"../outside.xml")});
+  add(u"Map", u"storage_for_content", {mapEntry(u"alps", u"config/none.xml")});
+  writeRegister();
+  ask(u"App");
+  ask(u"Map");
+  EXPECT_EQ(uninstall(), 0);
+  EXPECT_EQ(registered(), "");
 }
 
 TEST_F(UninstallPackageRunnerTest, WhenTheSecondOfThreeFailsTheFirstStaysUninstalledAndTheThirdIsNotTouched) {
   putVersionFile({"first", "second", "third"});
   add(u"First", u"storage_for_software", {mapEntry(u"first")});
-  add(u"Second", u"storage_for_software", {mapEntry(u"second", u"none.xml")});
+  add(u"Second", u"storage_for_software", {mapEntry(u"second", u"damaged.xml")});
+  writeFile(flash + u"/damaged.xml", "<config>");
   add(u"Third", u"storage_for_software", {mapEntry(u"third")});
   writeRegister();
   ask(u"First");
@@ -491,19 +550,12 @@ TEST_F(UninstallPackageRunnerTest, AHostileRegisterReachesNothingOutsideTheStora
     add(u"Xml " + lastComponent(file) + numberText(static_cast<std::int64_t>(file.size())),
         u"storage_for_software", {mapEntry(u"a", file)});
   writeRegister();
-  const std::string registerBefore = readFile(registerPath);
-  for (std::size_t index = 1; index < updates.size(); ++index) {
-    command.uninstallEntries = {{u"Z", updates[index].info.name, u"1.0"}};
-    EXPECT_NE(uninstall(), 0);
-    expect1137(updates[index].info.name);
-    EXPECT_EQ(readFile(registerPath), registerBefore);
-  }
-  command.uninstallEntries = {{u"Z", u"Hostile", u"1.0"}};
+  for (const Update& update : updates) ask(update.info.name);
   EXPECT_EQ(uninstall(), 0);
   EXPECT_EQ(readFile(path(u"outside")), "mine");
   EXPECT_EQ(readFile(path(u"outside.xml")), "<config><maps><map><name>a</name></map></maps></config>");
-  EXPECT_EQ(registered().find("Hostile"), std::string::npos);
-  EXPECT_NE(registered(), "");
+  EXPECT_TRUE(fileExists(registerPath));
+  EXPECT_EQ(registered(), "");
 }
 
 // A device on which two updates are to be uninstalled and one stays, and how it may be at any moment.
