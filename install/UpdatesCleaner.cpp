@@ -1,11 +1,14 @@
 #include "install/UpdatesCleaner.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
+#include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
 #include "core/Text.h"
+#include "install/DeviceXmlFile.h"
 
 namespace ZelmoraTevra {
 
@@ -20,6 +23,17 @@ bool isThere(const WideText& root) {
   return root.empty() || Directory_new(root).exists();
 }
 
+// Of a file that can't be edited: whether it can't be read at all for now, or can be read for what it is.
+bool mayHoldElements(const WideText& path) {
+  if (File_platformIndependent(path).isCertainlyMissing()) return false;
+  TiXmlDocument document;
+  return fileDigest(path).empty() || (loadXml(path, document) && document.RootElement() != nullptr);
+}
+
+bool saveAll(std::vector<std::unique_ptr<DeviceXmlFile>>& files) {
+  return std::all_of(files.begin(), files.end(), [](const auto& file) { return file->save(); });
+}
+
 }  // namespace
 
 int UpdatesCleaner::init(UpdatesXml* updatesRegister, const WideText& primaryRoot,
@@ -32,57 +46,82 @@ int UpdatesCleaner::init(UpdatesXml* updatesRegister, const WideText& primaryRoo
 
 int UpdatesCleaner::run() {
   if (register_ == nullptr) return -1;
-  xmlFiles_.clear();
-  std::vector<Update> kept;
-  bool droppedOne = false;
-  for (Update& update : register_->getUpdates()) {
-    if (stands(update)) {
-      kept.push_back(std::move(update));
-    } else {
-      if (!removeEntries(update)) return -1;
-      droppedOne = true;
-    }
+  std::vector<Update> updates = register_->getUpdates();
+  const std::vector<bool> stands = whichStand(updates);
+  if (std::find(stands.begin(), stands.end(), false) == stands.end()) return 0;
+  if (!(isThere(primary_->root()) && isThere(secondary_->root()))) return -1;
+
+  EntriesByFile inVersionFiles;
+  for (std::size_t number = 0; number < updates.size(); ++number) {
+    if (stands[number]) continue;
+    for (const UpdateXmlEntry& entry : updates[number].xmlEntries)
+      if (isInVersionFile(entry)) inVersionFiles[comparablePath(entry.file)].push_back({number, &entry});
   }
-  if (droppedOne && !(isThere(primary_->root()) && isThere(secondary_->root()))) return -1;
-  for (const auto& [path, file] : xmlFiles_)
-    if (file != nullptr && !file->save()) return -1;
-  if (droppedOne) register_->setUpdates(std::move(kept));
+  if (!removeEntries(inVersionFiles)) return -1;
+
+  std::vector<Update> kept;
+  for (std::size_t number = 0; number < updates.size(); ++number)
+    if (stands[number]) kept.push_back(std::move(updates[number]));
+  register_->setUpdates(std::move(kept));
   return 0;
 }
 
-bool UpdatesCleaner::stands(const Update& update) {
-  PathBelowRoot& root = update.info.installLocation == u"storage_for_content" ? *secondary_ : *primary_;
-  if (root.root().empty()) return true;
-  const bool hasFile = std::any_of(update.files.begin(), update.files.end(), [&root](const UpdateFile& file) {
-    const std::optional<WideText> path = root.join(file.client);
-    return path && File_platformIndependent(*path).exists();
-  });
-  if (hasFile) return true;
-  return std::any_of(update.xmlEntries.begin(), update.xmlEntries.end(), [this](const UpdateXmlEntry& entry) {
-    if (isInVersionFile(entry)) return false;
-    DeviceXmlFile* const file = xmlFile(entry.file);
-    return file != nullptr && file->hasMatch(entry);
-  });
-}
-
-bool UpdatesCleaner::removeEntries(const Update& update) {
-  return std::all_of(update.xmlEntries.begin(), update.xmlEntries.end(), [this](const UpdateXmlEntry& entry) {
-    if (!isInVersionFile(entry)) return true;
-    DeviceXmlFile* const file = xmlFile(entry.file);
-    if (file != nullptr) file->removeMatch(entry);
-    return file != nullptr;
-  });
-}
-
-DeviceXmlFile* UpdatesCleaner::xmlFile(const WideText& relativePath) {
-  if (!staysBelowRoot(relativePath)) return nullptr;
-  const auto [position, isNew] = xmlFiles_.try_emplace(comparablePath(relativePath));
-  if (isNew) {
-    const std::optional<WideText> path = primary_->join(relativePath);
-    auto file = std::make_unique<DeviceXmlFile>();
-    if (path && file->load(*path)) position->second = std::move(file);
+std::vector<bool> UpdatesCleaner::whichStand(const std::vector<Update>& updates) {
+  std::vector<bool> stands(updates.size());
+  EntriesByFile asked;
+  for (std::size_t number = 0; number < updates.size(); ++number) {
+    const Update& update = updates[number];
+    PathBelowRoot& root = update.info.installLocation == u"storage_for_content" ? *secondary_ : *primary_;
+    stands[number] = root.root().empty() || hasFile(update, root);
+    if (stands[number]) continue;
+    for (const UpdateXmlEntry& entry : update.xmlEntries)
+      if (!isInVersionFile(entry)) asked[comparablePath(entry.file)].push_back({number, &entry});
   }
-  return position->second.get();
+  for (const auto& [file, entries] : asked) lookForMatches(entries, stands);
+  return stands;
+}
+
+bool UpdatesCleaner::hasFile(const Update& update, PathBelowRoot& root) const {
+  return std::any_of(update.files.begin(), update.files.end(), [&root](const UpdateFile& file) {
+    const std::optional<WideText> path = root.joinExisting(file.client);
+    return path && !Directory_new(*path).exists();
+  });
+}
+
+void UpdatesCleaner::lookForMatches(const std::vector<EntryOfUpdate>& entries, std::vector<bool>& stands) {
+  const auto isSettled = [&stands](const EntryOfUpdate& asked) { return stands[asked.update]; };
+  if (std::all_of(entries.begin(), entries.end(), isSettled)) return;
+  const std::optional<WideText> path = primary_->join(entries.front().entry->file);
+  if (!path) return;
+  DeviceXmlFile file;
+  const bool isLoaded = file.load(*path);
+  if (!isLoaded && !mayHoldElements(*path)) return;
+  for (const auto& [update, entry] : entries)
+    if (!stands[update]) stands[update] = !isLoaded || file.hasMatch(*entry);
+}
+
+bool UpdatesCleaner::removeEntries(const EntriesByFile& entriesByFile) {
+  std::vector<std::unique_ptr<DeviceXmlFile>> files;
+  std::int64_t heldBytes = 0;
+  for (const auto& [name, entries] : entriesByFile) {
+    const std::optional<WideText> path = primary_->join(entries.front().entry->file);
+    if (!path) return false;
+    const std::int64_t bytes = std::max<std::int64_t>(File_platformIndependent(*path).size(), 0);
+    if (heldBytes + bytes > maximalHeldBytes_) {
+      if (!saveAll(files)) return false;
+      files.clear();
+      heldBytes = 0;
+    }
+    heldBytes += bytes;
+    auto file = std::make_unique<DeviceXmlFile>();
+    if (!file->load(*path)) return false;
+    for (const auto& [update, entry] : entries) {
+      if (file->isExhausted()) return false;
+      file->removeMatch(*entry);
+    }
+    files.push_back(std::move(file));
+  }
+  return saveAll(files);
 }
 
 }  // namespace ZelmoraTevra

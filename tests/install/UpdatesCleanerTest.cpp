@@ -28,6 +28,23 @@ UpdateXmlEntry mapEntry(const WideText& name) {
   return {versionFile, 3, u"config/maps/map", u"name/" + name};
 }
 
+// Gives no answer about what has a name, or can't read it.
+class SilentFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  platform::EntryKind kind(const WideText& path, platform::ErrorCode& error) override {
+    if (!path.ends_with(u"silent")) return target().kind(path, error);
+    error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+    return platform::EntryKind::missing;
+  }
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    if (!path.ends_with(u"unreadable.xml")) return target().open(path, mode, error);
+    error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+    return nullptr;
+  }
+};
+
 // Counts how often each file is opened for reading.
 class ReadCountingFileSystem : public platform::ForwardingFileSystem {
  public:
@@ -125,6 +142,36 @@ TEST_F(UpdatesCleanerTest, AFolderUnderTheNameIsNoFile) {
   addSoftware(u"gone", {u"maps/a.dat"});
   EXPECT_EQ(clean(), 0);
   EXPECT_THAT(names(), IsEmpty());
+}
+
+TEST_F(UpdatesCleanerTest, AnUpdateStandsWhileTheDeviceGivesNoAnswerAboutItsFiles) {
+  SilentFileSystem silent(files());
+  useFileSystem(silent);
+  writeFile(path(u"flash/config/unreadable.xml"), "<r><e>w</e></r>");
+  addSoftware(u"stands", {u"a", u"silent"});
+  addSoftware(u"stands too", {u"a"}, {{u"config/unreadable.xml", 3, u"r/e", u"v"}});
+  addSoftware(u"gone", {u"a"});
+  EXPECT_EQ(clean(), 0);
+  useFileSystem(files());
+  EXPECT_THAT(names(), ElementsAre("stands", "stands too"));
+}
+
+TEST_F(UpdatesCleanerTest, AnUpdateStandsByAFileThatMayNotBeEdited) {
+  EXPECT_TRUE(standsBy("<r><e>v</e>a & b</r>", u"r/e", u"v"));
+}
+
+TEST_F(UpdatesCleanerTest, AnUpdateStandsByEntriesThatCostTooMuch) {
+  std::string text = "<r>";
+  std::vector<UpdateXmlEntry> entries;
+  for (int i = 0; i < 3'000; ++i) {
+    text += "<e><n>v</n></e>";
+    entries.push_back({u"config/other.xml", 3, u"r/e", u"n" + numberText(i) + u"/v"});
+  }
+  writeFile(path(u"flash/config/other.xml"), text + "</r>");
+  addSoftware(u"stands", {u"a"}, entries);
+  addSoftware(u"gone", {u"a"});
+  EXPECT_EQ(clean(), 0);
+  EXPECT_THAT(names(), ElementsAre("stands"));
 }
 
 TEST_F(UpdatesCleanerTest, OnlyContentIsLookedForOnTheSecondStorage) {
@@ -382,6 +429,27 @@ TEST_F(UpdatesCleanerTest, EachXmlFileIsReadAndReplacedOnce) {
   useFileSystem(files());
   EXPECT_THAT(mapsOfVersionFile(), ElementsAre("9"));
   EXPECT_THAT(tree(path(u"flash/config/software")), ElementsAre("version.xml"));
+}
+
+TEST_F(UpdatesCleanerTest, VersionFilesThatAreTooLargeTogetherAreWrittenInBetween) {
+  for (const WideText name : {u"a", u"b"}) {
+    writeFile(path(u"flash/" + name + u"_version.xml"), "<r><e>v</e></r>");
+    addSoftware(name, {}, {{name + u"_version.xml", 3, u"r/e", u"v"}});
+  }
+  ReadCountingFileSystem counting(files());
+  FaultyFileSystem recording(counting);
+  std::vector<int> readsOfTheSecond;
+  recording.before = [&](int, const std::string& operation) {
+    if (operation == "rename") readsOfTheSecond.push_back(counting.reads[path(u"flash/b_version.xml")]);
+  };
+  useFileSystem(recording);
+  UpdatesCleaner cleaner(20);
+  EXPECT_EQ(cleaner.init(updates_.get(), flash_, card_), 0);
+  EXPECT_EQ(cleaner.run(), 0);
+  useFileSystem(files());
+  EXPECT_THAT(names(), IsEmpty());
+  ASSERT_EQ(readsOfTheSecond.size(), 4U);
+  EXPECT_EQ(readsOfTheSecond[1], 0);
 }
 
 TEST_F(UpdatesCleanerTest, NothingToDropWritesNothing) {
