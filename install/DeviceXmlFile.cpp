@@ -33,18 +33,21 @@ void DeviceXmlFile::removeMatch(const UpdateXmlEntry& entry) {
 
 bool DeviceXmlFile::removeMatches(const UpdateXmlEntry& entry) {
   const Wanted wanted = wantedBy(entry);
-  if (isExhausted() || !wanted.namesRoot || wanted.text.empty()) return false;
+  if (!wanted.namesRoot || wanted.text.empty()) return false;
   bool removedOne = false;
-  if (TiXmlNode* const parent = document_.find(document_.root(), wanted.parent)) {
-    while (TiXmlElement* const element = matchBelow(*parent, wanted)) {
-      remove(*element);
-      removedOne = true;
-      // The next one has its number now and was never meant.
-      if (wanted.element.number) break;
-    }
+  TiXmlNode* const parent = document_.find(document_.root(), wanted.parent);
+  while (parent != nullptr && !isExhausted()) {
+    TiXmlElement* const element = matchBelow(*parent, wanted);
+    if (element == nullptr) break;
+    remove(*element);
+    removedOne = true;
+    // The one that has its number now was never meant.
+    if (wanted.element.number) break;
   }
   if (removedOne) return true;
-  while (TiXmlElement* const element = matchAddedToRoot(wanted)) {
+  while (!isExhausted()) {
+    TiXmlElement* const element = matchAddedToRoot(wanted);
+    if (element == nullptr) break;
     remove(*element);
     removedOne = true;
   }

@@ -28,7 +28,8 @@ class DeviceXmlFile {
   // well-formed.
   [[nodiscard]] bool load(const WideText& path);
   // Whether looking for elements has cost so much that no more of it is done: a register may have been made
-  // for that. Then nothing more is removed, and nothing can be told of an entry.
+  // for that. Then nothing more is removed, of the last entry perhaps not all that matched, and nothing can
+  // be told of an entry.
   [[nodiscard]] bool isExhausted() const { return document_.lookCount() >= maximalLooks; }
   // True also if it is exhausted.
   [[nodiscard]] bool hasMatch(const UpdateXmlEntry& entry);

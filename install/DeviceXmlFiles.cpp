@@ -53,9 +53,8 @@ bool DeviceXmlFiles::save() {
 }
 
 DeviceXmlFiles::Editing DeviceXmlFiles::edit(OpenFile& file, const UpdateXmlEntry& entry) {
-  if (file.document.isExhausted()) return Editing::failed;
   if (file.document.removeMatches(entry) && !file.firstChange) file.firstChange = update_;
-  return Editing::done;
+  return file.document.isExhausted() ? Editing::failed : Editing::done;
 }
 
 DeviceXmlFiles::Editing DeviceXmlFiles::editNew(const WideText& key, const WideText& path,

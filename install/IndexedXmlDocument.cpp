@@ -17,6 +17,8 @@ constexpr int walkedChildren = 64;
 constexpr std::size_t maximalSearchBytes = 128 << 20;
 constexpr std::size_t bytesOfLook = 160;  // for one element at one path, the text not counted
 
+constexpr std::size_t charactersOfLook = 64;  // a text that is put together costs as much as a look
+
 XmlPathStep parseStep(std::string_view text) {
   const std::size_t bracket = text.find('[');
   if (bracket == std::string_view::npos || text.back() != ']') return {std::string(text), std::nullopt};
@@ -172,6 +174,7 @@ void IndexedXmlDocument::remove(TiXmlElement& element) {
   TiXmlNode* const before = element.PreviousSibling();
   TiXmlNode* const behind = element.NextSibling();
   parent.RemoveChild(&element);
+  if (isPlainText(before)) lookCount_ += before->ValueStr().size() / charactersOfLook;
   joinTexts(before, behind);
 }
 
@@ -257,8 +260,10 @@ void IndexedXmlDocument::lookAt(const LikeElements& like, TextSearch& search, st
 void IndexedXmlDocument::catchUp(const LikeElements& like, TextSearch& search) {
   const TextSearches& searches = *like.searches;
   for (auto change = searches.changes.upper_bound(search.knownChanges); change != searches.changes.end();
-       ++change)
+       ++change) {
+    ++lookCount_;
     if (change->second < search.texts.size()) lookAt(like, search, change->second);
+  }
   search.knownChanges = searches.changeCount;
 }
 

@@ -61,8 +61,8 @@ class IndexedXmlDocument {
   // leads nowhere. The text has the form of asReadAgain. Null if there is none.
   [[nodiscard]] TiXmlElement* findByText(TiXmlNode& parent, const std::string& name, const std::string& path,
                                          const std::string& text, WithoutPath childWithoutPath);
-  // How many elements have been looked at for that so far. Ever new paths can make it the square of their
-  // number: who looks for what a hostile file names stops in time.
+  // How many elements have been looked at so far, with other work that may grow as the square of the document
+  // in the same measure: who looks for what a hostile file names stops in time.
   [[nodiscard]] std::uint64_t lookCount() const { return lookCount_; }
   // What stands first in the element if that is text, else empty. In the form of asReadAgain, which a CDATA
   // section needn't have in the document.

@@ -116,8 +116,8 @@ bool UpdatesCleaner::removeEntries(const EntriesByFile& entriesByFile) {
     auto file = std::make_unique<DeviceXmlFile>();
     if (!file->load(*path)) return false;
     for (const auto& [update, entry] : entries) {
-      if (file->isExhausted()) return false;
       file->removeMatch(*entry);
+      if (file->isExhausted()) return false;
     }
     files.push_back(std::move(file));
   }

@@ -230,6 +230,18 @@ TEST_F(DeviceXmlFileTest, LookingForEverNewPathsComesToAnEnd) {
   EXPECT_EQ(readFile(file), document + "</r>");
 }
 
+TEST_F(DeviceXmlFileTest, PuttingTogetherEverLongerTextsComesToAnEnd) {
+  constexpr int count = 20'000;
+  const std::string text(400, 't');
+  std::string document = "<r>" + text;
+  for (int i = 0; i < count; ++i) document += "<m>a</m>" + text;
+  writeFile(file, document + "</r>");
+  DeviceXmlFile xml;
+  ASSERT_TRUE(xml.load(file));
+  EXPECT_TRUE(xml.removeMatches(entry(u"r/m", u"a")));
+  EXPECT_TRUE(xml.isExhausted());
+}
+
 TEST_F(DeviceXmlFileTest, AFileThatWouldLoseMoreThanTheElementIsNotLoaded) {
   for (const std::string text : {"<r><m>a</m>b & c</r>", "<r><m>a</m></r>text", "<r><m>a</m></r><r/>",
                                  "<r><m>a</m>&unknown;</r>", "<?xml-stylesheet href='a'?><r><m>a</m></r>"}) {
