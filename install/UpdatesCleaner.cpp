@@ -30,6 +30,14 @@ bool mayHoldElements(const WideText& path) {
   return fileDigest(path).empty() || (loadXml(path, document) && document.RootElement() != nullptr);
 }
 
+// Whatever stands there is one, but for a folder.
+bool hasFile(const Update& update, PathBelowRoot& root) {
+  return std::any_of(update.files.begin(), update.files.end(), [&root](const UpdateFile& file) {
+    const std::optional<WideText> path = root.joinExisting(file.client);
+    return path && !Directory_new(*path).exists();
+  });
+}
+
 bool saveAll(std::vector<std::unique_ptr<DeviceXmlFile>>& files) {
   return std::all_of(files.begin(), files.end(), [](const auto& file) { return file->save(); });
 }
@@ -79,13 +87,6 @@ std::vector<bool> UpdatesCleaner::whichStand(const std::vector<Update>& updates)
   }
   for (const auto& [file, entries] : asked) lookForMatches(entries, stands);
   return stands;
-}
-
-bool UpdatesCleaner::hasFile(const Update& update, PathBelowRoot& root) const {
-  return std::any_of(update.files.begin(), update.files.end(), [&root](const UpdateFile& file) {
-    const std::optional<WideText> path = root.joinExisting(file.client);
-    return path && !Directory_new(*path).exists();
-  });
 }
 
 void UpdatesCleaner::lookForMatches(const std::vector<EntryOfUpdate>& entries, std::vector<bool>& stands) {

@@ -42,7 +42,6 @@ class UpdatesCleaner {
 
   // For each update whether it stands.
   [[nodiscard]] std::vector<bool> whichStand(const std::vector<Update>& updates);
-  [[nodiscard]] bool hasFile(const Update& update, PathBelowRoot& root) const;
   void lookForMatches(const std::vector<EntryOfUpdate>& entries, std::vector<bool>& stands);
   [[nodiscard]] bool removeEntries(const EntriesByFile& entriesByFile);
 

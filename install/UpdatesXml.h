@@ -78,8 +78,9 @@ class UpdatesXml {
   bool removeUpdate(const Update& update);
   bool removeByCompanyAndName(const UpdateInfo& info);
   // Lets each uninstaller take off the device what `findUpdate` gives for the query, and removes it. False,
-  // and it stays in the register, if there is none or an uninstaller failed; also if the update is on the
-  // second storage and that one isn't named or has gone, which is reported.
+  // and it stays in the register, if there is none, an uninstaller failed, or its storage can't be written to
+  // afterwards; also if the update is on the second storage and that one isn't named, has gone or can't be
+  // written to, which is reported.
   [[nodiscard]] bool uninstallUpdate(const UpdateInfo& info,
                                      const std::vector<std::unique_ptr<IUpdateUninstaller>>& uninstallers);
   // Takes back all changes since the last `save`.
