@@ -14,6 +14,7 @@ bool isPrintedAsReference(char c) {
 
 std::string referenceTo(char c) {
   constexpr std::string_view digits = "0123456789ABCDEF";
+  const auto byte = static_cast<unsigned char>(c);
   switch (c) {
     case '&':
       return "&amp;";
@@ -26,7 +27,7 @@ std::string referenceTo(char c) {
     case '\'':
       return "&apos;";
     default:
-      return {'&', '#', 'x', digits[static_cast<unsigned char>(c) >> 4], digits[c & 15U], ';'};
+      return {'&', '#', 'x', digits[byte >> 4], digits[byte & 15], ';'};
   }
 }
 
