@@ -131,6 +131,10 @@ bool MemoryFiles::clearReadOnlyAndHidden(const WideText& /*path*/, ErrorCode& er
   return done(error);
 }
 
+bool MemoryFiles::setHidden(const WideText& /*path*/, ErrorCode& error) {
+  return done(error);
+}
+
 bool MemoryFiles::setTimes(const WideText& /*path*/, std::int64_t /*seconds*/, ErrorCode& error) {
   return done(error);
 }
@@ -141,6 +145,10 @@ bool MemoryFiles::syncVolume(const WideText& /*folder*/, ErrorCode& error) {
 
 bool MemoryFiles::areOnSameVolume(const WideText& /*left*/, const WideText& /*right*/, ErrorCode& error) {
   return done(error);
+}
+
+bool MemoryFiles::areSame(const WideText& left, const WideText& right, ErrorCode& error) {
+  return done(error) && left == right && kind(left, error) != EntryKind::missing;
 }
 
 bool MemoryFiles::syncFolder(const WideText& /*folder*/, ErrorCode& error) {
