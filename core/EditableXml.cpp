@@ -22,24 +22,29 @@ bool isBlank(std::string_view text) {
   return text.find_first_not_of(blanks) == npos;
 }
 
+std::string_view withoutLeadingBlanks(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
+  return text;
+}
+
 // What the parser takes for the beginning of an element.
 bool startsName(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
          static_cast<unsigned char>(c) >= 0x7F;
 }
 
-// The parser passes over these three characters as it passes over blanks.
-bool holdsHiddenCharacter(std::string_view text) {
-  return text.find("\xEF\xBB\xBF") != npos || text.find("\xEF\xBF\xBE") != npos ||
-         text.find("\xEF\xBF\xBF") != npos;
+// The parser passes over these three characters as over blanks, but keeps them behind others.
+bool startsHidden(std::string_view text) {
+  return text.starts_with("\xEF\xBB\xBF") || text.starts_with("\xEF\xBF\xBE") ||
+         text.starts_with("\xEF\xBF\xBF");
 }
 
-// Of the characters that XML allows one is hidden, and a blank in a text would be printed as it is and
-// condensed with its neighbours.
+// Control characters are, though XML doesn't allow most of them. A hidden character isn't, and a blank in a
+// text would be printed as it is and condensed with its neighbours.
 bool isKeptCharacter(std::uint32_t character, bool isInText) {
-  if (character < 0x20) return character == '\t' || character == '\n' || character == '\r';
   if (character == ' ') return !isInText;
-  return character < 0xD800 || (character >= 0xE000 && character < 0xFFFE && character != 0xFEFF) ||
+  return (character > 0 && character < 0xD800) ||
+         (character >= 0xE000 && character < 0xFFFE && character != 0xFEFF) ||
          (character >= 0x10000 && character <= 0x10FFFF);
 }
 
@@ -62,11 +67,6 @@ bool hasKnownReferences(std::string_view text, bool isInText) {
     if (end == npos || !isKnownReference(reference.substr(0, end), isInText)) return false;
   }
   return true;
-}
-
-std::string_view withoutLeadingBlanks(std::string_view text) {
-  text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
-  return text;
 }
 
 // What stands behind "<?xml": the parser drops all but these three.
@@ -96,6 +96,7 @@ class StrictScan {
     while (position_ < text_.size()) {
       const std::size_t markup = std::min(text_.find('<', position_), text_.size());
       const std::string_view content = text_.substr(position_, markup - position_);
+      if (startsHidden(withoutLeadingBlanks(content))) return false;
       if (depth_ == 0 ? !isBlank(content) : !hasKnownReferences(content, true)) return false;
       position_ = markup;
       if (position_ < text_.size() && !passMarkup()) return false;
@@ -164,6 +165,8 @@ class StrictScan {
         if (!hasKnownReferences(text_.substr(position_ + 1, end - position_ - 1), false)) return false;
         expectsValue = false;
         position_ = end;
+      } else if (startsHidden(text_.substr(position_, 3))) {
+        return false;
       } else if (c == '=' ? expectsValue : c == '<' || (expectsValue && blanks.find(c) == npos)) {
         return false;
       } else if (c == '=') {
@@ -192,7 +195,7 @@ bool isReadWhole(std::string_view text) {
   });
   text = text.substr(0, end);
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  return endsThere && !holdsHiddenCharacter(text) && StrictScan(text).run();
+  return endsThere && StrictScan(text).run();
 }
 
 bool loadEditableXml(const WideText& path, TiXmlDocument& document) {

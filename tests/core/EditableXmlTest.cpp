@@ -52,7 +52,14 @@ TEST_F(EditableXmlTest, ACharacterThatWouldNotBeReadAgainIsRefused) {
   EXPECT_TRUE(isEditable("<a b=\"&#32; &#x20;\"/>"));
   EXPECT_FALSE(isEditable("<a>&#xFEFF;x</a>"));
   EXPECT_FALSE(isEditable("<a>\xEF\xBB\xBFx</a>"));
-  EXPECT_TRUE(isEditable("\xEF\xBB\xBF<a>x</a>"));
+  EXPECT_FALSE(isEditable("<a> \xEF\xBB\xBF <b/></a>"));
+  EXPECT_FALSE(isEditable("<a \xEF\xBB\xBF b='c'/>"));
+  EXPECT_TRUE(isEditable("\xEF\xBB\xBF<a b='\xEF\xBB\xBF'>x\xEF\xBB\xBF</a>"));
+}
+
+TEST_F(EditableXmlTest, ControlCharactersAreKept) {
+  EXPECT_EQ(savedAgain("<a b=\"&#x1F;\">&#10;x\x11&#11;</a>"), "<a b=\"&#x1F;\">&#x0A;x&#x11;&#x0B;</a>\n");
+  EXPECT_TRUE(isEditable(readFile(file)));
 }
 
 TEST_F(EditableXmlTest, AnythingButCommentsAndInstructionsAroundTheRootIsRefused) {

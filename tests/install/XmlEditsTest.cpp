@@ -476,6 +476,10 @@ TEST_F(XmlEditsTest, AConditionsValueIsComparedAsItIsRead) {
   }
 }
 
+TEST_F(XmlEditsTest, ABlankOfNoWidthInATextDoesNotKeepItFromBeingSaved) {
+  EXPECT_EQ(afterSetValue("<r><e>x</e></r>", {"r/e", "\uFEFFa\uFEFFb", {}}), "<r><e>a\uFEFFb</e></r>");
+}
+
 TEST_F(XmlEditsTest, AWrittenTextThatReadsLikeAReferenceStaysText) {
   writeFile(file, "<r><e>x</e></r>");
   XmlEdits edits;
