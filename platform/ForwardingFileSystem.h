@@ -9,6 +9,9 @@ namespace ZelmoraTevra::platform {
 class ForwardingFileSystem : public FileSystem {
  public:
   explicit ForwardingFileSystem(FileSystem& target) : target_(target) {}
+  // Another forwarding file system given as the target would be taken for one to copy, and be passed by.
+  ForwardingFileSystem(const ForwardingFileSystem&) = delete;
+  ForwardingFileSystem& operator=(const ForwardingFileSystem&) = delete;
 
   EntryKind kind(const WideText& path, ErrorCode& error) override { return target_.kind(path, error); }
   bool isLink(const WideText& path, ErrorCode& error) override { return target_.isLink(path, error); }
