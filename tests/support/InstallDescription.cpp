@@ -1,10 +1,22 @@
 #include "tests/support/InstallDescription.h"
 
+#include <tinyxml.h>
+
 #include "core/Base64.h"
 #include "tests/support/JobProcess.h"
 #include "tests/support/ZipBuilder.h"
 
 namespace ZelmoraTevra {
+
+namespace {
+
+std::string escaped(const std::string& text) {
+  std::string result;
+  TiXmlBase::EncodeString(text, &result);
+  return result;
+}
+
+}  // namespace
 
 InstallDescription& InstallDescription::extraSpace(std::int64_t software, std::int64_t content) {
   head_ = "  <extraSpaceSoftware>" + std::to_string(software) + "</extraSpaceSoftware>\n" +
@@ -30,11 +42,15 @@ InstallDescription& InstallDescription::file(const std::string& local, const std
   return *this;
 }
 
-InstallDescription& InstallDescription::xmlEntry(const std::string& file, const std::string& base,
-                                                 const std::string& condition) {
-  updates_.back().second += "    <xmlentry><file>" + file + "</file><key creationflag=\"0\"><base>" + base +
-                            "</base><condition>" + condition +
-                            "</condition><alter>1</alter></key></xmlentry>\n";
+InstallDescription& InstallDescription::xmlEntry(const std::string& file, int creationFlag,
+                                                 const std::string& base, const std::string& condition,
+                                                 const std::vector<std::string>& alters) {
+  std::string& text = updates_.back().second;
+  text += "    <xmlentry><file>" + escaped(file) + "</file><key creationflag=\"" +
+          std::to_string(creationFlag) + "\"><base>" + escaped(base) + "</base><condition>" +
+          escaped(condition) + "</condition>";
+  for (const std::string& alter : alters) text += "<alter>" + escaped(alter) + "</alter>";
+  text += "</key></xmlentry>\n";
   return *this;
 }
 
@@ -44,20 +60,26 @@ std::string InstallDescription::text() const {
   return text + "</install>\n";
 }
 
-std::string InstallDescription::encoded() const {
+std::string InstallDescription::encodedText(const std::string& text) {
   ZipBuilder zip;
-  zip.add("install.xml", text());
+  zip.add("install.xml", text);
   return encodeBase64(zip.bytes());
 }
 
 std::string InstallDescription::registerEntry(const std::string& name, const std::string& location,
-                                              const std::vector<std::string>& clients) {
+                                              const std::vector<std::string>& clients,
+                                              const std::vector<RegisterRow>& rows) {
   std::string entry = "    <update install_location=\"" + location +
                       "\">\n        <company>ZELMORA</company>\n        <name>" + name +
                       "</name>\n        <version>1.0.0</version>\n        <update>1</update>\n"
                       "        <uninstall>1</uninstall>\n";
   for (const std::string& client : clients)
     entry += "        <file>\n            <client>" + client + "</client>\n        </file>\n";
+  for (const RegisterRow& row : rows)
+    entry += "        <xmlentry>\n            <file>" + escaped(row.file) +
+             "</file>\n            <key creationflag=\"" + std::to_string(row.creationFlag) +
+             "\">\n                <base>" + escaped(row.base) + "</base>\n                <condition>" +
+             escaped(row.condition) + "</condition>\n            </key>\n        </xmlentry>\n";
   return entry + "    </update>\n";
 }
 

@@ -256,6 +256,13 @@ std::vector<std::string> JobProcess::logLines() const {
   return lines;
 }
 
+std::vector<std::string> JobProcess::logLinesToTheLetter() const {
+  TiXmlBase::SetCondenseWhiteSpace(false);
+  std::vector<std::string> lines = logLines();
+  TiXmlBase::SetCondenseWhiteSpace(true);
+  return lines;
+}
+
 std::vector<std::string> JobProcess::loggedStates() const {
   const std::string prefix = "Status changed: ";
   std::vector<std::string> states;

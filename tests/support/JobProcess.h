@@ -113,6 +113,8 @@ class JobProcess {
   [[nodiscard]] bool abortFileExists() const;
   // The log's texts in order, without its first line, over all jobs so far.
   [[nodiscard]] std::vector<std::string> logLines() const;
+  // The same with the blanks as they are in the file, where a reader would condense them.
+  [[nodiscard]] std::vector<std::string> logLinesToTheLetter() const;
   // The names of the states that the log tells of.
   [[nodiscard]] std::vector<std::string> loggedStates() const;
 
