@@ -14,6 +14,7 @@
 #include "install/UninstallPackageRunner.h"
 #include "install/UpdatesXml.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/UnsyncedFileSystem.h"
 #include "tests/support/ZipBuilder.h"
 
 namespace ZelmoraTevra {
@@ -47,6 +48,8 @@ struct DeviceState {
 // What an installation brings and an uninstallation takes away leaves a device as it was, but for folders.
 class UninstallRoundTripTest : public JobTest {
  protected:
+  UninstallRoundTripTest() : unsynced(files()) { useFileSystem(unsynced); }
+
   void makeDevice(Random& random) {
     for (const char* name : {"flash", "card"}) {
       std::filesystem::remove_all(folder.native() / name);
@@ -56,7 +59,10 @@ class UninstallRoundTripTest : public JobTest {
     for (const WideText name : {u"maps/old.map", u"apps/old.bin", u"user.txt", u"maps/sub/deep.map"})
       for (const WideText& root : {flash, card})
         if (random.oneIn(2)) writeFile(root + u'/' + name, toUtf8(root + name));
-    writeFile(flash + u"/config/software/version.xml", randomVersionFile(random));
+    for (const WideText& file : {versionXml, settingsXml}) {
+      writeFile(flash + u'/' + file, randomVersionFile(random));
+      printOnce(flash + u'/' + file);
+    }
 
     ClientUpdatesXmlFile file(flash, true);
     UpdatesXml updates(&file);
@@ -73,26 +79,70 @@ class UninstallRoundTripTest : public JobTest {
     EXPECT_TRUE(updates.save());
   }
 
+  // With elements of all names that entries look for, some of them without what their conditions name.
   static std::string randomVersionFile(Random& random) {
-    std::string text =
-        "<?xml version=\"1.0\" ?>\n<config>\n    <software>\n        <brand>Z</brand>\n    </software>\n";
-    const int maps = random.number(0, 3);
-    if (maps > 0) text += "    <maps>\n";
-    for (int number = 0; number < maps; ++number)
-      text += "        <map>\n            <name>old" + std::to_string(number) + "</name>\n        </map>\n";
-    if (maps > 0) text += "    </maps>\n";
-    return text + "</config>\n";
+    std::string text = random.oneIn(2) ? "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>" : "";
+    text += "<config lang=\"en\">";
+    if (random.oneIn(2)) text += "<software><brand>Z</brand></software>";
+    text += "<maps>";
+    for (int number = random.number(0, 4); number > 0; --number)
+      text +=
+          random.oneOf<std::string>({"<map><name>old</name></map>", "<map/>", "<!-- note --><map>old</map>",
+                                     "<map><info><name>old</name></info></map>", "<map><name/></map>",
+                                     "<map id=\"1\"><name><![CDATA[old]]></name><size>1</size></map>",
+                                     "<other><name>old</name></other>"});
+    text += "</maps>";
+    for (int number = random.number(0, 3); number > 0; --number)
+      text += random.oneOf<std::string>(
+          {"<skin>old</skin>", "<skin/>", "<!-- note -->", "<language>en</language>"});
+    return text + "</config>";
+  }
+  // Afterwards the file is as it is each time when it has been written.
+  static void printOnce(const WideText& path) {
+    TiXmlDocument document;
+    ASSERT_TRUE(loadXml(path, document));
+    ASSERT_TRUE(saveXml(document, path));
+  }
+
+  // An entry that adds an element which wasn't there, or finds the one that another entry has added.
+  static std::string addingEntry(Random& random) {
+    const std::string value = "new" + std::to_string(random.number(0, 5));
+    const auto entry = [&](const std::string& base, const std::string& condition, const std::string& alters) {
+      return "<xmlentry><file>" +
+             random.oneOf<std::string>({"config/software/version.xml", "config\\software\\version.xml",
+                                        "config/settings.xml", "config/settings.xml"}) +
+             "</file><key creationflag=\"3\"><base>" + base + "</base><condition>" + condition +
+             "</condition>" + alters + "</key></xmlentry>";
+    };
+    switch (random.number(0, 3)) {
+      case 0:
+        return entry("config/maps/map", "name/" + value,
+                     "<alter>name/" + value + "</alter><alter>size/7</alter><alter>info/date/1</alter>");
+      case 1:
+        return entry("config/maps/map", "info/name/" + value, "<alter>info/name/" + value + "</alter>");
+      case 2:
+        return entry("config/maps/map", value, "<alter>" + value + "</alter>");
+      default:
+        return entry("config", "skin/" + value, "<alter>skin/" + value + "</alter>");
+    }
+  }
+  // One that finds nothing and changes nothing.
+  static std::string idleEntry(Random& random) {
+    return "<xmlentry><file>config/settings.xml</file><key creationflag=\"" +
+           std::to_string(random.oneOf<int>({0, 2, 4, 6, 9})) +
+           "\"><base>config/maps/map</base><condition>name/nobody</condition><alter>name/x</alter></key>"
+           "</xmlentry>";
   }
 
   // The text of an update that places files where none are. A file may also be deleted or replaced that isn't
   // there, and a folder removed.
-  static std::string randomUpdate(Random& random, const std::string& name, ZipBuilder& zip) {
+  static std::string randomUpdate(Random& random, const std::string& name, ZipBuilder& zip, bool withXml) {
     std::string text =
         "<update update_size=\"10\" install_location=\"" +
         random.oneOf<std::string>({"storage_for_software", "storage_for_content", "anywhere"}) +
         "\"><company>Z</company><name>" + name + "</name><version>" + std::to_string(random.number(1, 9)) +
         "</version><update>" + std::to_string(random.number(0, 1)) + "</update><uninstall>1</uninstall>";
-    for (int number = random.number(1, 4); number > 0; --number) {
+    for (int number = random.number(withXml ? 0 : 1, 4); number > 0; --number) {
       const std::string local = name + "_" + std::to_string(number);
       const int flag = random.oneOf<int>({0, 0, 0, 1, 2, 3, 4, 7});
       const std::string folder =
@@ -101,15 +151,18 @@ class UninstallRoundTripTest : public JobTest {
       text += "<file file_size=\"20\"><local>" + local + "</local><client updateflag=\"" +
               std::to_string(flag) + "\">" + folder + local + "</client></file>";
     }
+    if (withXml)
+      for (int number = random.number(1, 5); number > 0; --number)
+        text += random.oneIn(5) ? idleEntry(random) : addingEntry(random);
     return text + "</update>";
   }
 
-  [[nodiscard]] int install(Random& random, bool withCard) {
+  [[nodiscard]] int install(Random& random, bool withCard, bool withXml) {
     ZipBuilder zip;
     std::string text = "<install version=\"1\">";
     const int count = random.number(1, 4);
     for (int number = 0; number < count; ++number)
-      text += randomUpdate(random, "New" + std::to_string(number), zip);
+      text += randomUpdate(random, "New" + std::to_string(number), zip, withXml);
     zip.add("nothing", "");
     writeFile(path(u"package.zip"), zip.bytes());
 
@@ -173,6 +226,9 @@ class UninstallRoundTripTest : public JobTest {
 
   const WideText flash = path(u"flash");
   const WideText card = path(u"card");
+  const WideText versionXml = u"config/software/version.xml";
+  const WideText settingsXml = u"config/settings.xml";
+  UnsyncedFileSystem unsynced;
   std::size_t uninstalled = 0;
 };
 
@@ -183,11 +239,31 @@ TEST_F(UninstallRoundTripTest, RandomPackagesOfFilesLeaveTheDeviceAsItWas) {
     makeDevice(random);
     const bool withCard = !random.oneIn(4);
     const DeviceState before = state();
-    ASSERT_EQ(install(random, withCard), 0) << status().document;
+    ASSERT_EQ(install(random, withCard, false), 0) << status().document;
     uninstallNewOnes(random, withCard);
     EXPECT_EQ(state(), before);
   }
   EXPECT_GT(uninstalled, 50U);
+}
+
+TEST_F(UninstallRoundTripTest, RandomPackagesOfFilesAndElementsLeaveTheDeviceAsItWas) {
+  std::size_t changed = 0;
+  for (unsigned seed = 1; seed <= 150 && !HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Random random(seed);
+    makeDevice(random);
+    const bool withCard = !random.oneIn(4);
+    const DeviceState before = state();
+    const int result = install(random, withCard, true);
+    ASSERT_EQ(result, 0) << status().document;
+    const std::map<std::string, std::string> installed = state().files;
+    for (const char* file : {"flash/config/software/version.xml", "flash/config/settings.xml"})
+      if (installed.at(file) != before.files.at(file)) ++changed;
+    uninstallNewOnes(random, withCard);
+    EXPECT_EQ(state(), before);
+  }
+  EXPECT_GT(uninstalled, 100U);
+  EXPECT_GT(changed, 100U);
 }
 
 // Elements below the maps of a version file, put there as a package's entries say, beside those that are

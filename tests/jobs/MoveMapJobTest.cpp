@@ -3,6 +3,7 @@
 
 #include "core/Globals.h"
 #include "tests/jobs/ProgramTest.h"
+#include "tests/support/SmallVolume.h"
 #include "tests/support/WatchedJob.h"
 
 namespace ZelmoraTevra {
@@ -433,6 +434,70 @@ TEST_F(MoveMapJobTest, WhatAMoveThatWasCutOffHasLeftGoesWithTheNextJob) {
   giveRoom(reserveBytes + demand, 2 * reserveBytes);
   EXPECT_EQ(job.run(install(located()).text()).document(), success);
   EXPECT_TRUE(job.tree("card").empty());
+}
+
+TEST_F(MoveMapJobTest, TheStoragesMayBeSpelledInOtherWays) {
+  const std::vector<std::pair<std::string, std::string>> spellings = {
+      {"e:", "f:"}, {"E:\\", "F:\\"}, {"E:/", "F:/"}, {job.path("flash"), job.path("card/")}};
+  job.write("flash/config/settings.xml", "<config />\n");
+  giveRoom(reserveBytes + demand - 1'000, 2 * reserveBytes);
+  CommandPackage package = located();
+  package.description.xmlEntry("config/settings.xml", 3, "config/skin", "name/red", {"name/red"});
+  for (const auto& [flash, card] : spellings) {
+    SCOPED_TRACE(flash);
+    EXPECT_EQ(job.run(CommandDocument::installPackage(flash, card)
+                          .attribute("CheckHashFile", "true")
+                          .localInstall()
+                          .package(package)
+                          .text())
+                  .document(),
+              success);
+    EXPECT_FALSE(job.exists("flash/" + alpsFile));
+    EXPECT_EQ(md5Of(job.read("card/" + alpsFile)), md5Of(alpsMap));
+    EXPECT_NE(job.read("flash/config/settings.xml"), "<config />\n");
+    EXPECT_EQ(
+        job.run(CommandDocument::uninstallPackage(flash, card).uninstall("Navigator").text()).document(),
+        success);
+    EXPECT_EQ(job.read("flash/config/settings.xml"), "<config />\n");
+    EXPECT_EQ(job.read("flash/ZELMORA/updates.xml"), registerWith("storage_for_content", {}));
+    // As it was for the next spelling.
+    std::filesystem::remove_all(job.path("card/ZELMORA"));
+    job.write("flash/" + alpsFile, alpsMap);
+    job.write("flash/ZELMORA/updates.xml", registerWith("storage_for_software", {}));
+  }
+}
+
+// Real volumes, on which files take whole blocks.
+TEST_F(MoveMapJobTest, OnVolumesOfTheirOwnItMakesRoomToo) {
+  job.simulatesMachine = false;
+  const SmallVolume flashVolume(job.path("flash"), 14 << 20);
+  const SmallVolume cardVolume(job.path("card"), 16 << 20);
+  if (!flashVolume.isMounted() || !cardVolume.isMounted()) GTEST_SKIP() << "no volume can be mounted here";
+  job.write("flash/" + alpsFile, alpsMap);
+  job.write("flash/ZELMORA/updates.xml", registerWith("storage_for_software", {}));
+  job.write("flash/config/settings.xml", "<config />\n");
+  CommandPackage package = located();
+  package.description = InstallDescription();
+  package.description.update("Navigator", "storage_for_software", 3'000'000)
+      .file("nav", "apps/navigator.bin", navigator)
+      .xmlEntry("config/settings.xml", 3, "config/skin", "name/red", {"name/red"});
+  const std::string text = CommandDocument::installPackage(job.path("flash"), job.path("card"))
+                               .attribute("CheckHashFile", "true")
+                               .localInstall()
+                               .package(package)
+                               .text();
+  EXPECT_EQ(job.run(text).document(), success);
+  EXPECT_FALSE(job.exists("flash/" + alpsFile));
+  EXPECT_EQ(md5Of(job.read("card/" + alpsFile)), md5Of(alpsMap));
+  EXPECT_FALSE(job.exists("card/.TevraTemporaryLocation"));
+  EXPECT_EQ(md5Of(job.read("flash/apps/navigator.bin")), md5Of(navigator));
+  EXPECT_EQ(job.read("flash/config/settings.xml"),
+            "<config>\n    <skin>\n        <name>red</name>\n    </skin>\n</config>\n");
+  EXPECT_EQ(
+      job.read("flash/ZELMORA/updates.xml"),
+      registerWith("storage_for_content", {InstallDescription::registerEntry(
+                                              "Navigator", "storage_for_software", {"apps/navigator.bin"},
+                                              {{"config/settings.xml", 3, "config/skin", "name/red"}})}));
 }
 
 TEST_F(MoveMapJobTest, AnUpdateWhoseMapWasMovedCanBeUninstalled) {

@@ -244,6 +244,30 @@ TEST_F(OlderPackageJobTest, ADownloadThatCantBeDeletedIs1111WithTheRegisterOnThe
   expectInstalled("flash");
 }
 
+TEST_F(OlderPackageJobTest, AnAbortBeforeThePlacementIsState8WithoutAnExitCode) {
+  job.writeAbortFile();
+  const JobResult result = job.run(installCommand(localOlderPackage(), true));
+  EXPECT_EQ(result.exitValue, 255);
+  EXPECT_EQ(result.document(), terminalDocument(8, {}, {}));
+  EXPECT_FALSE(job.abortFileExists());
+  expectDeviceUnchanged();
+}
+
+TEST_F(OlderPackageJobTest, AnAbortBehindThePlacementIsState8With1020AndTheDownloadGoes) {
+  CommandPackage package = olderPackage("http://127.255.255.254/old.zip?1");
+  job.write("temp/ZELMORATevra_tmp/old.zip", package.zip);
+  const JobResult result = runWatched(job, installCommand(package, false), [this](JobWatch& watch) {
+    watch.onStatus = [this](const SavedStatus& status) {
+      if (status.state == 3) job.writeAbortFile();
+    };
+  });
+  EXPECT_EQ(result.exitValue, 255);
+  EXPECT_EQ(result.last.state, 8);
+  EXPECT_EQ(result.last.exitCode(), u"1020");
+  expectInstalled("flash");
+  expectEmptyWorkFolder();
+}
+
 TEST_F(OlderPackageJobTest, AVersionFileThatCantBeCleanedUpIs1074WithTheRegisterOnTheDevice) {
   const std::string gone = InstallDescription::registerEntry(
       "Gone", "storage_for_software", {}, {{"config/version.xml", 3, "config/maps/map", "name/gone"}});
