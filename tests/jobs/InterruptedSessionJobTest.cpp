@@ -6,6 +6,7 @@
 
 #include "core/Globals.h"
 #include "tests/jobs/ProgramTest.h"
+#include "tests/support/ScriptedServer.h"
 #include "tests/support/WatchedJob.h"
 
 namespace ZelmoraTevra {
@@ -19,10 +20,12 @@ constexpr std::int64_t cluster = 32'768;
 // validated. However it ends, the device holds nothing half, and the same job again comes to the same end.
 class InterruptedSessionJobTest : public ::testing::Test {
  protected:
+  using Setup = std::function<void(JobWatch&, const JobProcess&)>;
+
   InterruptedSessionJobTest() {
     JobProcess job(TEVRA_PROGRAM);
     makeDevice(job);
-    const JobResult result = run(job, [&job](JobWatch& watch) {
+    const JobResult result = run(job, [](JobWatch& watch, const JobProcess& job) {
       watch.files.before = [&job](int number, const std::string&) {
         job.write("operations", std::to_string(number));
       };
@@ -70,7 +73,7 @@ class InterruptedSessionJobTest : public ::testing::Test {
         .package(package)
         .text();
   }
-  static JobResult run(JobProcess& job, const std::function<void(JobWatch&)>& setup) {
+  static JobResult run(JobProcess& job, const Setup& setup) {
     job.keepsLog = false;
     // What lacks is a part of the map; what stands on the main storage from an attempt before gives its room
     // back to the next one.
@@ -78,7 +81,7 @@ class InterruptedSessionJobTest : public ::testing::Test {
     const std::int64_t demand = size + cluster - size % cluster;
     job.flash.capacity = 6'000 + static_cast<std::int64_t>(map().size()) + reserveBytes + demand - 20'000;
     job.card.capacity = 2 * reserveBytes;
-    return runWatched(job, command(job), setup);
+    return runWatched(job, command(job), [&](JobWatch& watch) { setup(watch, job); });
   }
 
   static const std::string& map() {
@@ -163,13 +166,13 @@ class InterruptedSessionJobTest : public ::testing::Test {
     EXPECT_TRUE(job.exists(saysCard ? mapOnCard : mapOnFlash));
   }
   void expectFinishedByTheSameJob(JobProcess& job) const {
-    const JobResult result = run(job, [](JobWatch&) {});
+    const JobResult result = run(job, [](JobWatch&, const JobProcess&) {});
     EXPECT_EQ(result.exitValue, 0) << result.last.document << result.errors;
     EXPECT_EQ(job.tree("flash"), flashAfterwards);
     EXPECT_EQ(job.tree("card"), cardAfterwards);
   }
   // Runs the job with a fault at an operation, and once more without.
-  void tryWithFaultAt(int operation, const std::function<void(JobWatch&)>& setup,
+  void tryWithFaultAt(int operation, const Setup& setup,
                       const std::function<void(const JobResult&, const JobProcess&)>& expect) const {
     SCOPED_TRACE("operation " + std::to_string(operation));
     JobProcess job(TEVRA_PROGRAM);
@@ -184,7 +187,7 @@ class InterruptedSessionJobTest : public ::testing::Test {
     for (int operation = 1; operation <= operations && !HasFailure(); ++operation) {
       tryWithFaultAt(
           operation,
-          [=](JobWatch& watch) {
+          [=](JobWatch& watch, const JobProcess&) {
             watch.files.failAt = operation;
             watch.files.failAllAfter = failsForGood;
           },
@@ -220,7 +223,7 @@ TEST_F(InterruptedSessionJobTest, AtWhicheverOperationItIsKilledTheSameJobFinish
   for (int operation = 1; operation <= operations && !HasFailure(); ++operation) {
     tryWithFaultAt(
         operation,
-        [operation](JobWatch& watch) {
+        [operation](JobWatch& watch, const JobProcess&) {
           watch.files.before = [operation](int number, const std::string&) {
             if (number == operation) ::_exit(killed);
           };
@@ -237,6 +240,109 @@ TEST_F(InterruptedSessionJobTest, WhicheverOperationFailsTheSameJobFinishesIt) {
 
 TEST_F(InterruptedSessionJobTest, FromWhicheverOperationTheDisksAreGoneTheSameJobFinishesIt) {
   failAtEachOperation(true);
+}
+
+TEST_F(InterruptedSessionJobTest, AtWhicheverOperationTheWishToAbortComesTheSameJobFinishesIt) {
+  int aborted = 0;
+  for (int operation = 1; operation <= operations && !HasFailure(); operation += 3) {
+    tryWithFaultAt(
+        operation,
+        [operation](JobWatch& watch, const JobProcess& job) {
+          watch.files.before = [operation, &job](int number, const std::string&) {
+            if (number == operation) job.writeAbortFile();
+          };
+        },
+        [&aborted](const JobResult& result, const JobProcess& job) {
+          // Behind the last look nothing stops the job, and nobody takes the file away.
+          const bool isAborted = result.exitValue != 0;
+          EXPECT_EQ(result.last.state, isAborted ? 8 : 9);
+          EXPECT_EQ(job.abortFileExists(), !isAborted);
+          std::filesystem::remove(job.statusFolder() + "/ud_jobs_tests_abort.xml");
+          if (!isAborted) return;
+          ++aborted;
+          EXPECT_TRUE(result.last.descriptions.empty());
+          if (result.last.exitCode().empty()) {
+            EXPECT_EQ(job.read("flash/apps/navigator.bin"), std::string(1'000, 'o'))
+                << "before the placement";
+          } else {
+            EXPECT_EQ(result.last.exitCode(), u"1020");
+          }
+        });
+  }
+  EXPECT_GT(aborted, operations / 6);
+}
+
+// The same of a package that comes from a server. The part that was fetched stays for the next job; the last
+// one takes away all that was fetched.
+TEST_F(InterruptedSessionJobTest, AtWhicheverOperationADownloadIsKilledTheSameJobFinishesIt) {
+  CommandPackage package;
+  package.zip = ZipBuilder().add("nav", navigator()).add("maps", "new maps").bytes();
+  const auto server = ScriptedServer::start([&](const std::string& request) -> ScriptedServer::Reply {
+    return {rangeReply(request, package.zip)};
+  });
+  SKIP_WITHOUT(server);
+  package.url = "http://" + server->host() + "/p.zip?1";
+  package.description.update("Navigator", "storage_for_software", 10)
+      .file("nav", "apps/navigator.bin", navigator())
+      .xmlEntry("config/settings.xml", 5, "config/language", "de");
+  const std::string text =
+      CommandDocument::installPackage().attribute("CheckHashFile", "true").package(package).text();
+  for (int operation = 1;; ++operation) {
+    SCOPED_TRACE("operation " + std::to_string(operation));
+    JobProcess job(TEVRA_PROGRAM);
+    job.keepsLog = false;
+    makeDevice(job);
+    const int exitValue = runWatched(job, text, [operation](JobWatch& watch) {
+                            watch.files.before = [operation](int number, const std::string&) {
+                              if (number == operation) ::_exit(killed);
+                            };
+                          }).exitValue;
+    const JobResult result = runWatched(job, text, [](JobWatch&) {});
+    EXPECT_EQ(result.exitValue, 0) << result.last.document << result.errors;
+    EXPECT_EQ(md5Of(job.read("flash/apps/navigator.bin")), md5Of(navigator()));
+    EXPECT_EQ(job.read(settingsFile), settingsText("de"));
+    for (const auto& [name, content] : job.tree("temp"))
+      EXPECT_EQ(name.find("p.zip"), std::string::npos) << name;
+    if (HasFailure()) break;
+    if (exitValue == killed) continue;
+    EXPECT_EQ(exitValue, 0);
+    EXPECT_GT(operation, 40);
+    break;
+  }
+}
+
+// The folder of a storage goes, and must not come up again as a folder on the computer.
+class PulledStorageTest : public InterruptedSessionJobTest {
+ protected:
+  void pullAtEachOperation(const std::string& storage) const {
+    for (int operation = 2; operation <= operations && !HasFailure(); operation += 2) {
+      tryWithFaultAt(
+          operation,
+          [operation, &storage](JobWatch& watch, const JobProcess& job) {
+            watch.files.before = [operation, &storage, &job](int number, const std::string&) {
+              if (number == operation) std::filesystem::rename(job.path(storage), job.path("pulled"));
+            };
+          },
+          [&storage](const JobResult& result, const JobProcess& job) {
+            EXPECT_EQ(result.signal, 0) << result.errors;
+            EXPECT_THAT(result.exitValue, ::testing::AnyOf(0, 1, 255));
+            EXPECT_FALSE(job.exists(storage)) << result.last.document;
+            std::filesystem::remove_all(job.path(storage));
+            std::filesystem::rename(job.path("pulled"), job.path(storage));
+            if (result.exitValue == 0) {
+              EXPECT_EQ(job.read(registerFile), registerText("storage_for_content", 2));
+            }
+          });
+    }
+  }
+};
+
+TEST_F(PulledStorageTest, WheneverTheMainStorageIsPulledTheSameJobFinishesIt) {
+  pullAtEachOperation("flash");
+}
+
+TEST_F(PulledStorageTest, WheneverTheCardIsPulledTheSameJobFinishesIt) {
+  pullAtEachOperation("card");
 }
 
 }  // namespace
