@@ -467,6 +467,35 @@ TEST_F(MoveMapJobTest, TheStoragesMayBeSpelledInOtherWays) {
   }
 }
 
+TEST_F(MoveMapJobTest, NamesOfAllScriptsComeThroughTheWholeSession) {
+  const std::string mapFile = "ZELMORA/map/Österreich & 日本.map";
+  const std::string settings = "config/Länder \xF0\x9F\x97\xBA.xml";
+  const std::string client = "Karten/Ελλάδα <1>.dat";
+  std::filesystem::rename(job.path("flash/" + alpsFile), job.path("flash/" + mapFile));
+  job.write("flash/ZELMORA/updates.xml",
+            InstallDescription::registerOf({InstallDescription::registerEntry(
+                "Österreich", "storage_for_software", {"ZELMORA/map/Österreich &amp; 日本.map"})}));
+  job.write("flash/" + settings, "<config />\n");
+  CommandPackage package = located();
+  package.description = InstallDescription();
+  package.description.update("Ελλάδα", "storage_for_software", bytes)
+      .file("nav", "Karten/Ελλάδα &lt;1&gt;.dat", navigator)
+      .xmlEntry(settings, 3, "config/Länder", "name/日本", {"name/日本"});
+  giveRoom(reserveBytes + demand - 1, 2 * reserveBytes);
+  EXPECT_EQ(job.run(install(package).attribute("CheckHashFile", "true").text()).document(), success);
+  EXPECT_EQ(md5Of(job.read("card/" + mapFile)), md5Of(alpsMap));
+  EXPECT_EQ(md5Of(job.read("flash/" + client)), md5Of(navigator));
+  EXPECT_EQ(job.read("flash/" + settings),
+            "<config>\n    <Länder>\n        <name>日本</name>\n    </Länder>\n</config>\n");
+  EXPECT_EQ(job.run(CommandDocument::uninstallPackage().uninstall("Ελλάδα").uninstall("Österreich").text())
+                .document(),
+            success);
+  EXPECT_FALSE(job.exists("card/" + mapFile));
+  EXPECT_FALSE(job.exists("flash/" + client));
+  EXPECT_EQ(job.read("flash/" + settings), "<config />\n");
+  EXPECT_EQ(job.read("flash/ZELMORA/updates.xml"), "<?xml version=\"1.0\" ?>\n<updates />\n");
+}
+
 // Real volumes, on which files take whole blocks.
 TEST_F(MoveMapJobTest, OnVolumesOfTheirOwnItMakesRoomToo) {
   job.simulatesMachine = false;
