@@ -31,6 +31,34 @@ struct Places {
   [[nodiscard]] bool isOnOther() const { return other && File_platformIndependent(*other).exists(); }
 };
 
+// Stands beside a file while it is placed, if it matters to the file's flag whether one was there. A job that
+// is cut off leaves an unfinished file, or none where there was one: the mark tells the next job that this is
+// not to be taken for the answer.
+class PlacingMark {
+ public:
+  PlacingMark(PathBelowRoot& target, const InstallFile& file) : target_(target) {
+    if (file.updateFlag == installFileIfMissing || file.updateFlag == replaceFileIfPresent)
+      path_ = target.join(file.client + u"_tevra_placing");
+  }
+
+  [[nodiscard]] bool stands() const { return path_ && File_platformIndependent(*path_).exists(); }
+  // A device that takes no mark may take the file all the same.
+  void set() const {
+    if (!path_ || !Directory_new(target_.root()).exists() ||
+        !Directory_new(parentFolder(*path_)).createAllLevels())
+      return;
+    File_platformIndependent mark(*path_);
+    if (mark.openForWriting(platform::OpenMode::truncateEntry)) static_cast<void>(mark.finish());
+  }
+  void clear() const {
+    if (path_) File_platformIndependent(*path_).remove();
+  }
+
+ private:
+  const PathBelowRoot& target_;
+  std::optional<WideText> path_;
+};
+
 void removeFolderIfEmpty(const std::optional<WideText>& path) {
   if (!path) return;
   Directory_new folder(*path);
@@ -42,17 +70,22 @@ bool isAlwaysPlaced(const InstallFile& file) {
   return file.updateFlag == installFile || file.updateFlag == installFileToo;
 }
 
-// For the other flags. False if the file is to be passed over.
-bool isToBePlaced(const InstallFile& file, const Places& places) {
+// For the other flags. False if the file is to be passed over; else the mark is set where there is one.
+bool isToBePlaced(const InstallFile& file, const Places& places, const PlacingMark& mark) {
   switch (file.updateFlag) {
-    case installFileIfMissing:
-      return !places.isOnTarget();
+    case installFileIfMissing: {
+      const bool wanted = !places.isOnTarget() || mark.stands();
+      if (wanted) mark.set();
+      return wanted;
+    }
     case replaceFileIfPresent: {
       const bool onTarget = places.isOnTarget();
       const bool onOther = places.isOnOther();
+      if (!onTarget && !onOther && !mark.stands()) return false;
+      mark.set();
       if (onTarget) File_platformIndependent(*places.target).remove();
       if (onOther) File_platformIndependent(*places.other).remove();
-      return onTarget || onOther;
+      return true;
     }
     case deleteFolderIfEmpty:
       removeFolderIfEmpty(places.target);
@@ -90,9 +123,16 @@ bool DefaultFileUpdateInstaller::install(const InstallUpdate& update, const Wide
       writeLog(u"The register is no package's file: " + file.client);
       continue;
     }
-    const bool wanted =
-        isAlwaysPlaced(file) || isToBePlaced(file, {target.join(file.client), other.join(file.client)});
-    if (wanted && !place(file, zipPath, targetRoot, observer)) return false;
+    if (isAlwaysPlaced(file)) {
+      if (!place(file, zipPath, targetRoot, observer)) return false;
+      continue;
+    }
+    const PlacingMark mark(target, file);
+    if (!isToBePlaced(file, {target.join(file.client), other.join(file.client)}, mark)) continue;
+    const bool placed = place(file, zipPath, targetRoot, observer);
+    // What was to be replaced and has gone is to be placed by the next attempt.
+    if (placed || file.updateFlag != replaceFileIfPresent) mark.clear();
+    if (!placed) return false;
   }
   return true;
 }

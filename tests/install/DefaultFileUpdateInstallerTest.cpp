@@ -3,7 +3,9 @@
 #include "core/StatusXml.h"
 #include "core/Text.h"
 #include "install/DefaultFileUpdateInstaller.h"
+#include "tests/support/FaultyFileSystem.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/KillLoop.h"
 #include "tests/support/ZipBuilder.h"
 
 namespace ZelmoraTevra {
@@ -76,6 +78,63 @@ TEST_F(DefaultFileUpdateInstallerTest, Flag3MovesACopyOfTheOtherStorageToTheTarg
   EXPECT_TRUE(install({file(u"a", 3)}));
   EXPECT_EQ(readFile(target + u"/a"), "new a");
   EXPECT_TRUE(tree(other).empty());
+}
+
+// An unfinished file isn't one that was there, and a copy that was deleted for the new file was.
+TEST_F(DefaultFileUpdateInstallerTest, AFileWhosePlacingIsCutOffIsPlacedByTheNextJob) {
+  for (const std::int32_t flag : {1, 3}) {
+    int operation = 1;
+    const auto startOver = [&] {
+      for (const WideText& root : {target, other}) {
+        std::filesystem::remove_all(toUtf8(root));
+        makeFolder(root);
+      }
+      if (flag == 3) writeFile(other + u"/new/a", "old");
+    };
+    startOver();
+    while (!runsToItsEnd([&] {
+      FaultyFileSystem faulty(files());
+      faulty.before = [operation](int number, const std::string&) {
+        if (number == operation) dieHere();
+      };
+      useFileSystem(faulty);
+      install({file(u"new/a", flag)});
+    })) {
+      SCOPED_TRACE("flag " + std::to_string(flag) + ", killed at operation " + std::to_string(operation));
+      EXPECT_TRUE(install({file(u"new/a", flag)}));
+      EXPECT_EQ(readFile(target + u"/new/a"), "new a");
+      EXPECT_EQ(tree(target), (std::vector<std::string>{"new/", "new/a"}));
+      EXPECT_FALSE(flag == 3 && fileExists(other + u"/new/a"));
+      startOver();
+      ++operation;
+    }
+    EXPECT_EQ(readFile(target + u"/new/a"), "new a");
+    EXPECT_EQ(tree(target), (std::vector<std::string>{"new/", "new/a"}));
+    EXPECT_GT(operation, 4);
+  }
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, ACopyThatWentForAFileThatCouldNotBePlacedIsReplacedByTheNextAttempt) {
+  writeFile(target + u"/a", "old");
+  EXPECT_FALSE(install({file(u"a", 3, u"no/such")}));
+  EXPECT_FALSE(fileExists(target + u"/a"));
+  EXPECT_TRUE(install({file(u"a", 3)}));
+  EXPECT_EQ(readFile(target + u"/a"), "new a");
+  EXPECT_EQ(tree(target), (std::vector<std::string>{"a"}));
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, AFileThatWasMissingLeavesNothingWhenItCanNotBePlaced) {
+  EXPECT_FALSE(install({file(u"a", 1, u"no/such")}));
+  EXPECT_TRUE(tree(target).empty());
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, TheMarkOfAFileThatIsBeingPlacedFollowsNoLink) {
+  writeFile(path(u"outside"), "user's");
+  std::filesystem::create_symlink(folder.native() / "outside",
+                                  folder.native() / "target" / "a_tevra_placing");
+  EXPECT_TRUE(install({file(u"a", 1)}));
+  EXPECT_EQ(readFile(target + u"/a"), "new a");
+  EXPECT_EQ(readFile(path(u"outside")), "user's");
 }
 
 TEST_F(DefaultFileUpdateInstallerTest, Flags4And8DoNothingHere) {
