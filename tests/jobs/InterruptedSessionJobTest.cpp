@@ -39,7 +39,7 @@ class InterruptedSessionJobTest : public ::testing::Test {
     EXPECT_EQ(job.read(settingsFile), settingsText("de"));
     EXPECT_EQ(job.read(newFile), newText);
     EXPECT_EQ(flashAfterwards.size(), 13U) << "nothing is left beside what belongs there";
-    EXPECT_EQ(cardAfterwards.size(), 5U);
+    EXPECT_EQ(cardAfterwards.size(), 7U);
   }
 
   static void makeDevice(const JobProcess& job) {
@@ -50,6 +50,7 @@ class InterruptedSessionJobTest : public ::testing::Test {
     job.write(versionFile, versionText(false, false, false));
     job.write(settingsFile, settingsText("en"));
     job.write("card/content/maps.dat", "old maps");
+    job.write("card/content/there.dat", "an old file");
   }
   static std::string command(const JobProcess& job) {
     const std::string version = "config/software/version.xml";
@@ -64,6 +65,8 @@ class InterruptedSessionJobTest : public ::testing::Test {
         .xmlEntry(version, 0, "config/maps/map", "name/alps", {"version/7"})
         .update("Maps", "storage_for_content", 8)
         .file("maps", "content/maps.dat", "new maps")
+        .file("maps", "content/once.dat", "new maps", 1)
+        .file("maps", "content/there.dat", "new maps", 3)
         .xmlEntry("config/new/list.xml", 3, "list/item", "name/a", {"name/a"})
         .xmlEntry(version, 6, "config/maps/map", "name/iberia");
     job.write("p.zip", package.zip);
@@ -97,7 +100,8 @@ class InterruptedSessionJobTest : public ::testing::Test {
         InstallDescription::registerEntry(
             "Navigator", "storage_for_software", {"apps/navigator.bin"},
             {{version, 3, "config/maps/map", "name/nordic"}, {version, 0, "config/maps/map", "name/alps"}}),
-        InstallDescription::registerEntry("Maps", "storage_for_content", {"content/maps.dat"},
+        InstallDescription::registerEntry("Maps", "storage_for_content",
+                                          {"content/maps.dat", "content/once.dat", "content/there.dat"},
                                           {{"config/new/list.xml", 3, "list/item", "name/a"},
                                            {version, 6, "config/maps/map", "name/iberia"}})};
     entries.resize(2 + static_cast<std::size_t>(newUpdates));
