@@ -11,17 +11,6 @@ namespace {
 
 namespace errc = boost::system::errc;
 
-WideView withoutSeparatorsAtEnd(WideView path) {
-  while (!path.empty() && isSeparator(path.back())) path.remove_suffix(1);
-  return path;
-}
-
-// Both absolute.
-bool liesIn(WideView path, WideView folder) {
-  folder = withoutSeparatorsAtEnd(folder);
-  return path.starts_with(folder) && (path.size() == folder.size() || isSeparator(path[folder.size()]));
-}
-
 // The components of a path on a drive, each with a "/" in front. A drive's root has no parent, so that ".."
 // never leads out of the drive.
 WideText componentsBelowRoot(WideView path) {
@@ -39,14 +28,6 @@ WideText componentsBelowRoot(WideView path) {
   return below;
 }
 
-// The path of the entry itself: only what stands before its name is resolved.
-WideText absolutePathOfEntry(const WideText& path) {
-  const WideView entry = withoutSeparatorsAtEnd(path);
-  const std::size_t separator = entry.find_last_of(u"/\\");
-  const WideText parent(separator == WideView::npos ? u"." : entry.substr(0, separator + 1));
-  return absolutePath(parent).append(u"/").append(entry.substr(separator + 1));
-}
-
 // The volume on which an absolute path lies, null for none. Of volumes one within the other it is the inner
 // one.
 template <typename Condition>
@@ -56,7 +37,7 @@ const Volume* volumeOf(const WideText& path, const std::vector<Volume>& volumes,
   for (const Volume& volume : volumes) {
     if (!condition(volume)) continue;
     const WideText folder = absolutePath(volume.folder);
-    if (liesIn(path, folder) && folder.size() >= length) {
+    if (isSameOrBelow(path, folder) && folder.size() >= length) {
       found = &volume;
       length = folder.size();
     }
@@ -135,8 +116,9 @@ class VolumeFileSystem::Place {
  private:
   bool refuses(WideText (*absolute)(const WideText&), ErrorCode& error) const {
     if (std::none_of(volumes_.begin(), volumes_.end(), isReadOnly)) return false;
-    const bool refused =
-        drive_ != nullptr ? drive_->readOnly : volumeOf(absolute(path_), volumes_, isReadOnly) != nullptr;
+    // A drive may hold another volume, or a link that leads to one.
+    const bool refused = (drive_ != nullptr && drive_->readOnly) ||
+                         volumeOf(absolute(path()), volumes_, isReadOnly) != nullptr;
     if (refused) error = errc::make_error_code(errc::read_only_file_system);
     return refused;
   }

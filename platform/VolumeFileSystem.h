@@ -10,7 +10,7 @@ namespace ZelmoraTevra::platform {
 // volume has names nothing: every test on it is false and every open fails. A write-protected volume refuses
 // every change, and a volume with a capacity of its own answers questions about space with it (free: the
 // capacity less the sizes of all files below the folder), both also for paths that reach the volume's folder
-// without the letter.
+// without the letter, or by the letter of another one.
 class VolumeFileSystem : public ForwardingFileSystem {
  public:
   // Both must outlive this object. `native` must take a path on a drive for one that names nothing.

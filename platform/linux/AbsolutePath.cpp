@@ -18,4 +18,11 @@ WideText absolutePath(const WideText& path) {
   return error ? path : fromNativePath(result.native());
 }
 
+WideText absolutePathOfEntry(const WideText& path) {
+  const WideView entry = withoutSeparatorsAtEnd(path);
+  const std::size_t separator = entry.find_last_of(u"/\\");
+  const WideText parent(separator == WideView::npos ? u"." : entry.substr(0, separator + 1));
+  return absolutePath(parent).append(u"/").append(entry.substr(separator + 1));
+}
+
 }  // namespace ZelmoraTevra::platform

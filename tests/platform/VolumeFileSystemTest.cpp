@@ -200,6 +200,19 @@ TEST_F(VolumeFileSystemTest, aWriteProtectedVolumeWithoutALetterRefusesToo) {
   expectNoChange(at(u"flash"));
 }
 
+TEST_F(VolumeFileSystemTest, aWriteProtectedVolumeRefusesEveryChangeByTheLetterOfAnotherOne) {
+  volumes_.set({{u'E', at(u""), false, {}}, {u'F', at(u"flash"), true, {}}});
+  expectNoChange(u"E:/flash");
+  expectReadable(u"E:/flash");
+  volumes_.set({{u'E', at(u"flash"), false, {}}, {u'F', at(u"flash"), true, {}}});
+  expectNoChange(u"E:");
+  std::filesystem::create_symlink(folder_.native() / "flash", folder_.native() / "card/link");
+  volumes_.set({{u'E', at(u"card"), false, {}}, {u'F', at(u"flash"), true, {}}});
+  expectNoChange(u"E:/link");
+  EXPECT_TRUE(files_.removeFile(u"E:/link", error_));
+  EXPECT_TRUE(files_.removeFile(u"E:/file", error_));
+}
+
 TEST_F(VolumeFileSystemTest, aLinkToAWriteProtectedVolumeCanBeRemovedButNotWrittenThrough) {
   volumes_.set({{u'E', at(u"flash"), true, {}}});
   std::filesystem::create_symlink(folder_.native() / "flash/file", folder_.native() / "link");
