@@ -46,6 +46,7 @@ std::string contentOf(FileSystem& files, const WideText& path) {
 }
 
 void checkBounds(const std::string& content) {
+  if (content.size() > static_cast<std::size_t>(largestFile)) throw fault("too large");
   // The parser would take what stands before a NUL for the whole.
   if (content.find('\0') != std::string::npos) throw fault("not a text");
   if (!isWithinXmlBounds(content, deepestLevel, mostAttributes, mostMarkup))
@@ -138,7 +139,7 @@ SimulatedVolume volumeOfElement(const TiXmlElement& element, const WideText& mac
 }
 
 bool writeWhole(FileSystem& files, const WideText& path, const std::string& content, ErrorCode& error) {
-  const auto file = files.open(path, OpenMode::truncate, error);
+  const auto file = files.open(path, OpenMode::truncateEntry, error);
   return file != nullptr && file->write(content.data(), content.size(), error) && file->sync(error) &&
          file->close(error);
 }
@@ -158,6 +159,7 @@ void complain(const WideText& path, const std::string& why) {
 MachineFile::MachineFile(FileSystem& files, const WideText& path) : files_(files), path_(path) {
   try {
     path_ = absolutePath(path);
+    pathAsNamed_ = absolutePathOfEntry(path);
     read();
     findPresentVolumes();
   } catch (const std::exception& error) {
@@ -180,14 +182,14 @@ bool MachineFile::hasMedium(std::size_t volume) const {
   return files_.kind(volumes_[volume].volume.folder, error) == EntryKind::folder;
 }
 
-bool MachineFile::apply(const std::vector<Change>& changes) {
+bool MachineFile::apply(const std::vector<Change>& changes, const std::function<bool()>& done) {
   std::vector<std::optional<std::string>> previous;
   for (const auto& [volume, name, value] : changes) {
     const std::string* const old = elements_[volume]->Attribute(std::string(name));
     previous.push_back(old != nullptr ? std::optional<std::string>(*old) : std::nullopt);
     elements_[volume]->SetAttribute(std::string(name), value);
   }
-  const bool saved = save();
+  const bool saved = save(done);
   for (std::size_t i = changes.size(); !saved && i-- > 0;) {
     TiXmlElement& element = *elements_[changes[i].volume];
     if (previous[i]) {
@@ -199,7 +201,7 @@ bool MachineFile::apply(const std::vector<Change>& changes) {
   if (!saved) return false;
   for (const Change& change : changes) {
     SimulatedVolume& volume = volumes_[change.volume];
-    volume = volumeOfElement(*elements_[change.volume], path_, volume.disk);
+    volume = volumeOfElement(*elements_[change.volume], pathAsNamed_, volume.disk);
   }
   findPresentVolumes();
   return true;
@@ -224,7 +226,7 @@ DeviceNode MachineFile::readNode(TiXmlElement& element, DeviceNode parent, Devic
   TiXmlElement* const volume = element.FirstChildElement("volume");
   if (volume != nullptr) {
     nodes_[index].volume = volumes_.size();
-    volumes_.push_back(volumeOfElement(*volume, path_, disk != noDeviceNode ? disk : node));
+    volumes_.push_back(volumeOfElement(*volume, pathAsNamed_, disk != noDeviceNode ? disk : node));
     elements_.push_back(volume);
   }
   DeviceNode previous = noDeviceNode;
@@ -249,17 +251,31 @@ void MachineFile::findPresentVolumes() {
   }
 }
 
-bool MachineFile::save() const {
-  TiXmlPrinter printer;
-  printer.SetIndent("  ");
-  document_.Accept(&printer);
-  const WideText copy = path_ + u"_new";
+bool MachineFile::save(const std::function<bool()>& done) const {
+  const WideText copy = path_ + u"_tevra_new";
   ErrorCode error;
-  if (writeWhole(files_, copy, printer.Str(), error) && files_.rename(copy, path_, error)) return true;
-  complain(path_, error.message());
   ErrorCode ignored;
-  files_.removeFile(copy, ignored);
-  return false;
+  try {
+    TiXmlPrinter printer;
+    printer.SetIndent("");  // deep trees would consist of blanks
+    document_.Accept(&printer);
+    checkBounds(printer.Str());
+    if (files_.isLink(copy, ignored)) files_.removeFile(copy, ignored);
+    if (!writeWhole(files_, copy, printer.Str(), error)) throw fault(error.message());
+    if (!done()) {
+      files_.removeFile(copy, ignored);
+      return false;
+    }
+    if (!files_.rename(copy, path_, error)) throw fault(error.message());
+    // Should the name not get onto the medium, the new file is still the one that everyone reads from here
+    // on.
+    files_.syncFolder(path_.substr(0, path_.find_last_of(u"/\\") + 1), ignored);
+    return true;
+  } catch (const std::exception& why) {
+    complain(path_, why.what());
+    files_.removeFile(copy, ignored);
+    return false;
+  }
 }
 
 }  // namespace ZelmoraTevra::platform

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,25 +54,30 @@ class MachineFile {
   // Whether a present volume's folder is there; a reader without a medium has none.
   [[nodiscard]] bool hasMedium(std::size_t volume) const;
   [[nodiscard]] FileSystem& files() const { return files_; }
+  // Where the file lies, and under which name it was asked for: the same unless that is a link. Absolute.
   [[nodiscard]] const WideText& path() const { return path_; }
+  [[nodiscard]] const WideText& pathAsNamed() const { return pathAsNamed_; }
 
   struct Change {
     std::size_t volume;
     const char* attribute;
     std::string value;  // UTF-8
   };
-  // Sets attributes of volumes and saves the file, the rest of it kept. False, with a line on standard error
-  // and nothing changed, if it can't be saved.
-  [[nodiscard]] bool apply(const std::vector<Change>& changes);
+  // Sets attributes of volumes and saves the file, the rest of it kept. False, with nothing changed, if it
+  // can't be saved in a form that can be read again, which a line on standard error tells, or if what is to
+  // be `done` before fails: that happens when the new file is written and hasn't taken the old one's place.
+  [[nodiscard]] bool apply(
+      const std::vector<Change>& changes, const std::function<bool()>& done = [] { return true; });
 
  private:
   void read();
   DeviceNode readNode(TiXmlElement& element, DeviceNode parent, DeviceNode disk);
   void findPresentVolumes();
-  [[nodiscard]] bool save() const;
+  [[nodiscard]] bool save(const std::function<bool()>& done) const;
 
   FileSystem& files_;
   WideText path_;
+  WideText pathAsNamed_;
   TiXmlDocument document_;
   std::vector<SimulatedNode> nodes_;
   std::vector<SimulatedVolume> volumes_;

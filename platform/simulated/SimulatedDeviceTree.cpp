@@ -3,8 +3,9 @@
 namespace ZelmoraTevra::platform {
 
 WideText SimulatedDeviceTree::driveOf(DeviceNode node) {
+  // As with real trees: what can't be named isn't a drive.
   const std::optional<std::size_t> index = at(node).volume;
-  if (!index) return {};
+  if (!index || at(node).id.empty()) return {};
   const SimulatedVolume& volume = file_.volumes()[*index];
   if (volume.ejected || volume.volume.letter == 0) return {};
   return volume.volume.letter + WideText(u":\\");

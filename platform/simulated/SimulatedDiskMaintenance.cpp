@@ -4,6 +4,7 @@
 #include <set>
 #include <string>
 
+#include "platform/AbsolutePath.h"
 #include "platform/DrivePath.h"
 
 namespace ZelmoraTevra::platform {
@@ -33,20 +34,30 @@ bool emptyFolder(FileSystem& files, const WideText& folder) {
   bool isEmpty = files.list(folder, entries, error);
   for (const FolderEntry& entry : entries) {
     const WideText path = folder + u'/' + entry.name;
+    // Nothing can be taken out of a folder that is marked as read-only.
+    if (entry.kind != EntryKind::other) files.clearReadOnlyAndHidden(path, error);
     if (entry.kind == EntryKind::folder) {
       isEmpty = emptyFolder(files, path) && files.removeFolder(path, error) && isEmpty;
       continue;
     }
-    if (entry.kind == EntryKind::file) files.clearReadOnlyAndHidden(path, error);
     isEmpty = files.removeFile(path, error) && isEmpty;
   }
   return isEmpty;
 }
 
-// Both absolute.
-bool liesIn(WideView path, WideView folder) {
-  while (!folder.empty() && isSeparator(folder.back())) folder.remove_suffix(1);
-  return path.starts_with(folder) && path.size() > folder.size() && isSeparator(path[folder.size()]);
+// Whether emptying a volume's folder would also take what isn't the volume's own: the machine file, or the
+// link by which it is named, or the files of another volume; or whether it lies on one that is
+// write-protected.
+bool isSharedFolder(const MachineFile& file, const SimulatedVolume& formatted) {
+  const WideText folder = absolutePath(formatted.volume.folder);
+  if (isSameOrBelow(file.path(), folder) || isSameOrBelow(file.pathAsNamed(), folder)) return true;
+  for (const SimulatedVolume& other : file.volumes()) {
+    if (&other == &formatted || other.ejected) continue;
+    const WideText otherFolder = absolutePath(other.volume.folder);
+    if (isSameOrBelow(otherFolder, folder)) return true;
+    if (other.volume.readOnly && isSameOrBelow(folder, otherFolder)) return true;
+  }
+  return false;
 }
 
 }  // namespace
@@ -63,11 +74,12 @@ int SimulatedDiskMaintenance::format(char16_t letter, FormatKind kind, const Wid
   const bool isFat32 = kind == FormatKind::fat32;
   const WideText folder = simulated.volume.folder;
   if (simulated.volume.readOnly || (isFat32 ? simulated.refusesFat32 : simulated.refusesFat) ||
-      liesIn(file_.path(), folder))
+      isSharedFolder(file_, simulated))
     return 1;
-  if (!file_.apply({{*index, "label", toUtf8(label)}, {*index, "fileSystem", isFat32 ? "FAT32" : "FAT"}}))
-    return 1;
-  return emptyFolder(file_.files(), folder) ? 0 : 1;
+  const auto empty = [this, &folder] { return emptyFolder(file_.files(), folder); };
+  const bool formatted = file_.apply(
+      {{*index, "label", toUtf8(label)}, {*index, "fileSystem", isFat32 ? "FAT32" : "FAT"}}, empty);
+  return formatted ? 0 : 1;
 }
 
 DiskCheckAnswer SimulatedDiskMaintenance::check(char16_t letter, const DiskCheckParameters& /*parameters*/) {

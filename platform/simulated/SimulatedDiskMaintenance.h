@@ -12,7 +12,8 @@ class SimulatedDiskMaintenance : public DiskMaintenance {
   explicit SimulatedDiskMaintenance(MachineFile& file) : file_(file) {}
 
   std::string examine(char16_t letter) override;
-  // Empties the volume's folder. A folder that holds the machine file itself is left as it is.
+  // Empties the volume's folder. One that holds the machine file, or its link, or another volume's folder, or
+  // that lies on a write-protected volume, is left as it is.
   int format(char16_t letter, FormatKind kind, const WideText& label) override;
   DiskCheckAnswer check(char16_t letter, const DiskCheckParameters& parameters) override;
   DirtyAnswer isDirty(char16_t letter) override;

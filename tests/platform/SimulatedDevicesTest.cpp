@@ -1,13 +1,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 
+#include "platform/ForwardingFileSystem.h"
 #include "platform/Machine.h"
 #include "platform/simulated/MachineFile.h"
+#include "platform/simulated/SimulatedDiskMaintenance.h"
 #include "tests/support/FaultyFileSystem.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -21,6 +24,27 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::UnorderedElementsAre;
+
+// Takes nothing out of a folder that its owner may not write to, whoever runs the program.
+class MarkedFolders : public ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  bool removeFile(const WideText& path, ErrorCode& error) override {
+    return mayRemove(path, error) && target().removeFile(path, error);
+  }
+  bool removeFolder(const WideText& path, ErrorCode& error) override {
+    return mayRemove(path, error) && target().removeFolder(path, error);
+  }
+
+ private:
+  static bool mayRemove(const WideText& path, ErrorCode& error) {
+    const fs::path folder = fs::path(toUtf8(path)).parent_path();
+    if ((fs::status(folder).permissions() & fs::perms::owner_write) != fs::perms::none) return true;
+    error = boost::system::errc::make_error_code(boost::system::errc::permission_denied);
+    return false;
+  }
+};
 
 // What a machine file says beyond its volumes' letters: the tree, and what happens to disks.
 class SimulatedDevicesTest : public testing::Test {
@@ -112,6 +136,15 @@ TEST_F(SimulatedDevicesTest, aNodeTellsTheDriveOfItsOwnVolumeOnly) {
   open(pair);
   EXPECT_EQ(tree().driveOf(4), u"E:\\");
   EXPECT_EQ(tree().driveOf(5), u"F:\\");
+  EXPECT_EQ(tree().driveOf(3), u"");
+}
+
+TEST_F(SimulatedDevicesTest, aNodeWithoutAnIdTellsNoDrive) {
+  open(
+      "<node><volume letter=\"E\" folder=\"flash\"/></node><node id=\"\"><volume letter=\"F\" "
+      "folder=\"card\"/></node>");
+  EXPECT_EQ(volumes().volumes().size(), 2U);
+  EXPECT_EQ(tree().driveOf(2), u"");
   EXPECT_EQ(tree().driveOf(3), u"");
 }
 
@@ -291,6 +324,77 @@ TEST_F(SimulatedDevicesTest, aFolderThatHoldsTheMachineFileIsNotFormatted) {
   }
 }
 
+TEST_F(SimulatedDevicesTest, aFolderThatHoldsAnotherVolumeIsNotFormatted) {
+  fs::create_directory(folder_.native() / "flash/inner");
+  std::ofstream(folder_.native() / "flash/inner/file") << "x";
+  fs::create_directory_symlink("flash", folder_.native() / "link");
+  for (const char* const other : {"flash/inner", "flash", "flash/", "link", "link/inner", "card/../flash"}) {
+    for (const char* const attributes : {"letter=\"F\"", "", "letter=\"F\" readOnly=\"true\""}) {
+      SCOPED_TRACE(std::string(other) + " " + attributes);
+      open("<volume letter=\"E\" folder=\"flash\"/><node id=\"A\"><volume folder=\"" + std::string(other) +
+           "\" " + attributes + "/></node>");
+      const std::string before = text();
+      EXPECT_EQ(maintenance().format(u'E', FormatKind::fat, u"X"), 1);
+      EXPECT_EQ(text(), before);
+      EXPECT_THAT(namesIn("flash"), UnorderedElementsAre("file", "inner"));
+      EXPECT_THAT(namesIn("flash/inner"), ElementsAre("file"));
+    }
+  }
+}
+
+TEST_F(SimulatedDevicesTest, aFolderOnAWriteProtectedVolumeIsNotFormatted) {
+  fs::create_directory(folder_.native() / "flash/inner");
+  std::ofstream(folder_.native() / "flash/inner/file") << "x";
+  open(
+      "<volume letter=\"E\" folder=\"flash\" readOnly=\"true\"/>"
+      "<node id=\"A\"><volume letter=\"F\" folder=\"flash/inner\"/></node>");
+  EXPECT_EQ(maintenance().format(u'F', FormatKind::fat, u"X"), 1);
+  EXPECT_THAT(namesIn("flash/inner"), ElementsAre("file"));
+}
+
+TEST_F(SimulatedDevicesTest, aVolumeBesideOrEjectedDoesNotStandInTheWayOfAFormat) {
+  fs::create_directory(folder_.native() / "flash2");
+  fs::create_directory(folder_.native() / "flash/inner");
+  open(
+      "<volume letter=\"E\" folder=\"flash\"/><node id=\"A\"><volume letter=\"F\" folder=\"flash2\"/></node>"
+      "<node id=\"B\"><volume letter=\"G\" folder=\"flash/inner\" ejected=\"true\"/></node>");
+  EXPECT_EQ(maintenance().format(u'E', FormatKind::fat, u"X"), 0);
+  EXPECT_THAT(namesIn("flash"), IsEmpty());
+}
+
+// A device's file system may refuse what this computer's allows.
+TEST_F(SimulatedDevicesTest, aFormatClearsTheMarksOfFoldersBeforeItEmptiesThem) {
+  openVolume("");
+  fs::create_directories(folder_.native() / "flash/a/b");
+  std::ofstream(folder_.native() / "flash/a/b/c") << "x";
+  for (const char* const name : {"flash/a/b", "flash/a"})
+    fs::permissions(folder_.native() / name, fs::perms::owner_read | fs::perms::owner_exec);
+  MarkedFolders marked(*nativeMachine().files);
+  MachineFile machineFile(marked, folder_.path() + u"/machine.xml");
+  EXPECT_EQ(SimulatedDiskMaintenance(machineFile).format(u'E', FormatKind::fat, u"X"), 0);
+  EXPECT_THAT(namesIn("flash"), IsEmpty());
+}
+
+TEST_F(SimulatedDevicesTest, aFolderThatCannotBeEmptiedKeepsItsLabelAndFileSystem) {
+  openVolume("label=\"OLD\"");
+  const std::string before = text();
+  class Stubborn : public ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool removeFile(const WideText& path, ErrorCode& error) override {
+      if (!path.ends_with(u"/file")) return target().removeFile(path, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::device_or_resource_busy);
+      return false;
+    }
+  } stubborn(*nativeMachine().files);
+  MachineFile machineFile(stubborn, folder_.path() + u"/machine.xml");
+  EXPECT_EQ(SimulatedDiskMaintenance(machineFile).format(u'E', FormatKind::fat, u"X"), 1);
+  EXPECT_EQ(text(), before);
+  EXPECT_EQ(machineFile.presentVolumes().at(0).label, u"OLD");
+  EXPECT_EQ(machineFile.presentVolumes().at(0).fileSystem, u"FAT32");
+  EXPECT_FALSE(fs::exists(file() + "_tevra_new"));
+}
+
 TEST_F(SimulatedDevicesTest, aCheckThatSucceedsMakesTheVolumeClean) {
   for (const std::string value : {"0", "1"}) {
     openVolume("dirty=\"true\" checkReturn=\"" + value + "\"");
@@ -417,14 +521,13 @@ TEST_F(SimulatedDevicesTest, theRestOfTheFileIsKept) {
   EXPECT_THAT(text(), HasSubstr("mine=\"&lt;Aä&gt;\""));
   EXPECT_THAT(text(), HasSubstr("capacity=\"5\""));
   EXPECT_THAT(text(), HasSubstr("ejected=\"true\""));
-  EXPECT_EQ(fs::exists(file() + "_new"), false);
+  EXPECT_FALSE(fs::exists(file() + "_tevra_new"));
 }
 
 TEST_F(SimulatedDevicesTest, aFileReachedByALinkIsReplacedWhereItLies) {
   openVolume("");
   fs::create_directory(folder_.native() / "real");
   fs::rename(file(), folder_.native() / "real/machine.xml");
-  fs::rename(folder_.native() / "flash", folder_.native() / "real/flash");
   fs::create_symlink("real/machine.xml", file());
   reopen();
   EXPECT_EQ(maintenance().requestEject(2).result, 0U);
@@ -433,10 +536,103 @@ TEST_F(SimulatedDevicesTest, aFileReachedByALinkIsReplacedWhereItLies) {
   EXPECT_THAT(volumes().volumes(), IsEmpty());
 }
 
+TEST_F(SimulatedDevicesTest, foldersCountFromTheFolderOfTheLinkByWhichTheFileIsNamed) {
+  openVolume("");
+  fs::create_directories(folder_.native() / "real/flash");
+  std::ofstream(folder_.native() / "real/flash/other") << "x";
+  fs::rename(file(), folder_.native() / "real/machine.xml");
+  fs::create_symlink("real/machine.xml", file());
+  reopen();
+  ASSERT_EQ(volumes().volumes().size(), 1U);
+  ErrorCode error;
+  EXPECT_EQ(machine_->machine().files->fileSize(u"E:/file", error), 5);
+  EXPECT_EQ(maintenance().format(u'E', FormatKind::fat, u"X"), 0);
+  EXPECT_THAT(namesIn("flash"), IsEmpty());
+  EXPECT_THAT(namesIn("real/flash"), ElementsAre("other"));
+  EXPECT_EQ(machine_->machine().files->kind(u"E:", error), EntryKind::folder);
+}
+
+TEST_F(SimulatedDevicesTest, neitherTheFolderOfTheFileNorThatOfItsLinkIsFormatted) {
+  fs::create_directory(folder_.native() / "real");
+  fs::create_directory(folder_.native() / "named");
+  for (const char* const holding : {".", "../real"}) {
+    open("<volume letter=\"E\" folder=\"" + std::string(holding) + "\"/>");
+    fs::rename(file(), folder_.native() / "real/machine.xml");
+    fs::remove(folder_.native() / "named/machine.xml");
+    fs::create_symlink("../real/machine.xml", folder_.native() / "named/machine.xml");
+    machine_ = openSimulatedMachine(folder_.path() + u"/named/machine.xml");
+    ASSERT_EQ(volumes().volumes().size(), 1U);
+    EXPECT_EQ(maintenance().format(u'E', FormatKind::fat, u"X"), 1);
+    EXPECT_THAT(namesIn("real"), ElementsAre("machine.xml"));
+    EXPECT_THAT(namesIn("named"), ElementsAre("machine.xml"));
+  }
+}
+
+TEST_F(SimulatedDevicesTest, whatIsSavedCanBeReadAgain) {
+  // With two blanks a level the deepest lines alone would be longer than a machine file may be.
+  constexpr int levels = 1'900;
+  constexpr int siblings = 1'500;
+  std::string nodes;
+  for (int level = 0; level < levels; ++level) nodes += "<node id=\"\">";
+  nodes += "<volume letter=\"E\" folder=\"flash\"/>";
+  for (int i = 0; i < siblings; ++i) nodes += "<node id=\"\"/>";
+  for (int level = 0; level < levels; ++level) nodes += "</node>";
+  open(nodes);
+  ASSERT_EQ(complaint_, "");
+  EXPECT_EQ(maintenance().requestEject(2).result, 0U);
+  reopen();
+  EXPECT_EQ(complaint_, "");
+  EXPECT_EQ(tree().root(), 1U);
+  EXPECT_THAT(volumes().volumes(), IsEmpty());
+}
+
+TEST_F(SimulatedDevicesTest, whatCouldNotBeReadAgainIsNotSaved) {
+  // Printed, each quotation mark takes six characters.
+  std::string marks(800'000, '"');
+  std::string attributes;
+  for (int i = 0; i < 60; ++i) attributes += " a" + std::to_string(i) + "=\"\"";
+  for (const std::string& extra : {"mine='" + marks + "'", "dirty=\"true\" label=\"OLD\"" + attributes}) {
+    openVolume(extra);
+    ASSERT_EQ(complaint_, "");
+    const std::string before = text();
+    testing::internal::CaptureStderr();
+    EXPECT_NE(maintenance().requestEject(2).result, 0U);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(maintenance().format(u'E', FormatKind::fat, u"X"), 1);
+    complaint_ = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(complaint_.begin(), complaint_.end(), '\n'), 4);
+    EXPECT_EQ(text(), before);
+    EXPECT_THAT(namesIn("flash"), ElementsAre("file"));
+    EXPECT_EQ(volumes().volumes().size(), 1U);
+    EXPECT_FALSE(fs::exists(file() + "_tevra_new"));
+  }
+}
+
+TEST_F(SimulatedDevicesTest, aLinkThatLiesWhereTheNewFileIsWrittenIsNotFollowed) {
+  openVolume("");
+  fs::create_symlink("card/file", file() + "_tevra_new");
+  fs::create_symlink("card/file", file() + "_new");
+  EXPECT_EQ(maintenance().requestEject(2).result, 0U);
+  EXPECT_EQ(fs::file_size(folder_.native() / "card/file"), 5U);
+  EXPECT_TRUE(fs::is_symlink(file() + "_new"));
+  EXPECT_FALSE(fs::is_symlink(file()));
+  EXPECT_FALSE(fs::exists(fs::symlink_status(file() + "_tevra_new")));
+}
+
+TEST_F(SimulatedDevicesTest, theNameOfTheNewFileIsOnTheMediumBeforeTheChangeIsTold) {
+  openVolume("");
+  FaultyFileSystem recording(*nativeMachine().files);
+  std::vector<std::string> operations;
+  recording.before = [&operations](int, const std::string& name) { operations.push_back(name); };
+  MachineFile machineFile(recording, folder_.path() + u"/machine.xml");
+  EXPECT_TRUE(machineFile.apply({{0, "label", "NEW"}}));
+  operations.erase(operations.begin(), std::find(operations.begin(), operations.end(), "sync"));
+  EXPECT_THAT(operations, ElementsAre("sync", "rename", "syncFolder"));
+}
+
 TEST_F(SimulatedDevicesTest, whatCannotBeSavedHasNotHappened) {
   openVolume("dirty=\"true\" label=\"OLD\" ejectVetoes=\"1\"");
   const std::string before = text();
-  fs::create_directories(folder_.native() / "machine.xml_new/in the way");
+  fs::create_directories(folder_.native() / "machine.xml_tevra_new/in the way");
   testing::internal::CaptureStderr();
   EXPECT_EQ(maintenance().format(u'E', FormatKind::fat, u"X"), 1);
   EXPECT_EQ(maintenance().check(u'E', {}).failed, DiskCheckStep::execute);
