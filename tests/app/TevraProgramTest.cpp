@@ -32,6 +32,7 @@ class TevraProgramTest : public JobTest {
       for (const auto& [name, value] : variables) ::setenv(name.c_str(), value.c_str(), 1);
       ::dup2(::open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
       ::dup2(::open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+      for (const int descriptor : closedDescriptors) ::close(descriptor);
       ::execv(pointers[0], pointers.data());
       ::_exit(127);
     }
@@ -40,6 +41,9 @@ class TevraProgramTest : public JobTest {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, readFile(path(u"output")),
             readFile(path(u"errors"))};
   }
+  // Which of the standard streams the program is started without.
+  std::vector<int> closedDescriptors;
+
   [[nodiscard]] std::string fields() const {
     return encodeBase64(toUtf8(path(u"commands.xml")) + "|" + toUtf8(path(u"temp")) + "|" +
                         toUtf8(path(u"backups")) + "|" + toUtf8(path(u"log.xml")));
@@ -84,6 +88,37 @@ TEST_F(TevraProgramTest, ATextThatIsNoUtf8EndsWithMinusOne) {
   const Outcome outcome = start({fields()});
   EXPECT_EQ(outcome.exitValue, 255);
   EXPECT_EQ(outcome.errors, "TevraCLI: Invalid UTF-8\n");
+}
+
+TEST_F(TevraProgramTest, WithoutStandardStreamsWhatItPrintsGetsIntoNoFile) {
+  // So many drives that the program prints more than it logs afterwards.
+  std::string nodes;
+  for (char letter = 'E'; letter <= 'Z'; ++letter)
+    nodes += std::string("<node id='USB\\A'><node id='USBSTOR\\ZELMORA'><volume letter='") + letter +
+             "' folder='flash'/></node></node>";
+  const std::string machine = "<machine><node id='R'>" + nodes + "</node></machine>";
+  const std::string commands =
+      "<CommandSequence><Command CommandName='REMOVE_DEVICE'><StorageCardDriveLetter>" + encodeBase64("E:") +
+      "</StorageCardDriveLetter></Command></CommandSequence>";
+  const auto run = [&] {
+    makeFolder(path(u"flash"));
+    writeFile(path(u"machine.xml"), machine);
+    writeFile(path(u"commands.xml"), commands);
+    writeFile(path(u"log.xml"), "");
+    return start({fields()}, {{"TEVRA_MACHINE", toUtf8(path(u"machine.xml"))}});
+  };
+  const std::string printed = run().output;
+  ASSERT_GT(printed.size(), 1'000U);
+  const auto expected = logLines();
+  for (const std::vector<int>& closed :
+       {std::vector{1}, std::vector{0, 1}, std::vector{1, 2}, std::vector{0, 1, 2}, std::vector{0, 2}}) {
+    closedDescriptors = closed;
+    const Outcome outcome = run();
+    EXPECT_NE(outcome.exitValue, -1);
+    EXPECT_EQ(readFile(path(u"log.xml")).find(printed.substr(printed.size() - 100)), std::string::npos);
+    EXPECT_EQ(logLines().size(), expected.size());
+    EXPECT_EQ(logLines().back(), u"Backend finish!");
+  }
 }
 
 }  // namespace
