@@ -39,8 +39,10 @@ bool removeEntriesOf(const WideText& folder) {
 
 // Removes a folder and what is in it, deepest entries first.
 bool removeTree(const WideText& folder) {
-  const bool removedAll = removeEntriesOf(folder);
+  // Nothing can be taken out of a folder that is marked as read-only.
   ErrorCode error;
+  disk().clearReadOnlyAndHidden(folder, error);
+  const bool removedAll = removeEntriesOf(folder);
   return disk().removeFolder(folder, error) && removedAll;
 }
 
