@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/ProcessEnd.h"
+#include "core/SetAsideFiles.h"
 #include "install/DeviceRegister.h"
 #include "install/DeviceXmlFiles.h"
 
@@ -40,6 +41,7 @@ class UninstallSession {
 
   bool closed_ = false;
   std::unique_ptr<DeviceRegister> register_;
+  SetAsideFiles setAsideFiles_;  // each folder is looked through once for all XML files
   DeviceXmlFiles xmlFiles_;
   std::vector<UpdateInfo> uninstalled_;
   std::optional<UpdateInfo> firstLost_;

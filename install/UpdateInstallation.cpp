@@ -175,7 +175,8 @@ void UpdateInstallation::removeReplacedFiles() const {
         continue;
       if (isRegisterPlace(file.client)) continue;
       for (PathBelowRoot* root : {&primary, &secondary})
-        if (const auto path = root->joinInPresentFolder(file.client)) File_platformIndependent(*path).remove();
+        if (const auto path = root->joinInPresentFolder(file.client))
+          File_platformIndependent(*path).remove();
     }
   }
 }

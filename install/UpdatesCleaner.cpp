@@ -7,6 +7,7 @@
 #include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
+#include "core/SetAsideFiles.h"
 #include "core/Text.h"
 #include "install/DeviceXmlFile.h"
 
@@ -54,6 +55,7 @@ int UpdatesCleaner::init(UpdatesXml* updatesRegister, const WideText& primaryRoo
 
 int UpdatesCleaner::run() {
   if (register_ == nullptr) return -1;
+  const SetAsideFiles setAsideFiles;  // each folder is looked through once for all XML files
   std::vector<Update> updates = register_->getUpdates();
   const std::vector<bool> stands = whichStand(updates);
   if (std::find(stands.begin(), stands.end(), false) == stands.end()) return 0;
