@@ -53,6 +53,11 @@ bool isWorthKeeping(const WideText& path) {
   return File_platformIndependent(path, false).size() > 0 && !loadEditableXml(path, ignored);
 }
 
+bool isKept(const WideText& path, OldFile old) {
+  if (old == OldFile::kept) return File_platformIndependent(path, false).size() != 0;
+  return old == OldFile::keptIfDamaged && isWorthKeeping(path);
+}
+
 bool renameFile(const WideText& from, const WideText& to, WideView logName) {
   if (File_platformIndependent(from, false).renameTo(to)) return true;
   writeLog(WideText(logName) + u": rename from " + from + u" to " + to + u" fail!");
@@ -90,7 +95,7 @@ bool replaceDeviceFile(const WideText& source, const WideText& destination, Wide
   removeEntry(unfinished.path());
   if (Directory_new(unfinished.path()).isEmpty()) Directory_new(unfinished.path()).remove();
   const bool hadOld = File_platformIndependent(target).exists();
-  const bool keepsOld = hadOld && old == OldFile::keptIfDamaged && isWorthKeeping(target);
+  const bool keepsOld = hadOld && isKept(target, old);
   const WideText setAside = keepsOld ? freeDamagedPath(target) : SetAsideFiles::newPath(target);
 
   if (!copyFileContent(source, unfinished.path(), true) ||

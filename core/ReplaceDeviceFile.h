@@ -4,9 +4,12 @@
 
 namespace ZelmoraTevra {
 
-// What becomes of an old file that isn't editable XML. One from whose content the new file was made is known
-// to have been whole and needs no further look.
-enum class OldFile { keptIfDamaged, notKept };
+// What becomes of the old file, unless it is empty.
+enum class OldFile {
+  keptIfDamaged,  // kept if it isn't editable XML, and so may hold what the copy hasn't
+  notKept,        // the new file was made from its content: it is known to have been whole
+  kept,           // the new file wasn't made from its content
+};
 
 // Replaces an XML file on a device by a copy of another file, so that at every moment the device holds one of
 // the two whole. The copy is written beside the old file, under the name with "_tevra_new" behind it, and
@@ -14,10 +17,9 @@ enum class OldFile { keptIfDamaged, notKept };
 // copy gets the name, and only when all of that is on the medium the old file goes. On failure the old file
 // is back in its place, or still set aside if the device takes nothing any more.
 //
-// An old file that isn't editable XML, and so may hold what the copy hasn't, isn't removed unless the caller
-// says so: it stays beside for good, under its name with "_damaged" and a number behind it. A destination
-// that has the content already isn't touched. A source that doesn't exist is a failure that changes nothing.
-// `logName` begins the line that tells of a renaming that failed.
+// An old file that is kept isn't removed: it stays beside for good, under its name with "_damaged" and a
+// number behind it. A destination that has the content already isn't touched. A source that doesn't exist is
+// a failure that changes nothing. `logName` begins the line that tells of a renaming that failed.
 [[nodiscard]] bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName,
                                      OldFile old = OldFile::keptIfDamaged);
 

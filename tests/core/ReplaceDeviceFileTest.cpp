@@ -258,6 +258,17 @@ TEST_F(ReplaceDeviceFileTest, KeepsAnOldFileOfWhichTheDocumentHoldsNotAll) {
   EXPECT_EQ(readFile(path(u"device/updates.xml_damaged1")), odd);
 }
 
+TEST_F(ReplaceDeviceFileTest, KeepsAWholeOldFileOnRequestButNoEmptyOne) {
+  EXPECT_TRUE(replaceDeviceFile(source_, target_, logName, OldFile::kept));
+  EXPECT_EQ(readFile(target_), new_);
+  EXPECT_EQ(readFile(path(u"device/updates.xml_damaged1")), old_);
+  EXPECT_TRUE(replaceDeviceFile(source_, target_, logName, OldFile::kept));
+  EXPECT_EQ(device().size(), 2U) << "what has the content already isn't replaced";
+  writeFile(target_, "");
+  EXPECT_TRUE(replaceDeviceFile(source_, target_, logName, OldFile::kept));
+  EXPECT_EQ(device().size(), 2U);
+}
+
 TEST_F(ReplaceDeviceFileTest, DoesNotKeepADamagedOldFileThatTheNewOneWasMadeFrom) {
   writeFile(target_, "<updates><upd");
   EXPECT_TRUE(replaceDeviceFile(source_, target_, logName, OldFile::notKept));
