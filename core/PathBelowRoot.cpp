@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "core/Text.h"
 #include "platform/Machine.h"
@@ -25,19 +26,37 @@ bool isAsciiLetter(char16_t unit) {
   return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z');
 }
 
+// No name that is meant to be one needs more, and each name costs questions with the whole path before it.
+constexpr std::size_t maximalPathUnits = 4'096;
+constexpr std::size_t maximalPathComponents = 256;
+
 // A FAT takes no dots and blanks at the end of a name: a name with them is the one without.
 WideView asDeviceTakesIt(WideView name) {
   return name.substr(0, name.find_last_not_of(u". ") + 1);
 }
 
+// The path without its "." components, its separators as they are.
+WideText withoutDots(WideView path) {
+  WideText plain;
+  while (!path.empty()) {
+    const std::size_t end = std::min(path.find_first_of(u"/\\"), path.size());
+    const WideView withSeparator = path.substr(0, end + 1);
+    if (path.substr(0, end) != u".") plain += withSeparator;
+    path.remove_prefix(withSeparator.size());
+  }
+  return plain;
+}
+
 }  // namespace
 
 bool staysBelowRoot(WideView path) {
-  if (path.empty() || path.find(u'\0') != WideView::npos) return false;
+  if (path.empty() || path.size() > maximalPathUnits || path.find(u'\0') != WideView::npos) return false;
   if (path.front() == u'/' || path.front() == u'\\') return false;
   if (path.size() >= 2 && isAsciiLetter(path[0]) && path[1] == u':') return false;
+  const std::vector<WideText> components = split(toForwardSlashes(WideText(path)), u'/');
+  if (components.size() > maximalPathComponents) return false;
   bool namesSomething = false;
-  for (const WideText& name : split(toForwardSlashes(WideText(path)), u'/')) {
+  for (const WideText& name : components) {
     if (name == u".." || (name != u"." && !name.empty() && asDeviceTakesIt(name).empty())) return false;
     namesSomething = namesSomething || !asDeviceTakesIt(name).empty();
   }
@@ -77,13 +96,14 @@ std::optional<WideText> PathBelowRoot::joinExisting(const WideText& relativePath
 
 std::optional<WideText> PathBelowRoot::joinInFolder(const WideText& relativePath) {
   if (root_.empty() || !staysBelowRoot(relativePath)) return std::nullopt;
-  const WideText folder = parentFolder(relativePath);
+  const WideText path = withoutDots(relativePath);
+  const WideText folder = parentFolder(path);
   if (lastFolder_ != folder) {
     lastFolderIs_ = lookAt(folder);
     lastFolder_ = folder;
   }
   if (lastFolderIs_ == Folder::behindLink) return std::nullopt;
-  return root_ + u'\\' + relativePath;
+  return root_ + u'\\' + path;
 }
 
 PathBelowRoot::Folder PathBelowRoot::lookAt(const WideText& relativeFolder) const {

@@ -7,7 +7,7 @@
 namespace ZelmoraTevra {
 
 // True if a relative path can't lead out of the folder that it is joined to: it isn't empty, isn't absolute,
-// has no drive letter, no ".." and no NUL.
+// has no drive letter, no ".." and no NUL. False also for a path of more than 4,096 units or 256 components.
 [[nodiscard]] bool staysBelowRoot(WideView relativePath);
 
 // One spelling for all relative paths that name the same file on a device, where upper and lower case are the
@@ -24,7 +24,7 @@ class PathBelowRoot {
   explicit PathBelowRoot(WideText root);
 
   [[nodiscard]] const WideText& root() const { return root_; }
-  // root, "\", relative path; nothing if that would leave the root.
+  // root, "\", relative path without its "." components; nothing if that would leave the root.
   [[nodiscard]] std::optional<WideText> join(const WideText& relativePath);
   // The same for a folder that is there: nothing for the paths in one that wasn't there at the first look,
   // and no look at them. Who makes folders in the meantime asks another object.

@@ -148,12 +148,48 @@ TEST_F(PathBelowRootTest, BelowAMissingFolderNothingMoreIsAsked) {
   } counting(files());
   useFileSystem(counting);
   WideText relative = u"missing";
-  for (int i = 0; i < 500; ++i) relative += u"/x";
+  for (int i = 0; i < 200; ++i) relative += u"/x";
   const WideText whole = root_ + u"\\" + relative;
   PathBelowRoot below(root_);
   EXPECT_EQ(below.join(relative), whole);
   // Once for a link, once for being there, and the whole path once for a link.
   EXPECT_EQ(counting.asked, (std::vector<WideText>{root_ + u"\\missing", root_ + u"\\missing", whole}));
+}
+
+TEST_F(PathBelowRootTest, ComponentsOfADotAreLeftOutAndCostNoQuestion) {
+  class Counting : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool isLink(const WideText& path, platform::ErrorCode& error) override {
+      asked.push_back(path);
+      return target().isLink(path, error);
+    }
+    platform::EntryKind kind(const WideText& path, platform::ErrorCode& error) override {
+      asked.push_back(path);
+      return target().kind(path, error);
+    }
+    std::vector<WideText> asked;
+  } counting(files());
+  useFileSystem(counting);
+  WideText relative;
+  for (int i = 0; i < 200; ++i) relative += u".\\";
+  PathBelowRoot below(root_);
+  EXPECT_EQ(below.join(relative + u"a/./file/."), root_ + u"\\a/file/");
+  EXPECT_EQ(below.join(relative + u"a/./file"), root_ + u"\\a/file");
+  EXPECT_LE(counting.asked.size(), 8U);
+  counting.asked.clear();
+  for (int i = 0; i < 20'000; ++i) relative += u".\\";
+  EXPECT_EQ(below.join(relative + u"a"), std::nullopt);
+  EXPECT_TRUE(counting.asked.empty());
+}
+
+TEST(StaysBelowRootTest, APathOfTooManyUnitsOrComponentsIsRefused) {
+  EXPECT_TRUE(staysBelowRoot(WideText(4'096, u'a')));
+  EXPECT_FALSE(staysBelowRoot(WideText(4'097, u'a')));
+  WideText components = u"a";
+  for (int i = 1; i < 256; ++i) components += u"/a";
+  EXPECT_TRUE(staysBelowRoot(components));
+  EXPECT_FALSE(staysBelowRoot(components + u"/a"));
 }
 
 TEST(ComparablePathTest, DotsAndBlanksAtTheEndOfANameDontCountAsOnAFat) {
