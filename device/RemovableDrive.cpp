@@ -59,7 +59,7 @@ void RemovableDrive::scanDrive() {
   const WideText& root = primaryDrive_.colonForm;
   if (const auto information = volumeInformation(root)) info_.name = information->label;
   info_.writeable = !Directory_new(root).isWriteProtected();
-  const VolumeSpace space = spaceOfFolder(root);
+  const VolumeSpace space = spaceOfDrive(root);
   info_.totalSpace = space.total;
   info_.freeSpace = space.free;
   readInventory(root, secondaryDrive_.colonForm);

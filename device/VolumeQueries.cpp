@@ -1,5 +1,7 @@
 #include "device/VolumeQueries.h"
 
+#include <algorithm>
+
 #include "core/Directory_new.h"
 #include "platform/DrivePath.h"
 #include "platform/Machine.h"
@@ -15,11 +17,19 @@ std::uint32_t getVolumeSerial(const WideText& path) {
   return information ? information->serial : 0;
 }
 
-VolumeSpace spaceOfFolder(const WideText& folder) {
+VolumeSpace spaceOfDrive(const WideText& drive) {
   platform::ErrorCode error;
   platform::Space space;
-  if (!Directory_new(folder).exists() || !platform::machine().files->space(folder, space, error)) return {};
-  return {space.capacity, space.free};
+  if (!platform::machine().files->space(drive, space, error)) return {};
+  return {space.capacity, space.available};
+}
+
+VolumeSpace spaceOfFolder(const WideText& folder) {
+  const auto bytes = [](std::int64_t number) {
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(number, 0));
+  };
+  const std::uint64_t free = bytes(Directory_new(folder).freeSpace());
+  return {free + bytes(Directory_new(folder).size()), free};
 }
 
 }  // namespace ZelmoraTevra

@@ -20,7 +20,11 @@ struct VolumeSpace {
   std::uint64_t free = 0;
 };
 
-// Of the volume on which a folder lies.
+// Of a drive as "E:". What is free is what the caller may take.
+[[nodiscard]] VolumeSpace spaceOfDrive(const WideText& drive);
+
+// Of the volume on which a folder lies. What is free includes what is kept for the superuser. A question that
+// fails is a line in the log.
 [[nodiscard]] VolumeSpace spaceOfFolder(const WideText& folder);
 
 }  // namespace ZelmoraTevra

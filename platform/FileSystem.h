@@ -20,8 +20,9 @@ struct FolderEntry {
 };
 
 struct Space {
-  std::uint64_t capacity = 0;  // bytes
-  std::uint64_t free = 0;      // bytes, those reserved for the superuser included
+  std::uint64_t capacity = 0;   // bytes
+  std::uint64_t free = 0;       // bytes, those reserved for the superuser included
+  std::uint64_t available = 0;  // bytes that the caller may take
 };
 
 enum class OpenMode {

@@ -147,7 +147,8 @@ bool VolumeFileSystem::space(const WideText& path, Space& space, ErrorCode& erro
   if (!target().space(place.path(), space, error)) return false;
   if (const Volume* const volume = place.volumeWithCapacity()) {
     const std::uint64_t capacity = *volume->capacity;
-    space = {capacity, capacity - std::min(capacity, sizeOfFiles(target(), volume->folder))};
+    const std::uint64_t free = capacity - std::min(capacity, sizeOfFiles(target(), volume->folder));
+    space = {capacity, free, free};
   }
   return true;
 }

@@ -139,7 +139,7 @@ bool LinuxFileSystem::space(const WideText& path, Space& space, ErrorCode& error
   if (!toNativePath(path, native, error)) return false;
   const auto info = boost::filesystem::space(native, error);
   if (error) return false;
-  space = {info.capacity, info.free};
+  space = {info.capacity, info.free, info.available};
   return true;
 }
 

@@ -9,6 +9,7 @@
 namespace ZelmoraTevra {
 namespace {
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
@@ -69,6 +70,40 @@ TEST_F(RemovableDriveTest, WhatTheVolumeTells) {
   EXPECT_EQ(getVolumeSerial(u"E:"), 305'419'896U);
   EXPECT_EQ(getVolumeSerial(u"E:\\"), 305'419'896U);
   EXPECT_THAT(tree(path(u"flash")), ElementsAre("a")) << "the test for writing leaves nothing behind";
+}
+
+// A volume of which the superuser keeps a part, or that doesn't tell.
+class ReservingFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  bool space(const WideText&, platform::Space& space, platform::ErrorCode& error) override {
+    space = {.capacity = 100, .free = 50, .available = 40};
+    error =
+        tells ? platform::ErrorCode() : boost::system::errc::make_error_code(boost::system::errc::io_error);
+    return tells;
+  }
+  bool tells = true;
+};
+
+TEST_F(RemovableDriveTest, OfADriveWhatTheCallerMayTakeIsFreeOfAFolderAll) {
+  ReservingFileSystem reserving(machineFiles());
+  useMachineWith(reserving);
+  EXPECT_EQ(lone().info().totalSpace, 100U);
+  EXPECT_EQ(lone().info().freeSpace, 40U);
+  EXPECT_EQ(ofFolders().info().totalSpace, 100U);
+  EXPECT_EQ(ofFolders().info().freeSpace, 50U);
+}
+
+TEST_F(RemovableDriveTest, AFolderThatDoesNotTellItsSpaceHasNoneAndLinesInTheLog) {
+  ReservingFileSystem silent(machineFiles());
+  silent.tells = false;
+  useMachineWith(silent);
+  startLog();
+  EXPECT_EQ(ofFolders().info().totalSpace, 0U);
+  EXPECT_EQ(ofFolders().info().freeSpace, 0U);
+  const WideText flash = toBackslashes(path(u"flash"));
+  EXPECT_THAT(logLines(), Contains(u"DIRECTORY: exception when get directory free space " + flash));
+  EXPECT_THAT(logLines(), Contains(u"DIRECTORY: exception when get directory size " + flash));
 }
 
 TEST_F(RemovableDriveTest, WhatCannotBeFoundOutIsEmpty) {
