@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/BackendLogger.h"
+#include "core/EditableXml.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
 #include "core/ReplaceDeviceFile.h"
@@ -61,7 +62,9 @@ void ClientInventoryReader::read() {
   readApps(root);
   readContents(root, updates);
   readMaps(root, updates);
-  if (load == XmlLoad::malformed) saveWhatWasKept(document);
+  // What was kept may look sound and hold half. Where a backup waits, the next connection restores that.
+  if (load == XmlLoad::malformed && !mayHaveSoundBackup(versionFile_.getRootPath()))
+    saveWhatWasKept(document);
 }
 
 void ClientInventoryReader::readSoftware(const TiXmlElement* root) {
@@ -131,7 +134,7 @@ void ClientInventoryReader::saveWhatWasKept(const TiXmlDocument& document) const
   const WideText name = platform::machine().identifiers->newGuid();
   if (name.empty()) return;
   File_platformIndependent copy(workTempFolder + u'\\' + name);
-  if (saveXml(document, copy.path()))
+  if (saveEditableXml(document, copy.path()))
     static_cast<void>(replaceDeviceFile(copy.path(), versionFile_.getFilePath(), u"Version xml file"));
   copy.remove();
 }

@@ -23,8 +23,9 @@ class InstalledUpdates;
 //
 // A sound version file is copied to the device's hidden backup. Of one that isn't well-formed nothing is
 // reported, and what the parser could make of it takes the file's place; the damaged one stays beside
-// ("version.xml_damaged1"). A file that can't be read, or is beyond the bounds of what is parsed, stays as it
-// is: nobody knows what is in it.
+// ("version.xml_damaged1"). As long as the device has a backup that may be sound, and couldn't be restored,
+// or if what was made couldn't be read again, the damaged file stays as it is. A file that can't be read, or
+// is beyond the bounds of what is parsed, stays as it is: nobody knows what is in it.
 class ClientInventoryReader {
  public:
   // The files must outlive the reader. The content root is that of the storage card, empty if there is none:

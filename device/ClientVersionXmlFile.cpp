@@ -33,22 +33,38 @@ std::optional<WideText> existingFile(const WideText& root, WideView folder, Wide
   return path;
 }
 
+bool isValidUtf8(const std::string& bytes) {
+  return toReadableUtf8(toReadableWide(bytes)) == bytes;
+}
+
 bool hasIdentity(const TiXmlDocument& document, const std::string& section) {
   constexpr std::array names = {"brand", "platform", "version"};
   return std::all_of(names.begin(), names.end(), [&](const char* name) {
-    return !lookupText(document.RootElement(), "/config/" + section + '/' + name).empty();
+    const std::string value = lookupUtf8(document.RootElement(), "/config/" + section + '/' + name);
+    return !value.empty() && isValidUtf8(value);
   });
 }
 
-bool isWellFormed(const WideText& path) {
+enum class Soundness {
+  sound,
+  unsound,
+  unknown,  // something is there that can't be read, or is beyond the bounds of what is parsed
+};
+
+Soundness soundnessOf(const WideText& path) {
   TiXmlDocument document;
-  return loadXml(path, document);
+  const XmlLoad load = loadXmlAsFarAsItGoes(path, document);
+  if (load == XmlLoad::refused)
+    return File_platformIndependent(path).size() > 0 ? Soundness::unknown : Soundness::unsound;
+  const bool isSound =
+      load == XmlLoad::loaded && (hasIdentity(document, "software") || hasIdentity(document, "kd3"));
+  return isSound ? Soundness::sound : Soundness::unsound;
 }
 
 }  // namespace
 
 ClientVersionXmlFile::ClientVersionXmlFile(const WideText& rootPath) : rootPath_(rootPath) {
-  if (!find() || !isVersionFileSound(filePath_)) restore();
+  if (!find() || soundnessOf(filePath_) == Soundness::unsound) restore();
 }
 
 bool ClientVersionXmlFile::find() {
@@ -73,7 +89,8 @@ void ClientVersionXmlFile::restore() {
   if (!older && !Directory_new(rootPath_ + u'\\' + WideText(newerFolder)).exists()) return;
 
   const std::optional<WideText> path = PathBelowRoot(rootPath_).join(WideText(folder).append(fileName));
-  if (!path || !isWellFormed(*backup) || !replaceDeviceFile(*backup, *path, u"Version xml file")) return;
+  if (!path || !isVersionFileSound(*backup)) return;
+  if (!replaceDeviceFile(*backup, *path, u"Version xml file", OldFile::kept)) return;
   filePath_ = *path;
   (older ? kd3Layout_ : zelmoraLayout_) = true;
   writeLog(u"Backuped to path: " + filePath_);
@@ -89,18 +106,24 @@ WideText newerVersionFilePath(const WideText& rootPath) {
 }
 
 bool isVersionFileSound(const WideText& path) {
-  TiXmlDocument document;
-  return loadXml(path, document) && (hasIdentity(document, "software") || hasIdentity(document, "kd3"));
+  return soundnessOf(path) == Soundness::sound;
+}
+
+bool mayHaveSoundBackup(const WideText& rootPath) {
+  const std::optional<WideText> backup = existingFile(rootPath, backupFolder, backupName);
+  return backup && soundnessOf(*backup) != Soundness::unsound;
 }
 
 void backUpVersionFile(const IVersionXmlFile& versionFile) {
   const std::optional<WideText> backup =
       PathBelowRoot(versionFile.getRootPath()).join(WideText(backupFolder).append(backupName));
-  if (!backup) return;
+  // A device that has gone must not come back as a folder of the computer.
+  if (!backup || !File_platformIndependent(versionFile.getFilePath()).exists()) return;
   const WideText folder = parentFolder(*backup);
-  if (!Directory_new(folder).createAllLevels()) return;
+  if (!Directory_new(folder).create()) return;
   setHiddenMark(folder);
   recoverDeviceFile(*backup);
+  if (!isVersionFileSound(versionFile.getFilePath()) && soundnessOf(*backup) != Soundness::unsound) return;
   static_cast<void>(replaceDeviceFile(versionFile.getFilePath(), *backup, u"Version xml backup"));
 }
 

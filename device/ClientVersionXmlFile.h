@@ -9,9 +9,9 @@ namespace ZelmoraTevra {
 // restores an unsound one from the device's hidden backup. Both layouts can be true then: a restoration looks
 // at the older folder first, the search at the newer file.
 //
-// Nothing is lost on the way: a damaged file stays beside the restored one ("version.xml_damaged1"), a backup
-// that isn't well-formed itself restores nothing, and a link is not followed, it may lead out of the device.
-// A text that isn't UTF-8 throws the UTF-8 library's exception from the constructor.
+// Nothing is lost on the way: what was replaced stays beside the restored file ("version.xml_damaged1"), a
+// backup that isn't sound itself restores nothing, a file that can't be read or is beyond the bounds of what
+// is parsed isn't replaced, and a link is not followed, it may lead out of the device.
 class ClientVersionXmlFile : public IVersionXmlFile {
  public:
   // A drive as "E:" or a folder. An empty root is no device.
@@ -39,12 +39,16 @@ void recoverVersionFile(const WideText& rootPath);
 // Where the version file of a newer device is, be it there or not.
 [[nodiscard]] WideText newerVersionFilePath(const WideText& rootPath);
 
-// True if brand, platform and version are in the file, all three in the form of one of the two layouts,
-// whichever of the two folders the file lies in.
+// True if brand, platform and version are in the file, all three in the form of one of the two layouts and in
+// valid UTF-8, whichever of the two folders the file lies in.
 [[nodiscard]] bool isVersionFileSound(const WideText& path);
 
+// True if the hidden folder of the device has a sound backup, or one that can't be looked into now.
+[[nodiscard]] bool mayHaveSoundBackup(const WideText& rootPath);
+
 // Keeps a copy of the file in a hidden folder of the device. A copy that is there and the same isn't written
-// again. Reports nothing: a device that takes no backup has none.
+// again, and a file that isn't sound replaces none that may be. Reports nothing: a device that takes no
+// backup has none.
 void backUpVersionFile(const IVersionXmlFile& versionFile);
 
 // The date up to which the user has paid for maps, from the user's settings on the device; empty if there is

@@ -392,6 +392,46 @@ TEST_F(ClientInventoryReaderTest, FlippedBytesNeverCrash) {
   }
 }
 
+TEST_F(ClientInventoryReaderTest, ARestorationThatFailsOnceIsMadeUpForAndLosesNoBackup) {
+  const std::string saved =
+      soundVersionDocument(mapElement("Z", "Alps", "1") + mapElement("Z", "Nordic", "1"));
+  const std::string damaged = saved.substr(0, saved.size() - 40);
+  for (const bool staysFull : {false, true}) {
+    for (int operation = 1;; ++operation) {
+      SCOPED_TRACE(operation);
+      std::filesystem::remove_all(toUtf8(root_));
+      put(newerFile, damaged);
+      put(backupFile, saved);
+      FaultyFileSystem faulty(files());
+      faulty.failAt = operation;
+      faulty.failAllAfter = staysFull;
+      useFileSystem(faulty);
+      static_cast<void>(read());
+      useMachine(platform::nativeMachine());
+      static_cast<void>(read());
+      static_cast<void>(read());
+      EXPECT_EQ(get(newerFile), saved);
+      EXPECT_EQ(get(backupFile), saved);
+      if (faulty.count < operation) break;
+    }
+  }
+}
+
+TEST_F(ClientInventoryReaderTest, WhatCouldNotBeReadAgainIsNotSaved) {
+  const std::string cut = "<config/><map>";  // a document has one root
+  put(newerFile, cut);
+  static_cast<void>(read());
+  EXPECT_EQ(get(newerFile), cut);
+  EXPECT_THAT(device(), ElementsAre("ZELMORA/", "ZELMORA/version.xml"));
+}
+
+TEST_F(ClientInventoryReaderTest, AnIdentityThatIsNotUtf8ThrowsOnlyWithoutABackup) {
+  put(newerFile, versionDocument(identityElement("software", "\xFF")));
+  EXPECT_THROW(static_cast<void>(read()), std::exception);
+  put(backupFile, soundVersionDocument());
+  EXPECT_EQ(software().brand, u"ZELMORA");
+}
+
 // The time that the work takes, in seconds.
 template <typename Work>
 double secondsOf(Work work) {

@@ -127,6 +127,7 @@ TEST_F(ClientVersionXmlFileTest, AWellFormedFileThatIsNotSoundIsOverwrittenToo) 
   put(backupFile, saved_);
   expectFile(olderFile, false, true);
   EXPECT_EQ(get(olderFile), saved_);
+  EXPECT_EQ(get(u"KD3/version.xml_damaged1"), versionDocument(identityElement("kd3", "")));
 }
 
 TEST_F(ClientVersionXmlFileTest, AMissingFileIsRestored) {
@@ -260,9 +261,69 @@ TEST_F(ClientVersionXmlFileTest, ALinkIsNoBackup) {
   EXPECT_EQ(get(newerFile), damaged_);
 }
 
-TEST_F(ClientVersionXmlFileTest, ATextThatIsNotUtf8Throws) {
-  put(newerFile, versionDocument(identityElement("software", "\xFF")));
-  EXPECT_THROW(ClientVersionXmlFile{root_}, std::exception);
+TEST_F(ClientVersionXmlFileTest, AnIdentityThatIsNotUtf8IsNotSound) {
+  const std::string bad = versionDocument(identityElement("software", "ZELMORA", "N\xFF"));
+  put(newerFile, bad);
+  EXPECT_FALSE(isVersionFileSound(onDevice(newerFile)));
+  expectFile(newerFile, true, false);
+  EXPECT_EQ(get(newerFile), bad);
+  put(backupFile, saved_);
+  expectFile(newerFile, true, false);
+  EXPECT_EQ(get(newerFile), saved_);
+  EXPECT_EQ(get(u"ZELMORA/version.xml_damaged1"), bad);
+}
+
+TEST_F(ClientVersionXmlFileTest, AnotherFileThatIsReplacedStaysBesideThoughItIsSound) {
+  const std::string older = versionDocument(identityElement("kd3"));
+  put(newerFile, damaged_);
+  put(olderFile, older);
+  put(backupFile, saved_);
+  expectFile(olderFile, true, true);
+  EXPECT_EQ(get(olderFile), saved_);
+  EXPECT_EQ(get(u"KD3/version.xml_damaged1"), older);
+}
+
+TEST_F(ClientVersionXmlFileTest, ABackupThatIsNotSoundRestoresNothing) {
+  for (const std::string& backup : {std::string("<other/>"), versionDocument(identityElement("software", "")),
+                                    versionDocument(identityElement("software", "\xFF"))}) {
+    put(newerFile, damaged_);
+    put(backupFile, backup);
+    expectFile(newerFile, true, false);
+    EXPECT_EQ(get(newerFile), damaged_);
+  }
+}
+
+TEST_F(ClientVersionXmlFileTest, AFileBeyondTheBoundsIsNotReplaced) {
+  std::string deep;
+  for (int level = 0; level < 200; ++level) deep += "<a>";
+  put(newerFile, versionDocument(deep));
+  put(backupFile, saved_);
+  expectFile(newerFile, true, false);
+  EXPECT_EQ(get(newerFile), versionDocument(deep));
+}
+
+// One file can't be read, as where the medium is worn.
+class WornFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    if (mode != platform::OpenMode::read || !path.ends_with(u"version.xml"))
+      return target().open(path, mode, error);
+    error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+    return nullptr;
+  }
+};
+
+TEST_F(ClientVersionXmlFileTest, AFileThatCannotBeReadIsNotReplaced) {
+  put(newerFile, sound_);
+  put(backupFile, saved_);
+  WornFileSystem worn(files());
+  useFileSystem(worn);
+  expectFile(newerFile, true, false);
+  useMachine(platform::nativeMachine());
+  EXPECT_EQ(get(newerFile), sound_);
+  EXPECT_EQ(get(u"ZELMORA/version.xml_damaged1"), "<missing>");
 }
 
 class VersionBackupTest : public ClientVersionXmlFileTest {
@@ -316,6 +377,27 @@ TEST_F(VersionBackupTest, AFailureAtAnyOperationLosesNoBackup) {
 TEST_F(VersionBackupTest, ADeviceWithoutAFileGetsNoBackup) {
   backUp();
   EXPECT_EQ(get(backupFile), "<missing>");
+}
+
+TEST_F(VersionBackupTest, AFileThatIsNotSoundReplacesNoSoundBackup) {
+  put(newerFile, versionDocument(identityElement("software", "ZELMORA", "NX", "")));
+  const ClientVersionXmlFile file(root_);
+  put(backupFile, saved_);
+  EXPECT_TRUE(mayHaveSoundBackup(root_));
+  backUpVersionFile(file);
+  EXPECT_EQ(get(backupFile), saved_);
+  put(backupFile, damaged_);
+  EXPECT_FALSE(mayHaveSoundBackup(root_));
+  backUpVersionFile(file);
+  EXPECT_EQ(get(backupFile), get(newerFile));
+}
+
+TEST_F(VersionBackupTest, ADeviceThatHasGoneIsNotMadeAgain) {
+  put(newerFile, sound_);
+  const ClientVersionXmlFile file(root_);
+  std::filesystem::remove_all(toUtf8(root_));
+  backUpVersionFile(file);
+  EXPECT_FALSE(std::filesystem::exists(toUtf8(root_)));
 }
 
 TEST_F(VersionBackupTest, NothingIsWrittenThroughALink) {

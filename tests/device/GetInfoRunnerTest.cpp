@@ -290,6 +290,18 @@ TEST_F(GetInfoRunnerTest, NamesWithMarkupAreTexts) {
   EXPECT_EQ(value("/software/maps/map/name"), "&#x<b>.map");
 }
 
+TEST_F(GetInfoRunnerTest, ReferencesThatAreNoneAreTexts) {
+  const std::string text = "&#x</name>&#x0;";
+  writeFile(path(u"flash/ZELMORA/version.xml"), soundVersionDocument());
+  writeFile(path(u"flash/ZELMORA/MAP/&#x0;&#x.map"), "map");
+  writeFile(path(u"flash/ZELMORA/MIS.txt"), text);
+  connect(device(unit("A1", 0, "letter=\"E\" folder=\"flash\" label=\"&amp;#x&lt;/name>&amp;#x0;\"")));
+  ask();
+  EXPECT_EQ(value("/name"), text);
+  EXPECT_EQ(value("/MIS"), text);
+  EXPECT_EQ(value("/software/maps/map/name"), "&#x0;&#x.map");
+}
+
 TEST_F(GetInfoRunnerTest, NamesOfFilesThatAreNoTextAreMadeReadable) {
   fillPair();
   std::ofstream(toUtf8(path(u"flash/ZELMORA/MAP/")) + "a\xFF\x01.map") << "map";
