@@ -56,7 +56,7 @@ bool XmlWorkingCopy::bringBack() {
   const OldFile old = deviceFile_ == DeviceFile::copied ? OldFile::notKept : OldFile::keptIfDamaged;
   // What lies on the device may have changed since the path was joined.
   const bool broughtBack = (!edits_.isToBeSaved() || edits_.save(path_)) &&
-                           PathBelowRoot(root_).join(relativePath_) == target_ && makeFolders() &&
+                           PathBelowRoot(root_).join(relativePath_).has_value() && makeFolders() &&
                            replaceDeviceFile(path_, target_, logName, old);
   if (!broughtBack) logLine(u"the changes didn't get into ", target_);
   return broughtBack;
