@@ -47,7 +47,7 @@ ClientInventoryReader::ClientInventoryReader(const IVersionXmlFile& versionFile,
 void ClientInventoryReader::read() {
   const WideText path = versionFile_.getFilePath();
   TiXmlDocument document;
-  const XmlLoad load = loadXmlAsFarAsItGoes(path, document);
+  const XmlLoad load = loadVersionDocument(path, document);
   if (load != XmlLoad::loaded) {
     if (!File_platformIndependent(path).exists()) return logMissing(versionFile_);
     logCorrupted(path, load, document);

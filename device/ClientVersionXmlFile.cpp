@@ -22,6 +22,7 @@ constexpr WideView olderFolder = u"KD3";
 constexpr WideView fileName = u"\\version.xml";
 constexpr WideView backupFolder = u".DeviceConfigurationBackupFile";
 constexpr WideView backupName = u"\\version_bkp";
+constexpr std::int64_t maximalVersionFileBytes = 16 << 20;
 
 // The path of a file on the device, with an interrupted replacement of it put right. Nothing if the file
 // isn't there or would be reached through a link.
@@ -53,7 +54,7 @@ enum class Soundness {
 
 Soundness soundnessOf(const WideText& path) {
   TiXmlDocument document;
-  const XmlLoad load = loadXmlAsFarAsItGoes(path, document);
+  const XmlLoad load = loadVersionDocument(path, document);
   if (load == XmlLoad::refused)
     return File_platformIndependent(path).size() > 0 ? Soundness::unknown : Soundness::unsound;
   const bool isSound =
@@ -62,6 +63,13 @@ Soundness soundnessOf(const WideText& path) {
 }
 
 }  // namespace
+
+XmlLoad loadVersionDocument(const WideText& path, TiXmlDocument& document) {
+  document.Clear();
+  document.ClearError();
+  if (File_platformIndependent(path).size() > maximalVersionFileBytes) return XmlLoad::refused;
+  return loadXmlAsFarAsItGoes(path, document);
+}
 
 ClientVersionXmlFile::ClientVersionXmlFile(const WideText& rootPath) : rootPath_(rootPath) {
   if (!find() || soundnessOf(filePath_) == Soundness::unsound) restore();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/XmlDocument.h"
 #include "device/IVersionXmlFile.h"
 
 namespace ZelmoraTevra {
@@ -38,6 +39,10 @@ void recoverVersionFile(const WideText& rootPath);
 
 // Where the version file of a newer device is, be it there or not.
 [[nodiscard]] WideText newerVersionFilePath(const WideText& rootPath);
+
+// Loads a version file as far as it goes. One of more than 16 MiB is refused: no device has one, and every
+// connection of the device would wait for it to be read.
+[[nodiscard]] XmlLoad loadVersionDocument(const WideText& path, TiXmlDocument& document);
 
 // True if brand, platform and version are in the file, all three in the form of one of the two layouts and in
 // valid UTF-8, whichever of the two folders the file lies in.

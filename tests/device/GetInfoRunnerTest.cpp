@@ -394,9 +394,19 @@ TEST_F(GetInfoRunnerTest, AHundredThousandFilesInAMapFolderAreNoBurden) {
   EXPECT_LE(crowded.questions, 10'000) << "what is no map isn't looked at";
 }
 
-TEST_F(GetInfoRunnerTest, AVersionFileOf50MiBIsRead) {
+TEST_F(GetInfoRunnerTest, AVersionFileOf50MiBIsNotReadAndStaysAsItIs) {
+  const std::string document = soundVersionDocument("<note>" + std::string(50 << 20, 'n') + "</note>");
+  writeFile(path(u"flash/ZELMORA/version.xml"), document);
+  writeFile(path(u"flash/.DeviceConfigurationBackupFile/version_bkp"), soundVersionDocument());
+  connect(device(flash()));
+  ask();
+  EXPECT_THAT(children("/removable"), Not(Contains("software")));
+  EXPECT_TRUE(readFile(path(u"flash/ZELMORA/version.xml")) == document);
+}
+
+TEST_F(GetInfoRunnerTest, AVersionFileOf15MiBIsRead) {
   writeFile(path(u"flash/ZELMORA/version.xml"),
-            soundVersionDocument("<note>" + std::string(50 << 20, 'n') + "</note>"));
+            soundVersionDocument("<note>" + std::string(15 << 20, 'n') + "</note>"));
   connect(device(flash()));
   ask();
   EXPECT_EQ(value("/software/brand"), "ZELMORA");
