@@ -34,11 +34,6 @@ bool hasClashingDownloads(std::span<const ContentEntry> packages) {
   return false;
 }
 
-bool isMapFile(const WideText& client) {
-  const std::size_t dot = client.rfind(u'.');
-  return dot != WideText::npos && WideView(client).substr(dot) == u".map";
-}
-
 }  // namespace
 
 int InstallPackageRunner::prepareInstall(const CommandRecord& command) {

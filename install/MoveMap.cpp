@@ -26,11 +26,6 @@ constexpr WideView mapEnding = u".map";
 constexpr WideView copyName = u"temp_file_incomplete";
 constexpr std::size_t blockBytes = 0x100000;
 
-bool isMap(const WideText& name) {
-  const std::size_t dot = name.rfind(u'.');
-  return dot != WideText::npos && WideView(name).substr(dot) == mapEnding;
-}
-
 // Whether one of the update's files is the map, by a test of two paths.
 template <typename Test>
 bool lists(const Update& update, const WideText& map, Test areEqual) {
@@ -64,6 +59,11 @@ bool moveUpdates(std::vector<Update>& updates, const WideText& map, bool& change
 }
 
 }  // namespace
+
+bool isMapFile(const WideText& path) {
+  const std::size_t dot = path.rfind(u'.');
+  return dot != WideText::npos && WideView(path).substr(dot) == mapEnding;
+}
 
 void removeMoveMapFolder(const WideText& root) {
   if (root.empty()) return;
@@ -139,7 +139,7 @@ std::optional<MoveMap::Map> MoveMap::findMapIn(const WideText& folder, std::int6
   std::vector<Map> maps;
   for (const WideText& file : files) {
     const WideText name = lastComponent(file);
-    if (!isMap(name)) continue;
+    if (!isMapFile(name)) continue;
     const std::int64_t size = File_platformIndependent(file).size();
     if (size > minimumSize_) maps.push_back({folder + u'/' + name, size});
   }

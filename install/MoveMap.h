@@ -11,6 +11,9 @@ namespace ZelmoraTevra {
 // and what an interrupted move has left there counts for nothing.
 constexpr WideView moveMapFolder = u".TevraTemporaryLocation";
 
+// Whether a path or name ends in ".map", in these letters.
+[[nodiscard]] bool isMapFile(const WideText& path);
+
 // Removes what an interrupted move has left there. Nothing is done for an empty root.
 void removeMoveMapFolder(const WideText& root);
 

@@ -120,6 +120,7 @@ int UpdateInstallation::install(DeviceRegister& deviceRegister) {
   InstallValidator::Result validity = InstallValidator::sound;
   if (plan_.checkHashFile) {
     saveState(statHaskValidation, 1175);
+    // A failure shows again at the end; a device that has gone is the validation's to tell.
     deviceRegister.bringToDevice();
     dropReplacedRecords(validationRecords_);
     validator.begin(validationRecords_);

@@ -1,8 +1,37 @@
 #pragma once
 
+#include <memory>
+#include <utility>
+
 #include "platform/FileSystem.h"
 
 namespace ZelmoraTevra::platform {
+
+// Passes every operation on an open file on. Derived classes override what they change.
+class ForwardingFileHandle : public FileHandle {
+ public:
+  explicit ForwardingFileHandle(std::unique_ptr<FileHandle> target) : target_(std::move(target)) {}
+
+  std::int64_t read(void* buffer, std::size_t size, ErrorCode& error) override {
+    return target_->read(buffer, size, error);
+  }
+  bool write(const void* data, std::size_t size, ErrorCode& error) override {
+    return target_->write(data, size, error);
+  }
+  bool seek(std::uint64_t position, ErrorCode& error) override { return target_->seek(position, error); }
+  std::int64_t size(ErrorCode& error) override { return target_->size(error); }
+  bool truncate(std::uint64_t size, ErrorCode& error) override { return target_->truncate(size, error); }
+  bool flush(ErrorCode& error) override { return target_->flush(error); }
+  bool sync(ErrorCode& error) override { return target_->sync(error); }
+  void forgetCached() override { target_->forgetCached(); }
+  bool close(ErrorCode& error) override { return target_->close(error); }
+
+ protected:
+  [[nodiscard]] FileHandle& target() { return *target_; }
+
+ private:
+  std::unique_ptr<FileHandle> target_;
+};
 
 // Hands every operation on to another file system, which must outlive it. A class that derives from it
 // overrides only what it changes.

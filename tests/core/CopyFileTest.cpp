@@ -49,25 +49,22 @@ class ReadsTold : public platform::ForwardingFileSystem {
   }
 
  private:
-  class Handle : public platform::FileHandle {
+  class Handle : public platform::ForwardingFileHandle {
    public:
     Handle(ReadsTold& owner, std::unique_ptr<platform::FileHandle> target)
-        : owner_(owner), target_(std::move(target)) {}
+        : ForwardingFileHandle(std::move(target)), owner_(owner) {}
     std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
       owner_.before(size);
-      return target_->read(buffer, size, error);
+      return target().read(buffer, size, error);
     }
     bool write(const void*, std::size_t, platform::ErrorCode&) override { return false; }
     bool seek(std::uint64_t, platform::ErrorCode&) override { return false; }
-    std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
     bool truncate(std::uint64_t, platform::ErrorCode&) override { return false; }
     bool flush(platform::ErrorCode&) override { return false; }
     bool sync(platform::ErrorCode&) override { return false; }
-    bool close(platform::ErrorCode& error) override { return target_->close(error); }
 
    private:
     ReadsTold& owner_;
-    std::unique_ptr<platform::FileHandle> target_;
   };
 };
 

@@ -48,29 +48,23 @@ class BrokenReadFileSystem : public platform::ForwardingFileSystem {
   }
 
  private:
-  class Handle : public platform::FileHandle {
+  class Handle : public platform::ForwardingFileHandle {
    public:
-    explicit Handle(std::unique_ptr<platform::FileHandle> target) : target_(std::move(target)) {}
+    explicit Handle(std::unique_ptr<platform::FileHandle> target) : ForwardingFileHandle(std::move(target)) {}
     std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
       if (!began_) {
         began_ = true;
-        return target_->read(buffer, size / 2, error);
+        return target().read(buffer, size / 2, error);
       }
       error = boost::system::errc::make_error_code(boost::system::errc::io_error);
       return -1;
     }
     bool write(const void*, std::size_t, platform::ErrorCode&) override { return false; }
-    bool seek(std::uint64_t position, platform::ErrorCode& error) override {
-      return target_->seek(position, error);
-    }
-    std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
     bool truncate(std::uint64_t, platform::ErrorCode&) override { return false; }
     bool flush(platform::ErrorCode&) override { return false; }
     bool sync(platform::ErrorCode&) override { return false; }
-    bool close(platform::ErrorCode& error) override { return target_->close(error); }
 
    private:
-    std::unique_ptr<platform::FileHandle> target_;
     bool began_ = false;
   };
 };

@@ -219,31 +219,14 @@ TEST_F(InstallValidatorTest, FilesAreReadFromTheMedium) {
     int forgotten = 0;
 
    private:
-    class Handle : public platform::FileHandle {
+    class Handle : public platform::ForwardingFileHandle {
      public:
       Handle(Watching& owner, std::unique_ptr<platform::FileHandle> target)
-          : owner_(owner), target_(std::move(target)) {}
-      std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
-        return target_->read(buffer, size, error);
-      }
-      bool write(const void* data, std::size_t size, platform::ErrorCode& error) override {
-        return target_->write(data, size, error);
-      }
-      bool seek(std::uint64_t position, platform::ErrorCode& error) override {
-        return target_->seek(position, error);
-      }
-      std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
-      bool truncate(std::uint64_t size, platform::ErrorCode& error) override {
-        return target_->truncate(size, error);
-      }
-      bool flush(platform::ErrorCode& error) override { return target_->flush(error); }
-      bool sync(platform::ErrorCode& error) override { return target_->sync(error); }
+          : ForwardingFileHandle(std::move(target)), owner_(owner) {}
       void forgetCached() override { ++owner_.forgotten; }
-      bool close(platform::ErrorCode& error) override { return target_->close(error); }
 
      private:
       Watching& owner_;
-      std::unique_ptr<platform::FileHandle> target_;
     };
   } watching(files());
   useFileSystem(watching);

@@ -85,29 +85,21 @@ class DeviceFileSystem : public platform::ForwardingFileSystem {
   }
 
  private:
-  class Handle : public platform::FileHandle {
+  class Handle : public platform::ForwardingFileHandle {
    public:
     Handle(DeviceFileSystem& owner, std::unique_ptr<platform::FileHandle> target, WideText path)
-        : owner_(owner), target_(std::move(target)), path_(std::move(path)) {}
+        : ForwardingFileHandle(std::move(target)), owner_(owner), path_(std::move(path)) {}
     std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
-      return owner_.readsFail ? failed(error) : target_->read(buffer, size, error);
+      return owner_.readsFail ? failed(error) : target().read(buffer, size, error);
     }
     bool write(const void* data, std::size_t size, platform::ErrorCode& error) override {
-      return !owner_.fails(path_, "write", error) && target_->write(data, size, error);
-    }
-    bool seek(std::uint64_t position, platform::ErrorCode& error) override {
-      return target_->seek(position, error);
-    }
-    std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
-    bool truncate(std::uint64_t size, platform::ErrorCode& error) override {
-      return target_->truncate(size, error);
+      return !owner_.fails(path_, "write", error) && target().write(data, size, error);
     }
     bool flush(platform::ErrorCode& error) override {
-      return !owner_.fails(path_, "flush", error) && target_->flush(error);
+      return !owner_.fails(path_, "flush", error) && target().flush(error);
     }
-    bool sync(platform::ErrorCode& error) override { return target_->sync(error); }
     bool close(platform::ErrorCode& error) override {
-      const bool closed = target_->close(error);
+      const bool closed = target().close(error);
       return !owner_.fails(path_, "close", error) && (owner_.closesFail ? failed(error) == 0 : closed);
     }
 
@@ -118,7 +110,6 @@ class DeviceFileSystem : public platform::ForwardingFileSystem {
     }
 
     DeviceFileSystem& owner_;
-    std::unique_ptr<platform::FileHandle> target_;
     WideText path_;
   };
 

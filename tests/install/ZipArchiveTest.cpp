@@ -59,32 +59,21 @@ class CountingFileSystem : public platform::ForwardingFileSystem {
   }
 
  private:
-  class Handle : public platform::FileHandle {
+  class Handle : public platform::ForwardingFileHandle {
    public:
     Handle(CountingFileSystem& owner, std::unique_ptr<platform::FileHandle> target)
-        : owner_(owner), target_(std::move(target)) {}
+        : ForwardingFileHandle(std::move(target)), owner_(owner) {}
     std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
       ++owner_.reads;
-      return target_->read(buffer, size, error);
-    }
-    bool write(const void* data, std::size_t size, platform::ErrorCode& error) override {
-      return target_->write(data, size, error);
+      return target().read(buffer, size, error);
     }
     bool seek(std::uint64_t position, platform::ErrorCode& error) override {
       ++owner_.seeks;
-      return target_->seek(position, error);
+      return target().seek(position, error);
     }
-    std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
-    bool truncate(std::uint64_t size, platform::ErrorCode& error) override {
-      return target_->truncate(size, error);
-    }
-    bool flush(platform::ErrorCode& error) override { return target_->flush(error); }
-    bool sync(platform::ErrorCode& error) override { return target_->sync(error); }
-    bool close(platform::ErrorCode& error) override { return target_->close(error); }
 
    private:
     CountingFileSystem& owner_;
-    std::unique_ptr<platform::FileHandle> target_;
   };
 };
 

@@ -54,41 +54,33 @@ class FaultyFileSystem : public platform::ForwardingFileSystem {
   }
 
  private:
-  class Handle : public platform::FileHandle {
+  class Handle : public platform::ForwardingFileHandle {
    public:
     Handle(FaultyFileSystem& owner, std::unique_ptr<platform::FileHandle> target, WideText path)
-        : owner_(owner), target_(std::move(target)), path_(std::move(path)) {}
-    std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
-      return target_->read(buffer, size, error);
-    }
+        : ForwardingFileHandle(std::move(target)), owner_(owner), path_(std::move(path)) {}
     bool write(const void* data, std::size_t size, platform::ErrorCode& error) override {
-      if (!owner_.fails("write", error)) return target_->write(data, size, error);
+      if (!owner_.fails("write", error)) return target().write(data, size, error);
       platform::ErrorCode ignored;
-      target_->write(data, size / 2, ignored);  // a disk that fills up takes a part
+      target().write(data, size / 2, ignored);  // a disk that fills up takes a part
       return false;
     }
-    bool seek(std::uint64_t position, platform::ErrorCode& error) override {
-      return target_->seek(position, error);
-    }
-    std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
     bool truncate(std::uint64_t size, platform::ErrorCode& error) override {
-      return !owner_.fails("truncate", error) && target_->truncate(size, error);
+      return !owner_.fails("truncate", error) && target().truncate(size, error);
     }
     bool flush(platform::ErrorCode& error) override {
-      return !owner_.fails("flush", error) && target_->flush(error);
+      return !owner_.fails("flush", error) && target().flush(error);
     }
     bool sync(platform::ErrorCode& error) override {
-      return !owner_.fails("sync", error) && target_->sync(error);
+      return !owner_.fails("sync", error) && target().sync(error);
     }
     bool close(platform::ErrorCode& error) override {
-      const bool closed = target_->close(error);
+      const bool closed = target().close(error);
       if (!owner_.failsToClose || !owner_.failsToClose(path_)) return closed;
       return fail(error);
     }
 
    private:
     FaultyFileSystem& owner_;
-    std::unique_ptr<platform::FileHandle> target_;
     WideText path_;
   };
 

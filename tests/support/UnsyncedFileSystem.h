@@ -27,31 +27,13 @@ class UnsyncedFileSystem : public platform::ForwardingFileSystem {
   }
 
  private:
-  class Handle : public platform::FileHandle {
+  class Handle : public platform::ForwardingFileHandle {
    public:
-    explicit Handle(std::unique_ptr<platform::FileHandle> target) : target_(std::move(target)) {}
-    std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
-      return target_->read(buffer, size, error);
-    }
-    bool write(const void* data, std::size_t size, platform::ErrorCode& error) override {
-      return target_->write(data, size, error);
-    }
-    bool seek(std::uint64_t position, platform::ErrorCode& error) override {
-      return target_->seek(position, error);
-    }
-    std::int64_t size(platform::ErrorCode& error) override { return target_->size(error); }
-    bool truncate(std::uint64_t size, platform::ErrorCode& error) override {
-      return target_->truncate(size, error);
-    }
-    bool flush(platform::ErrorCode& error) override { return target_->flush(error); }
+    explicit Handle(std::unique_ptr<platform::FileHandle> target) : ForwardingFileHandle(std::move(target)) {}
     bool sync(platform::ErrorCode& error) override {
       error.clear();
       return true;
     }
-    bool close(platform::ErrorCode& error) override { return target_->close(error); }
-
-   private:
-    std::unique_ptr<platform::FileHandle> target_;
   };
 };
 
