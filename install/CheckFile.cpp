@@ -17,16 +17,18 @@ bool checkSize(const WideText& path, std::int64_t size) {
   return found >= 0 && static_cast<std::uint32_t>(found) == static_cast<std::uint32_t>(size);
 }
 
-bool checkFile(const WideText& path, std::int64_t size, const WideText& md5) {
-  if (!checkSize(path, size)) return false;
-  const WideText expected = toUpperAscii(md5);
-  const WideText computed = fileDigest(path);
+bool checkDigest(const WideText& computed, const WideText& expected) {
+  const WideText wanted = toUpperAscii(expected);
   // A file that could not be read to its end has no digest, and is never the one that was expected.
-  if (!computed.empty() && computed == expected) return true;
+  if (!computed.empty() && computed == wanted) return true;
   writeLog(u"MD5 NOT agree!!! ");
-  writeLog(u"Server MD5: " + expected);
+  writeLog(u"Server MD5: " + wanted);
   writeLog(u"Computed MD5: " + computed);
   return false;
+}
+
+bool checkFile(const WideText& path, std::int64_t size, const WideText& md5) {
+  return checkSize(path, size) && checkDigest(fileDigest(path), md5);
 }
 
 }  // namespace ZelmoraTevra

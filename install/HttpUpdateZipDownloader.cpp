@@ -160,6 +160,8 @@ bool HttpUpdateZipDownloader::download(const UpdateDownloadJob& job, ProgressObs
   }
   companionWrite(workingPath + u".xml", job.md5);
 
+  received_.reset();
+  receivedBytes_ = 0;
   try {
     const auto text = [](const char* value) { return std::string(value != nullptr ? value : ""); };
     const Proxy proxy{text(proxyHost), text(proxyPort), text(proxyUser), text(proxyPassword)};
@@ -179,7 +181,7 @@ bool HttpUpdateZipDownloader::download(const UpdateDownloadJob& job, ProgressObs
   // A disk may tell only now that it could not keep what was written.
   if (!output.finish()) failOnDisk(job, workingPath);
 
-  if (checkFile(workingPath, job.fileSize, job.md5)) {
+  if (isWhole(workingPath, job)) {
     if (renameFile(workingPath, finalPath)) {
       removeLater(previousPath, finalPath);
       return true;
@@ -273,10 +275,20 @@ bool HttpUpdateZipDownloader::fetch(const UpdateDownloadJob& job, const HttpUrlP
 }
 
 void HttpUpdateZipDownloader::append(const UpdateDownloadJob& job, std::string_view bytes,
-                                     File_platformIndependent& output) const {
+                                     File_platformIndependent& output) {
   if (bytes.empty()) return;
   if (output.write(bytes.data(), bytes.size()) != static_cast<std::int64_t>(bytes.size()))
     failOnDisk(job, output.path());
+  received_.add(bytes.data(), bytes.size());
+  receivedBytes_ += static_cast<std::int64_t>(bytes.size());
+}
+
+// A file that came whole was digested as it came, while the server was at work. Only one of which a part lay
+// there before is read for it.
+bool HttpUpdateZipDownloader::isWhole(const WideText& workingPath, const UpdateDownloadJob& job) {
+  if (sizeOfOpenedFile(workingPath) != receivedBytes_) return checkFile(workingPath, job.fileSize, job.md5);
+  received_.finish();
+  return checkSize(workingPath, job.fileSize) && checkDigest(received_.text(), job.md5);
 }
 
 void HttpUpdateZipDownloader::failOnDisk(const UpdateDownloadJob& job, const WideText& workingPath) const {

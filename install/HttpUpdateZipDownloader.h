@@ -6,6 +6,7 @@
 
 #include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
+#include "core/MD5.h"
 #include "install/HttpUrl.h"
 #include "install/IUpdateZipDownloader.h"
 
@@ -39,7 +40,8 @@ class HttpUpdateZipDownloader : public IUpdateZipDownloader {
   // whatever it is worth; false after a report.
   [[nodiscard]] bool fetch(const UpdateDownloadJob& job, const HttpUrlParts& url, const Proxy& proxy,
                            std::int64_t offset, File_platformIndependent& output, ProgressObserver& observer);
-  void append(const UpdateDownloadJob& job, std::string_view bytes, File_platformIndependent& output) const;
+  void append(const UpdateDownloadJob& job, std::string_view bytes, File_platformIndependent& output);
+  [[nodiscard]] bool isWhole(const WideText& workingPath, const UpdateDownloadJob& job);
   [[noreturn]] void failOnDisk(const UpdateDownloadJob& job, const WideText& workingPath) const;
   void removeLater(const WideText& previousPath, const WideText& finalPath);
   // Saves a report with the package's identifier, size and offset.
@@ -49,6 +51,8 @@ class HttpUpdateZipDownloader : public IUpdateZipDownloader {
   static std::int32_t downloadRetryCount;
 
   std::vector<WideText> downloadedFiles_;
+  setup2::MD5 received_;  // of what the last call wrote
+  std::int64_t receivedBytes_ = 0;
   WideText downloadOffset_ = u"0";  // position in the file as reported, decimal
 };
 

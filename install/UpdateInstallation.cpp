@@ -26,17 +26,26 @@ namespace ZelmoraTevra {
 
 namespace {
 
-constexpr std::uint32_t abortGraceMilliseconds = 200;
+// A look at the front end's abort file at a point where the device is whole. The front end is given time to
+// write one, from the making of this object on, in which work may go on that an abort needs as well. What the
+// file says isn't read.
+class AbortGrace {
+ public:
+  [[nodiscard]] bool abortFilePresent() const {
+    platform::Clock& clock = *platform::machine().clock;
+    const std::uint32_t passed = clock.tickMilliseconds() - start_;
+    if (passed < milliseconds) clock.sleepMilliseconds(milliseconds - passed);
+    File_platformIndependent file(StatusXml::instance().abortFilePath());
+    if (!file.exists()) return false;
+    file.remove();
+    return true;
+  }
 
-// A look at the front end's abort file at a point where the device is whole. It is given time to write one,
-// and what it says isn't read.
-bool abortFilePresent() {
-  platform::machine().clock->sleepMilliseconds(abortGraceMilliseconds);
-  File_platformIndependent file(StatusXml::instance().abortFilePath());
-  if (!file.exists()) return false;
-  file.remove();
-  return true;
-}
+ private:
+  static constexpr std::uint32_t milliseconds = 200;
+
+  std::uint32_t start_ = platform::machine().clock->tickMilliseconds();
+};
 
 ErrorReport reportOf(const CodedMessage& failure) {
   return ErrorReport(failure.exitCode, WideText(failure.message));
@@ -91,7 +100,7 @@ std::unique_ptr<DeviceRegister> openRegister(const InstallationPlan& plan) {
 int UpdateInstallation::run() {
   loadPlacementProgress();
   saveState(statPreparing, 1057);
-  if (abortFilePresent()) {
+  if (AbortGrace().abortFilePresent()) {
     saveState(statAbort);
     return -1;
   }
@@ -133,16 +142,18 @@ int UpdateInstallation::install(DeviceRegister& deviceRegister) {
     return -1;
   }
   validator.end();
-  if (abortFilePresent() || validity == InstallValidator::aborted) {
+  const AbortGrace grace;
+  // What is on the device is known for certain before anything is taken for gone.
+  const bool broughtToDevice = deviceRegister.bringToDevice();
+  const bool deleted = deleteDownloadedFiles();
+  if (grace.abortFilePresent() || validity == InstallValidator::aborted) {
     deviceRegister.close();
-    static_cast<void>(deleteDownloadedFiles());
     saveState(statAbort, 1020);
     return -1;
   }
-  if (!deleteDownloadedFiles()) return fail(reportOf(route_.notDeleted).pathAndDrive(userTempFolder));
+  if (!deleted) return fail(reportOf(route_.notDeleted).pathAndDrive(userTempFolder));
+  if (!broughtToDevice) return fail(reportOf(route_.notRecorded));
 
-  // What is on the device is known for certain before anything is taken for gone.
-  if (!deviceRegister.bringToDevice()) return fail(reportOf(route_.notRecorded));
   UpdatesCleaner cleaner;
   if (cleaner.init(&deviceRegister.updates(), plan_.primaryRoot, plan_.secondaryRoot) != 0)
     return fail(reportOf(route_.cleanupNotStarted));
