@@ -2,9 +2,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "platform/Text.h"
+
+class TiXmlElement;
 
 namespace ZelmoraTevra {
 
@@ -43,6 +47,33 @@ struct CommandRecord {
 
   WideText storageCardDriveLetter;  // root of the device's main storage; in "GET_INFO" a folder, or empty
   WideText secondDriveLetter;       // root of the second one; empty if there is none
+  bool disableFormatFirst = false;  // the storage is cleared where it would be formatted
+  bool disableFormatSecond = false;
+
+  WideText backupName;
+  WideText oldFolder;  // what is to be moved from there
+  WideText newFolder;  // to there
+
+  // What a "file" is to the commands for the user's files, and which one is meant.
+  WideText extensions;          // required ones, separated by ";"
+  WideText optionalExtensions;  // one of them is required, separated by ";"
+  WideText searchingFolder;     // below a storage
+  WideText optionalSearchingFolder;
+  WideText optionalDeleteExtension;
+  WideText fileName;  // on the device, or the path of the file that is brought to it
+  WideText fileNameAtDestination;
+  WideText defaultFileToCopy;  // a path on the computer
+  WideText destinationFolder;  // on the computer
+  WideText localFilePath;      // of the track that is imported
+  WideText contacts;           // an XML text
+  WideText uploadUrl;
+  bool mainIsDefaultTarget = false;
+  bool overwrite = false;
+
+  // Decoded. Set when the commands run, and the same for all of a job.
+  std::optional<std::string> indicatorContent;
+  // What the command itself says in place of the uploader's settings for all devices; null without it.
+  std::shared_ptr<const TiXmlElement> defaultDeviceSettings;
 
   bool localInstall = false;
   bool checkHashFile = false;

@@ -6,9 +6,8 @@
 #include "core/Base64.h"
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
-#include "core/File_platformIndependent.h"
 #include "core/Globals.h"
-#include "core/PathBelowRoot.h"
+#include "core/IndicatorFile.h"
 #include "core/SharedTextBlock.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
@@ -19,10 +18,7 @@ CommandSequence::CommandSequence(const CommandTable& table) : table_(table) {}
 
 CommandSequence::~CommandSequence() {
   if (!indicatorContent_ || commands_.empty()) return;
-  const std::optional<WideText> path = indicatorPath();
-  if (!path) return;
-  File_platformIndependent(*path).remove();
-  writeLog(u"Deleted indicator file!");
+  if (removeIndicatorFile(commands_.front().storageCardDriveLetter)) writeLog(u"Deleted indicator file!");
 }
 
 bool CommandSequence::readCommandSequence(WideText commandSource, WideText tempFolder,
@@ -89,9 +85,10 @@ int CommandSequence::runCommandSequence() {
 }
 
 bool CommandSequence::runCommand(std::size_t index) {
-  const CommandRecord& record = commands_[index];
+  CommandRecord& record = commands_[index];
   const auto command = table_.find(record.commandName);
   if (command == table_.end()) return false;
+  record.indicatorContent = indicatorContent_;
   const std::unique_ptr<ICommandWorker> worker = command->second.makeWorker();
   return worker->init(record) == 0 && worker->run() == 0;
 }
@@ -103,19 +100,10 @@ void CommandSequence::createIndicatorFile(const TiXmlElement& element) {
   decodeBase64(encoded, decoded);
   indicatorContent_ = decoded.substr(0, decoded.find('\0'));
 
-  // Without a main storage there is no device to mark, and the device's root folder is never made here.
-  if (!Directory_new(commands_.front().storageCardDriveLetter).exists()) return;
-  const std::optional<WideText> path = indicatorPath();
-  if (!path) return;
-  File_platformIndependent indicator(*path);
-  if (!indicator.create()) return;
-  indicator.write(indicatorContent_->data(), indicatorContent_->size());
-  indicator.close();
-  writeLog(u"Created indicator file for: " + commands_.front().commandName);
-}
-
-std::optional<WideText> CommandSequence::indicatorPath() const {
-  return PathBelowRoot(commands_.front().storageCardDriveLetter).join(u"tevra-action.xml");
+  // Without a main storage there is no device to mark.
+  const CommandRecord& first = commands_.front();
+  if (writeIndicatorFile(first.storageCardDriveLetter, *indicatorContent_))
+    writeLog(u"Created indicator file for: " + first.commandName);
 }
 
 bool prepareFolders(const WideText& tempFolder, const WideText& backupFolder, bool movesFolder) {

@@ -37,9 +37,6 @@ class CommandSequence {
   [[nodiscard]] bool readCommandParameters(const TiXmlElement& element, const WideText& name);
   [[nodiscard]] bool runCommand(std::size_t index);
   void createIndicatorFile(const TiXmlElement& element);
-  // Nothing without a main storage, and where a link on the device would lead out of it.
-  [[nodiscard]] std::optional<WideText> indicatorPath() const;
-
   const CommandTable& table_;
   std::shared_ptr<TiXmlDocument> document_;
   std::vector<CommandRecord> commands_;

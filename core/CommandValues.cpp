@@ -16,6 +16,11 @@ WideText encodedValue(const TiXmlElement& start, const char* path) {
   return toWide(bytes);
 }
 
+void readStorages(const TiXmlElement& command, CommandRecord& record) {
+  record.storageCardDriveLetter = encodedValue(command, "/Command/StorageCardDriveLetter");
+  record.secondDriveLetter = encodedValue(command, "/Command/SecondDriveLetter");
+}
+
 bool isNonZeroAttribute(const TiXmlElement& element, const char* name) {
   return textToInt64(attributeText(element, name)) != 0;
 }

@@ -192,6 +192,10 @@ WideText StatusXml::pathInStatusFolder(WideView ending) const {
   return path;
 }
 
+bool writeResponse(const TiXmlDocument& document) {
+  return writeDocumentToFrontEnd(document, StatusXml::instance().statusFilePath(), true);
+}
+
 bool writeDocumentToFrontEnd(const TiXmlDocument& document, const WideText& path, bool isLast) {
   if (commandsInSharedMemory) return writeDocumentToSharedMemory(document);
 

@@ -97,6 +97,9 @@ class StatusXml {
   std::int64_t startTime_ = 0;
 };
 
+// Writes the answer to a question of the front end's to where the status would go.
+[[nodiscard]] bool writeResponse(const TiXmlDocument& document);
+
 // Writes a status or response document to where the front end looks: the shared block, or the file of the
 // status. A reader of the file never sees half a document, except where the folder takes no new file or, with
 // `isLast`, the disk is full: then it is written directly over the old one.

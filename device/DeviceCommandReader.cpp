@@ -8,11 +8,6 @@ namespace ZelmoraTevra {
 
 namespace {
 
-void readStorages(const TiXmlElement& command, CommandRecord& record) {
-  record.storageCardDriveLetter = encodedValue(command, "/Command/StorageCardDriveLetter");
-  record.secondDriveLetter = encodedValue(command, "/Command/SecondDriveLetter");
-}
-
 bool isTrueValue(const TiXmlElement& command, const char* path) {
   return plainValue(command, path) == u"true";
 }

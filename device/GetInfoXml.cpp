@@ -28,7 +28,7 @@ bool GetInfoXml::writeFolders() const {
 }
 
 bool GetInfoXml::save(const TiXmlDocument& document) const {
-  return writeDocumentToFrontEnd(document, StatusXml::instance().statusFilePath(), true);
+  return writeResponse(document);
 }
 
 }  // namespace ZelmoraTevra

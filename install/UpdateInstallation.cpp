@@ -134,15 +134,15 @@ int UpdateInstallation::install(DeviceRegister& deviceRegister) {
     dropReplacedRecords(validationRecords_);
     validator.begin(validationRecords_);
     validity = validator.run();
-    static_cast<void>(deleteDownloadedFiles());
   }
+  const AbortGrace grace;
+  if (plan_.checkHashFile) static_cast<void>(deleteDownloadedFiles());
   if (validity == InstallValidator::stopped) return -1;
   if (validity == InstallValidator::damaged) {
     reportDamagedFiles(validator.getDeviceMismatches(), 1174);
     return -1;
   }
   validator.end();
-  const AbortGrace grace;
   // What is on the device is known for certain before anything is taken for gone.
   const bool broughtToDevice = deviceRegister.bringToDevice();
   const bool deleted = deleteDownloadedFiles();

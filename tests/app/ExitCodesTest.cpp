@@ -20,7 +20,7 @@ std::string contentOf(const fs::path& path) {
 const std::string& sources() {
   static const std::string all = [] {
     std::string text;
-    for (const char* folder : {"app", "core", "install", "device"}) {
+    for (const char* folder : {"app", "core", "install", "device", "backup", "userdata"}) {
       for (const auto& entry : fs::directory_iterator(fs::path(TEVRA_SOURCE_DIR) / folder))
         if (entry.path().extension() == ".cpp") text += contentOf(entry.path());
     }

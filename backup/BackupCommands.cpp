@@ -1,0 +1,7 @@
+#include "backup/BackupCommands.h"
+
+namespace ZelmoraTevra {
+
+void addBackupCommands(CommandTable&) {}
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,7 @@
+#include "userdata/UserDataCommands.h"
+
+namespace ZelmoraTevra {
+
+void addUserDataCommands(CommandTable&) {}
+
+}  // namespace ZelmoraTevra
