@@ -21,7 +21,7 @@ int fail(const ErrorReport& report) {
   return -1;
 }
 
-int failAt(const WideText& folder, int exitCode, WideText message) {
+int failAt(int exitCode, WideText message, const WideText& folder) {
   return fail(ErrorReport(exitCode, std::move(message)).pathAndDrive(folder));
 }
 
@@ -83,9 +83,10 @@ int writeBackupDescription(const BackupDescription& description, const BackupFil
 int readBackupIdentity(const WideText& folder, const WideText& name, BackupDescription& description) {
   TiXmlDocument document;
   if (!loadXml(descriptionPath(folder, name), document))
-    return failAt(folder, 1053,
+    return failAt(1053,
                   u"A folder with the selected name already exist on your disk! Please select another name "
-                  u"for the backup!");
+                  u"for the backup!",
+                  folder);
   readIdentity(document.FirstChildElement("BackupContents"), description);
   return 0;
 }
@@ -94,7 +95,7 @@ int readBackupDescription(const WideText& name, BackupDescription& description, 
   const WideText folder = backupFolder(name);
   TiXmlDocument document;
   if (!loadXml(descriptionPath(folder, name), document))
-    return failAt(folder, 1088, u"Backup xml could not be open!");
+    return failAt(1088, u"Backup xml could not be open!", folder);
   const TiXmlElement* const contents = document.FirstChildElement("BackupContents");
   description.name = lookupText(contents, "/BackupContents/backup/name");
   readIdentity(contents, description);
@@ -105,13 +106,13 @@ int readBackupDescription(const WideText& name, BackupDescription& description, 
     case FileList::whole:
       return 0;
     case FileList::noContents:
-      return failAt(folder, 1089, u"Backup contents node could not be read!");
+      return failAt(1089, u"Backup contents node could not be read!", folder);
     case FileList::noFiles:
-      return failAt(folder, 1090, u"Backup files node could not be read!");
+      return failAt(1090, u"Backup files node could not be read!", folder);
     case FileList::incomplete:
       break;
   }
-  return failAt(folder, 1091, u"Files information could not be read!");
+  return failAt(1091, u"Files information could not be read!", folder);
 }
 
 FileList readFileList(const TiXmlDocument& document, BackupFiles& files) {
