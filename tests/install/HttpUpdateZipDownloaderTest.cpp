@@ -106,6 +106,34 @@ class WatchingFileSystem : public FaultyFileSystem {
   std::uintmax_t largest = 0;
 };
 
+// Counts the bytes that are read of the working file.
+class ReadCountingFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    auto handle = target().open(path, mode, error);
+    if (handle == nullptr || !path.ends_with(u"_INCOMPLETE")) return handle;
+    return std::make_unique<Handle>(std::move(handle), bytes);
+  }
+  std::int64_t bytes = 0;
+
+ private:
+  class Handle : public platform::ForwardingFileHandle {
+   public:
+    Handle(std::unique_ptr<platform::FileHandle> target, std::int64_t& bytes)
+        : ForwardingFileHandle(std::move(target)), bytes_(bytes) {}
+    std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
+      const std::int64_t count = target().read(buffer, size, error);
+      bytes_ += std::max<std::int64_t>(count, 0);
+      return count;
+    }
+
+   private:
+    std::int64_t& bytes_;
+  };
+};
+
 class MountedTmpfs {
  public:
   MountedTmpfs(const std::filesystem::path& folder, const char* options)
@@ -259,6 +287,25 @@ TEST_F(HttpUpdateZipDownloaderTest, FetchesTheFileWithOneRequest) {
                                       "Host: " + server->host() + "\r\n" +
                                       "User-Agent: Content-Manager/5.1-beta-2\r\n" + "Range: bytes=0-\r\n" +
                                       "Connection: close\r\n\r\n"}));
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, AFileThatCameWholeIsNotReadForItsDigest) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  ReadCountingFileSystem counting(files());
+  useRoles(&counting);
+  EXPECT_TRUE(download());
+  EXPECT_EQ(counting.bytes, 0);
+  expectComplete();
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, AResumedFileIsReadAsAWhole) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  leavePart(123'456, content, job().md5);
+  ReadCountingFileSystem counting(files());
+  useRoles(&counting);
+  EXPECT_TRUE(download());
+  EXPECT_EQ(counting.bytes, static_cast<std::int64_t>(content.size()));
+  expectComplete();
 }
 
 TEST_F(HttpUpdateZipDownloaderTest, SendsAnUnknownProductAsEmptyTexts) {
