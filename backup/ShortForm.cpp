@@ -1,0 +1,29 @@
+#include "backup/ShortForm.h"
+
+#include "core/Text.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+constexpr std::size_t longestShortName = 8;
+constexpr std::size_t keptUnits = 6;
+
+WideText shortName(const WideText& name) {
+  if (name.size() <= longestShortName) return name;
+  WideText kept;
+  for (const char16_t unit : name)
+    if (unit != u' ' && kept.size() < keptUnits) kept += unit;
+  return toUpperAscii(std::move(kept)) + u"~1";
+}
+
+}  // namespace
+
+WideText shortForm(const WideText& path) {
+  WideText form;
+  for (const WideText& name : split(toBackslashes(path), u'\\')) form.append(shortName(name)) += u'\\';
+  while (!form.empty() && form.back() == u'\\') form.pop_back();
+  return form;
+}
+
+}  // namespace ZelmoraTevra
