@@ -98,14 +98,13 @@ bool makeFoldersBelow(WideText folder, const WideText& relativeFolder) {
   return true;
 }
 
-// Folders with anything left in them stay.
-void removeEmptyFolders(const WideText& folder) {
+// Folders with anything left in them stay, and the folder itself.
+void removeEmptyFoldersIn(const WideText& folder) {
   std::vector<WideText> below;
   Directory_new(folder).folders(below, true);
   platform::ErrorCode error;
   // A folder comes before what is in it.
   for (auto path = below.rbegin(); path != below.rend(); ++path) disk().removeFolder(*path, error);
-  disk().removeFolder(folder, error);
 }
 
 }  // namespace
@@ -325,8 +324,10 @@ void BackupFolderMove::removeOldBackup(const BackupToMove& backup) const {
   bool allGone = true;
   for (const auto& [path, file] : backup.files)
     if (path != backup.descriptionName()) allGone = isGone(path) && allGone;
-  if (allGone) allGone = isGone(backup.descriptionName());
-  removeEmptyFolders(folder.root());
+  removeEmptyFoldersIn(folder.root());
+  if (!allGone || !isGone(backup.descriptionName())) return;
+  platform::ErrorCode error;
+  disk().removeFolder(folder.root(), error);
 }
 
 WideText BackupFolderMove::copiesFolder() const {

@@ -17,6 +17,7 @@
 #include "tests/support/JobTest.h"
 #include "tests/support/KillLoop.h"
 #include "tests/support/SmallVolume.h"
+#include "tests/support/UnsyncedFileSystem.h"
 
 namespace ZelmoraTevra {
 namespace {
@@ -30,7 +31,10 @@ using Contents = std::map<std::string, std::string>;
 
 class BackupFolderMoveTest : public JobTest {
  protected:
-  BackupFolderMoveTest() { makeFolder(newFolder); }
+  BackupFolderMoveTest() {
+    makeFolder(newFolder);
+    useFileSystem(unsynced);
+  }
 
   // With one that names other sizes than the files have.
   static std::string descriptionOf(const Contents& files, std::int64_t sizeError = 0) {
@@ -100,10 +104,11 @@ class BackupFolderMoveTest : public JobTest {
   int moveWatched(FaultyFileSystem& watched) {
     useFileSystem(watched);
     const int result = move();
-    useFileSystem(files());
+    useFileSystem(unsynced);
     return result;
   }
 
+  UnsyncedFileSystem unsynced{files()};
   const WideText oldFolder = path(u"backups");
   const WideText newFolder = path(u"new");
 };
@@ -137,7 +142,7 @@ TEST_F(BackupFolderMoveTest, WithoutAPreparationNothingRuns) {
 
 TEST_F(BackupFolderMoveTest, TheProgressIsOneEntryABackupWithBothPaths) {
   addTwoBackups();
-  FaultyFileSystem ticking(files());
+  FaultyFileSystem ticking(unsynced);
   ticking.before = [this](int, const std::string&) { clock.ticks += 2'000; };
   EXPECT_EQ(moveWatched(ticking), 0);
   const std::size_t alps = 3'500'000 + 10 + readFile(newFolder + u"/Alps/Alps.xml").size();
@@ -230,7 +235,7 @@ TEST_F(BackupFolderMoveTest, AMissingNewFolderIs1013AndIsNotMade) {
 TEST_F(BackupFolderMoveTest, ANewFolderThatTakesNoFolderIs1014) {
   addTwoBackups();
   platform::FixedVolumes volumes{{{u'N', path(u"new"), true, {}}}};
-  platform::VolumeFileSystem disk{files(), volumes};
+  platform::VolumeFileSystem disk{unsynced, volumes};
   useFileSystem(disk);
   EXPECT_EQ(move(oldFolder, u"N:\\"), -1);
   expectReport({u"1014", {u"100", u"The folder for the new backup is write protected!"}, at(u"N:/")});
@@ -361,7 +366,7 @@ class BackupFolderMoveRoomTest : public BackupFolderMoveTest {
   void giveRoom(std::uint64_t bytes) { volumes.set({{u'N', path(u"new"), false, bytes}}); }
 
   platform::FixedVolumes volumes{{}};
-  platform::VolumeFileSystem disk{files(), volumes};
+  platform::VolumeFileSystem disk{unsynced, volumes};
   std::uint64_t need = 0;
 };
 
@@ -552,7 +557,7 @@ class CaselessFileSystem : public platform::ForwardingFileSystem {
 };
 
 TEST_F(BackupFolderMoveTest, NamesThatBecomeOneInTheNewPlaceAre1025AndNothingIsLost) {
-  CaselessFileSystem caseless(files(), newFolder);
+  CaselessFileSystem caseless(unsynced, newFolder);
   for (const bool inOneBackup : {false, true}) {
     if (inOneBackup) {
       addBackup("Alps", {{"s/a", "small"}, {"s/A", "capital"}});
@@ -563,7 +568,7 @@ TEST_F(BackupFolderMoveTest, NamesThatBecomeOneInTheNewPlaceAre1025AndNothingIsL
     const Tree before = treeAt("backups");
     useFileSystem(caseless);
     EXPECT_EQ(move(), -1);
-    useFileSystem(files());
+    useFileSystem(unsynced);
     expectReport({u"1025", {u"100", u"The destination file could not be created!"}});
     EXPECT_EQ(treeAt("backups"), before);
     EXPECT_TRUE(treeAt("new").empty());
@@ -576,11 +581,13 @@ TEST_F(BackupFolderMoveTest, NamesThatBecomeOneInTheNewPlaceAre1025AndNothingIsL
 class BackupFolderMoveFaultTest : public BackupFolderMoveTest {
  protected:
   BackupFolderMoveFaultTest() {
-    addBackup("Alps", {{"storage_for_software/ZELMORA/alps.map", noise(1'500'000, 1)},
+    addBackup("Alps", {{"storage_for_software/ZELMORA/alps.map", noise(1'100'000, 1)},
                        {"storage_for_software/empty", ""}});
     addBackup("Spain", {{"storage_for_software\\a", "a"}, {"storage_for_content\\b\\c", "c"}});
     fs::copy(folder.native() / "backups", folder.native() / "kept", fs::copy_options::recursive);
     reset();
+    before = treeAt("backups");
+    there = treeAt("new");
   }
   void reset() {
     fs::remove_all(folder.native() / "backups");
@@ -598,11 +605,20 @@ class BackupFolderMoveFaultTest : public BackupFolderMoveTest {
   void expectMoved(int operation) {
     Tree expected = there;
     expected.insert(before.begin(), before.end());
-    ASSERT_EQ(treeAt("new"), expected) << operation;
+    Tree found = treeAt("new");
+    // Empty, or the sets differ in what is in it.
+    found.erase("Tevra_131284_tmp");
+    ASSERT_EQ(found, expected) << operation;
+  }
+  // A folder that has lost its description isn't known for a backup any more.
+  void expectOnlyEmptyFoldersInOld(int operation) {
+    const Tree left = existsAt("backups") ? treeAt("backups") : Tree();
+    for (const auto& [entry, content] : left)
+      ASSERT_TRUE(content == "folder" && entry.find('/') == std::string::npos) << entry << ' ' << operation;
   }
   // Whether all of a backup stands below a folder.
   [[nodiscard]] bool isWholeIn(const std::string& root, const std::string& name) const {
-    const Tree found = treeOf(folder.native() / root);
+    const Tree found = existsAt(root) ? treeAt(root) : Tree();
     for (const auto& [entry, content] : before) {
       if (!entry.starts_with(name + "/")) continue;
       const auto file = found.find(entry);
@@ -611,8 +627,8 @@ class BackupFolderMoveFaultTest : public BackupFolderMoveTest {
     return true;
   }
 
-  const Tree before = treeAt("kept");
-  const Tree there = treeAt("new");
+  Tree before;
+  Tree there;
 };
 
 TEST_F(BackupFolderMoveFaultTest, AfterAFailureAtAnyOperationEverythingIsAsItWasOrMoved) {
@@ -620,7 +636,7 @@ TEST_F(BackupFolderMoveFaultTest, AfterAFailureAtAnyOperationEverythingIsAsItWas
   for (int failAt = 1;; ++failAt) {
     ASSERT_LT(failAt, 1'000);
     reset();
-    FaultyFileSystem faulty(files());
+    FaultyFileSystem faulty(unsynced);
     faulty.failAt = failAt;
     const int result = moveWatched(faulty);
     if (faulty.count < failAt) break;
@@ -642,17 +658,18 @@ TEST_F(BackupFolderMoveFaultTest, ANewPlaceThatGoesAtAnyOperationLosesNothing) {
   for (int failAt = 1;; ++failAt) {
     ASSERT_LT(failAt, 1'000);
     reset();
-    FaultyFileSystem faulty(files());
+    FaultyFileSystem faulty(unsynced);
     faulty.failAt = failAt;
     faulty.failAllAfter = true;
     const int result = moveWatched(faulty);
     if (faulty.count < failAt) break;
     for (const char* name : {"Alps", "Spain"})
       ASSERT_TRUE(isWholeIn(result == 0 ? "new" : "backups", name)) << failAt;
-    // The next move finishes it.
+    // The next move finishes it. The old folder is the last thing that goes.
+    makeFolder(oldFolder);
     ASSERT_EQ(move(), 0) << failAt;
     expectMoved(failAt);
-    ASSERT_FALSE(existsAt("backups")) << failAt;
+    expectOnlyEmptyFoldersInOld(failAt);
   }
 }
 
@@ -661,7 +678,7 @@ TEST_F(BackupFolderMoveFaultTest, AfterAKillAtAnyOperationTheNextMoveFinishes) {
     ASSERT_LT(killAt, 1'000);
     reset();
     const bool ended = runsToItsEnd([&] {
-      FaultyFileSystem killing(files());
+      FaultyFileSystem killing(unsynced);
       killing.before = [killAt](int number, const std::string&) {
         if (number == killAt) dieHere();
       };
@@ -673,12 +690,10 @@ TEST_F(BackupFolderMoveFaultTest, AfterAKillAtAnyOperationTheNextMoveFinishes) {
       ASSERT_TRUE(!existsAt("new/" + std::string(name)) || isWholeIn("new", name)) << killAt;
     }
     if (ended) break;
-    makeFolder(oldFolder);  // the last thing that goes
-    ASSERT_EQ(move(), 0) << killAt << toUtf8(status().exitCode());
+    makeFolder(oldFolder);
+    ASSERT_EQ(move(), 0) << killAt;
     expectMoved(killAt);
-    // Without its description an empty folder isn't known for a backup any more.
-    for (const auto& [entry, content] : existsAt("backups") ? treeAt("backups") : Tree())
-      ASSERT_EQ(content, "folder") << entry << killAt;
+    expectOnlyEmptyFoldersInOld(killAt);
   }
 }
 
@@ -687,7 +702,7 @@ TEST_F(BackupFolderMoveFaultTest, AnAbortAtAnyOperationOfTheCopyTakesEverythingB
   for (int abortAt = 1;; ++abortAt) {
     ASSERT_LT(abortAt, 1'000);
     reset();
-    FaultyFileSystem watched(files());
+    FaultyFileSystem watched(unsynced);
     watched.before = [&](int number, const std::string&) {
       if (number == abortAt) requestAbort();
     };
@@ -710,7 +725,7 @@ TEST_F(BackupFolderMoveFaultTest, AnAbortAtAnyOperationOfTheCopyTakesEverythingB
 TEST_F(BackupFolderMoveFaultTest, ADiskThatTellsOnlyAtTheEndThatItKeptNothingIs1026) {
   for (const WideView late : {u"alps.map", u"Spain.xml"}) {
     reset();
-    FaultyFileSystem faulty(files());
+    FaultyFileSystem faulty(unsynced);
     faulty.failsToClose = [late](const WideText& path) {
       return path.find(u"Tevra_131284_tmp") != WideText::npos && path.ends_with(late);
     };
@@ -722,7 +737,7 @@ TEST_F(BackupFolderMoveFaultTest, ADiskThatTellsOnlyAtTheEndThatItKeptNothingIs1
 
 TEST_F(BackupFolderMoveFaultTest, NothingOldGoesBeforeTheNewPlaceHasEverythingOnItsMedium) {
   std::vector<std::string> order;
-  FaultyFileSystem watched(files());
+  FaultyFileSystem watched(unsynced);
   watched.before = [&](int, const std::string& operation) {
     if (operation.starts_with("sync")) {
       EXPECT_EQ(existsAt("new/Alps"), operation == "syncFolder");
@@ -737,7 +752,7 @@ TEST_F(BackupFolderMoveFaultTest, NothingOldGoesBeforeTheNewPlaceHasEverythingOn
 }
 
 TEST_F(BackupFolderMoveFaultTest, ACopyThatSomebodyTakesAwayKeepsTheOldFiles) {
-  FaultyFileSystem watched(files());
+  FaultyFileSystem watched(unsynced);
   watched.before = [&](int, const std::string& operation) {
     if (operation == "syncFolder") fs::remove(folder.native() / "new/Spain/storage_for_software/a");
   };
@@ -747,7 +762,7 @@ TEST_F(BackupFolderMoveFaultTest, ACopyThatSomebodyTakesAwayKeepsTheOldFiles) {
 }
 
 TEST_F(BackupFolderMoveFaultTest, BetweenTwoVolumesItWorksAndAVolumeThatFillsUpIs1026) {
-  const SmallVolume volume(folder.native() / "new", 1'400'000);
+  const SmallVolume volume(folder.native() / "new", 1'000'000);
   if (!volume.isMounted()) GTEST_SKIP() << "no volume can be mounted here";
   // The list knows too small a size, so that the room looks enough.
   writeFile(path(u"backups/Alps/Alps.xml"),
