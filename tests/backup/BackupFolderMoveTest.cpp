@@ -24,6 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -354,6 +355,93 @@ TEST_F(BackupFolderMoveTest, OneFileUnderSeveralSpellingsIsMovedOnce) {
   EXPECT_FALSE(existsAt("backups"));
 }
 
+TEST_F(BackupFolderMoveTest, AnOldFolderThatCanNotBeReadIs1012) {
+  class UnreadableFolder : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool list(const WideText&, std::vector<platform::FolderEntry>&, platform::ErrorCode& error) override {
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return false;
+    }
+  };
+  addTwoBackups();
+  UnreadableFolder unreadable(unsynced);
+  useFileSystem(unreadable);
+  EXPECT_EQ(move(), -1);
+  expectReport({u"1012", {u"109", u"The path provide for the old backup folder is not valid!"}});
+}
+
+TEST_F(BackupFolderMoveTest, AnOldFolderBehindALinkIsEmptiedAndTheLinkStays) {
+  addTwoBackups();
+  const Tree before = treeAt("backups");
+  link("backups", "link");
+  EXPECT_EQ(move(path(u"link"), newFolder), 0);
+  EXPECT_EQ(treeAt("new"), before);
+  EXPECT_TRUE(fs::is_symlink(folder.native() / "link"));
+  EXPECT_TRUE(treeAt("backups").empty());
+}
+
+TEST_F(BackupFolderMoveTest, WhatBearsTheProbesNameInTheOldFolderIsNoBackup) {
+  addBackup("Tevra_131284_tmp", {{"a", "a"}});
+  addTwoBackups();
+  EXPECT_EQ(move(), 0);
+  EXPECT_EQ(readFile(path(u"backups/Tevra_131284_tmp/a")), "a");
+  EXPECT_FALSE(existsAt("new/Tevra_131284_tmp"));
+}
+
+TEST_F(BackupFolderMoveTest, FoldersOnOneDriveAreToldApartToo) {
+  addTwoBackups();
+  const Tree before = treeAt("backups");
+  makeFolder(path(u"backups/Spain/inner"));
+  makeFolder(path(u"backups/sub"));
+  platform::FixedVolumes volumes{{{u'N', path(u"backups"), false, {}}}};
+  platform::VolumeFileSystem disk{unsynced, volumes};
+  useFileSystem(disk);
+  EXPECT_EQ(move(u"N:", u"n:\\"), -1);
+  EXPECT_EQ(status().exitCode(), u"1011");
+  EXPECT_EQ(move(u"N:\\", u"N:\\Spain\\inner"), -1);
+  expectInvalidNewFolder();
+  EXPECT_EQ(move(u"N:\\", u"N:\\sub"), 0);
+  EXPECT_EQ(treeAt("backups/sub"), before);
+  EXPECT_EQ(tree(oldFolder).at(0), "sub/");
+}
+
+TEST_F(BackupFolderMoveTest, ADescriptionThatIsCutOffAnywhereLosesNothing) {
+  addBackup("A", {{"storage_for_software/a", "aaa"}, {"storage_for_content/b", "bb"}});
+  const WideText description = path(u"backups/A/A.xml");
+  const std::string whole = readFile(description);
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    writeFile(description, whole.substr(0, length));
+    const Tree before = treeAt("backups");
+    const int result = move();
+    EXPECT_THAT(status().exitCode(), AnyOf(result == 0 ? u"1010" : u"1017", u"1018", u"1019")) << length;
+    ASSERT_EQ(treeAt("backups"), before) << length;
+    ASSERT_TRUE(treeAt("new").empty()) << length;
+  }
+}
+
+TEST_F(BackupFolderMoveTest, ADescriptionWithAnyByteChangedLosesNoFile) {
+  addBackup("A", {{"s/a", "aaa"}, {"c/b", "bb"}});
+  const std::string whole = readFile(path(u"backups/A/A.xml"));
+  for (std::size_t place = 0; place < whole.size(); ++place) {
+    for (const char flip : {'\x01', '\x20'}) {
+      std::string damaged = whole;
+      damaged[place] = static_cast<char>(damaged[place] ^ flip);
+      fs::remove_all(folder.native() / "backups");
+      fs::remove_all(folder.native() / "new");
+      writeFile(path(u"backups/A/s/a"), "aaa");
+      writeFile(path(u"backups/A/c/b"), "bb");
+      writeFile(path(u"backups/A/A.xml"), damaged);
+      makeFolder(newFolder);
+      const Tree before = treeAt("backups");
+      const bool moved = move() == 0;
+      Tree found = existsAt("backups") ? treeAt("backups") : Tree();
+      if (moved) found.merge(treeAt("new"));
+      ASSERT_EQ(found, before) << place;
+    }
+  }
+}
+
 // A machine whose new place, N:, has a capacity.
 class BackupFolderMoveRoomTest : public BackupFolderMoveTest {
  protected:
@@ -581,7 +669,7 @@ TEST_F(BackupFolderMoveTest, NamesThatBecomeOneInTheNewPlaceAre1025AndNothingIsL
 class BackupFolderMoveFaultTest : public BackupFolderMoveTest {
  protected:
   BackupFolderMoveFaultTest() {
-    addBackup("Alps", {{"storage_for_software/ZELMORA/alps.map", noise(1'100'000, 1)},
+    addBackup("Alps", {{"storage_for_software/ZELMORA/alps.map", noise(3'000, 1)},
                        {"storage_for_software/empty", ""}});
     addBackup("Spain", {{"storage_for_software\\a", "a"}, {"storage_for_content\\b\\c", "c"}});
     fs::copy(folder.native() / "backups", folder.native() / "kept", fs::copy_options::recursive);
@@ -764,6 +852,7 @@ TEST_F(BackupFolderMoveFaultTest, ACopyThatSomebodyTakesAwayKeepsTheOldFiles) {
 TEST_F(BackupFolderMoveFaultTest, BetweenTwoVolumesItWorksAndAVolumeThatFillsUpIs1026) {
   const SmallVolume volume(folder.native() / "new", 1'000'000);
   if (!volume.isMounted()) GTEST_SKIP() << "no volume can be mounted here";
+  writeFile(path(u"backups/Alps/storage_for_software/ZELMORA/alps.map"), noise(1'100'000, 1));
   // The list knows too small a size, so that the room looks enough.
   writeFile(path(u"backups/Alps/Alps.xml"),
             "<BackupContents><BackupFiles><File path=\"storage_for_software/ZELMORA/alps.map\" size=\"1\" />"
