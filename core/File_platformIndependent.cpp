@@ -1,5 +1,7 @@
 #include "core/File_platformIndependent.h"
 
+#include <cstdio>
+#include <ctime>
 #include <utility>
 
 #include "core/BackendLogger.h"
@@ -42,6 +44,17 @@ std::int64_t File_platformIndependent::size() const {
   const std::int64_t bytes = disk().fileSize(path_, error);
   if (error) writeLog(u"FILE: exception when try to get size of " + path_);
   return error ? -1 : bytes;
+}
+
+WideText File_platformIndependent::creationDate() const {
+  ErrorCode error;
+  std::int64_t seconds = 0;
+  if (!disk().creationTime(path_, seconds, error)) return {};
+  const std::tm made = platform::machine().clock->localTimeAt(seconds);
+  char text[40];
+  const int length =
+      std::snprintf(text, sizeof text, "%.2i-%.2i-%.2i", made.tm_year + 1900, made.tm_mon + 1, made.tm_mday);
+  return {text, text + length};
 }
 
 bool File_platformIndependent::isSameAs(const WideText& other) const {

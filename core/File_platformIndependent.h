@@ -24,6 +24,9 @@ class File_platformIndependent {
   [[nodiscard]] bool isCertainlyMissing() const;
   // In bytes; -1 if the file doesn't exist.
   [[nodiscard]] std::int64_t size() const;
+  // Year, month and day on which it was made, as the user's calendar has them: "2013-05-17". Empty if that
+  // can't be had.
+  [[nodiscard]] WideText creationDate() const;
   // Whether another path leads to this very file. False if there is none.
   [[nodiscard]] bool isSameAs(const WideText& other) const;
 

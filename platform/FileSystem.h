@@ -92,6 +92,8 @@ class FileSystem {
   // Marks a file or folder as hidden. True, and nothing changed, where there is no such mark, and for a
   // symbolic link.
   virtual bool setHidden(const WideText& path, ErrorCode& error) = 0;
+  // When the file was made, in seconds since the epoch, UTC; where that isn't kept, when it was last written.
+  virtual bool creationTime(const WideText& path, std::int64_t& secondsSinceEpoch, ErrorCode& error) = 0;
   // Last-write time (and creation time, where the system lets it be set) in seconds since the epoch, UTC.
   virtual bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) = 0;
   // Returns when everything written to the volume on which the folder lies is on the medium.

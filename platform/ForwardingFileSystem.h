@@ -70,6 +70,9 @@ class ForwardingFileSystem : public FileSystem {
     return target_.clearReadOnlyAndHidden(path, error);
   }
   bool setHidden(const WideText& path, ErrorCode& error) override { return target_.setHidden(path, error); }
+  bool creationTime(const WideText& path, std::int64_t& secondsSinceEpoch, ErrorCode& error) override {
+    return target_.creationTime(path, secondsSinceEpoch, error);
+  }
   bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) override {
     return target_.setTimes(path, secondsSinceEpoch, error);
   }

@@ -209,6 +209,10 @@ bool VolumeFileSystem::setHidden(const WideText& path, ErrorCode& error) {
   return !place.refusesChange(error) && target().setHidden(place.path(), error);
 }
 
+bool VolumeFileSystem::creationTime(const WideText& path, std::int64_t& secondsSinceEpoch, ErrorCode& error) {
+  return target().creationTime(Place(path, volumes_.volumes()).path(), secondsSinceEpoch, error);
+}
+
 bool VolumeFileSystem::setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) {
   const Place place(path, volumes_.volumes());
   return !place.refusesChange(error) && target().setTimes(place.path(), secondsSinceEpoch, error);

@@ -28,6 +28,7 @@ class VolumeFileSystem : public ForwardingFileSystem {
   bool removeFolder(const WideText& path, ErrorCode& error) override;
   bool clearReadOnlyAndHidden(const WideText& path, ErrorCode& error) override;
   bool setHidden(const WideText& path, ErrorCode& error) override;
+  bool creationTime(const WideText& path, std::int64_t& secondsSinceEpoch, ErrorCode& error) override;
   bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) override;
   bool syncVolume(const WideText& folder, ErrorCode& error) override;
   bool areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) override;

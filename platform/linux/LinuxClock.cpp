@@ -10,9 +10,13 @@ std::int64_t LinuxClock::secondsSinceEpoch() {
 }
 
 std::tm LinuxClock::localTime() {
-  const std::time_t now = std::time(nullptr);
+  return localTimeAt(std::time(nullptr));
+}
+
+std::tm LinuxClock::localTimeAt(std::int64_t secondsSinceEpoch) {
+  const std::time_t time = secondsSinceEpoch;
   std::tm result{};
-  ::localtime_r(&now, &result);
+  ::localtime_r(&time, &result);
   return result;
 }
 

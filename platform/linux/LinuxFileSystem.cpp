@@ -241,6 +241,18 @@ bool LinuxFileSystem::setHidden(const WideText& path, ErrorCode& error) {
   return true;
 }
 
+bool LinuxFileSystem::creationTime(const WideText& path, std::int64_t& secondsSinceEpoch, ErrorCode& error) {
+  std::string native;
+  struct statx status {};
+  if (!toNativePath(path, native, error) ||
+      !succeeded(::statx(AT_FDCWD, native.c_str(), AT_STATX_SYNC_AS_STAT, STATX_BTIME | STATX_MTIME, &status),
+                 error))
+    return false;
+  secondsSinceEpoch =
+      (status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime.tv_sec : status.stx_mtime.tv_sec;
+  return true;
+}
+
 bool LinuxFileSystem::setTimes(const WideText& path, std::int64_t secondsSinceEpoch, ErrorCode& error) {
   std::string native;
   if (!toNativePath(path, native, error)) return false;

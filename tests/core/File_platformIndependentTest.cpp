@@ -291,6 +291,32 @@ TEST_F(File_platformIndependentTest, TheLastWriteTimeCanBeSet) {
   EXPECT_FALSE(File_platformIndependent(path(u"none")).setTimes(0));
 }
 
+// Tells when all files were made.
+class MadeAtFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  std::int64_t seconds = 0;
+
+  bool creationTime(const WideText& path, std::int64_t& secondsSinceEpoch, ErrorCode& error) override {
+    const bool known = target().creationTime(path, secondsSinceEpoch, error);
+    secondsSinceEpoch = seconds;
+    return known;
+  }
+};
+
+TEST_F(File_platformIndependentTest, TheCreationDateIsThatOfTheUsersCalendar) {
+  MadeAtFileSystem made(files());
+  useFileSystem(made);
+  writeFile(path_, "x");
+  made.seconds = 1'368'781'473;
+  EXPECT_EQ(File_platformIndependent(path_).creationDate(), u"2013-05-17");
+  made.seconds = 1'357'084'799;
+  EXPECT_EQ(File_platformIndependent(path_).creationDate(), u"2013-01-01");
+  clock.secondsEastOfGreenwich = 1;
+  EXPECT_EQ(File_platformIndependent(path_).creationDate(), u"2013-01-02");
+  EXPECT_EQ(File_platformIndependent(path(u"none")).creationDate(), u"");
+}
+
 TEST_F(File_platformIndependentTest, ClearingMarksMakesAFileWritable) {
   writeFile(path(u"file"), "x");
   const std::filesystem::path native = folder.native() / "file";

@@ -135,6 +135,12 @@ bool MemoryFiles::setHidden(const WideText& /*path*/, ErrorCode& error) {
   return done(error);
 }
 
+bool MemoryFiles::creationTime(const WideText& /*path*/, std::int64_t& secondsSinceEpoch, ErrorCode& error) {
+  error.clear();
+  secondsSinceEpoch = 0;
+  return true;
+}
+
 bool MemoryFiles::setTimes(const WideText& /*path*/, std::int64_t /*seconds*/, ErrorCode& error) {
   return done(error);
 }

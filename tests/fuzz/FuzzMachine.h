@@ -31,6 +31,8 @@ class MemoryFiles : public platform::FileSystem {
   bool removeFolder(const WideText& path, platform::ErrorCode& error) override;
   bool clearReadOnlyAndHidden(const WideText& path, platform::ErrorCode& error) override;
   bool setHidden(const WideText& path, platform::ErrorCode& error) override;
+  bool creationTime(const WideText& path, std::int64_t& secondsSinceEpoch,
+                    platform::ErrorCode& error) override;
   bool setTimes(const WideText& path, std::int64_t secondsSinceEpoch, platform::ErrorCode& error) override;
   bool syncVolume(const WideText& folder, platform::ErrorCode& error) override;
   bool areOnSameVolume(const WideText& left, const WideText& right, platform::ErrorCode& error) override;

@@ -517,6 +517,19 @@ TEST_P(FileSystemContractTest, aFileIsTheSameByEachOfItsPaths) {
   EXPECT_FALSE(error_);
 }
 
+TEST_P(FileSystemContractTest, creationTimeIsThatOfTheMakingAndNotOfTheLastWrite) {
+  const std::int64_t before = std::time(nullptr);
+  put("file", "x");
+  std::int64_t seconds = 0;
+  EXPECT_TRUE(files().creationTime(at(u"/file"), seconds, error_));
+  EXPECT_FALSE(error_);
+  // The file system's clock may lag behind by one.
+  EXPECT_GE(seconds, before - 1);
+  EXPECT_LE(seconds, std::time(nullptr));
+  EXPECT_FALSE(files().creationTime(at(u"/nothing"), seconds, error_));
+  EXPECT_TRUE(error_);
+}
+
 TEST_P(FileSystemContractTest, setTimesSetsTheLastWriteTime) {
   put("file", "x");
   EXPECT_TRUE(files().setTimes(at(u"/file"), 1'234'567'890, error_));

@@ -36,6 +36,16 @@ TEST(LinuxClockTest, localTimeFollowsTheTimeZone) {
   EXPECT_LE(shown, after + 19'800);
 }
 
+TEST(LinuxClockTest, anyTimeFollowsTheTimeZone) {
+  LinuxClock clock;
+  const ScopedEnvironment zone("TZ", "TST-5:30");
+  ::tzset();
+  const std::tm local = clock.localTimeAt(1'368'739'800);  // 16 May 2013, 21:30 in Greenwich
+  EXPECT_EQ(local.tm_mday, 17);
+  EXPECT_EQ(local.tm_hour, 3);
+  EXPECT_EQ(local.tm_min, 0);
+}
+
 TEST(LinuxClockTest, ticksCountFromTheSystemsStartAndNeverGoBack) {
   LinuxClock clock;
   double upTime = 0;

@@ -12,6 +12,12 @@ class FakeClock : public platform::Clock {
  public:
   std::int64_t secondsSinceEpoch() override { return seconds; }
   std::tm localTime() override { return calendar; }
+  std::tm localTimeAt(std::int64_t secondsSinceEpoch) override {
+    const std::time_t time = secondsSinceEpoch + secondsEastOfGreenwich;
+    std::tm result{};
+    ::gmtime_r(&time, &result);
+    return result;
+  }
   std::uint32_t tickMilliseconds() override { return ticks; }
   void sleepMilliseconds(std::uint32_t milliseconds) override {
     slept += milliseconds;
@@ -22,6 +28,7 @@ class FakeClock : public platform::Clock {
   std::int64_t seconds = 1'700'000'000;
   std::uint32_t ticks = 10'000'000;
   std::uint64_t slept = 0;
+  std::int64_t secondsEastOfGreenwich = 0;
   std::tm calendar = [] {
     std::tm time{};
     time.tm_year = 2013 - 1900;
