@@ -111,6 +111,13 @@ bool Directory_new::isEmpty() const {
   return false;
 }
 
+bool Directory_new::entries(std::vector<FolderEntry>& entries) const {
+  ErrorCode error;
+  if (disk().list(path_, entries, error)) return true;
+  writeLog(u"DIRECTORY: exception when get files path " + path_);
+  return false;
+}
+
 bool Directory_new::files(std::vector<WideText>& paths, bool recursive) const {
   if (walk(paths, recursive, EntryKind::file)) return true;
   writeLog(u"DIRECTORY: exception when get files path " + path_);

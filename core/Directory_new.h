@@ -36,6 +36,8 @@ class Directory_new {
   // True if no regular file is anywhere below; folders don't count. False if the folder doesn't exist.
   [[nodiscard]] bool isEmpty() const;
 
+  // Appends all direct entries. False, and nothing appended, if the folder could not be read.
+  bool entries(std::vector<platform::FolderEntry>& entries) const;
   // Append the paths of the regular files or of the folders: this folder's text, "\", and the components
   // below joined by "\". A symbolic link is neither. False if a folder could not be read; what was found
   // stays.
