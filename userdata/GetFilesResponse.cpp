@@ -23,8 +23,9 @@ std::optional<std::int64_t> countLines(const WideText& path) {
   std::array<char, 0x4000> block;
   std::int64_t lines = 0;
   char last = '\n';
-  for (;;) {
-    std::int64_t count = 0;
+  // Only the last block of a file isn't full.
+  for (auto count = static_cast<std::int64_t>(block.size());
+       count == static_cast<std::int64_t>(block.size());) {
     file.read(block.data(), block.size(), count);
     if (count <= 0) break;
     lines += std::count(block.begin(), block.begin() + count, '\n');
