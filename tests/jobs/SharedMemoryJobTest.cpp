@@ -97,6 +97,20 @@ TEST_F(SharedMemoryJobTest, TheResponseToGetInfoIsLeftInTheBlock) {
   EXPECT_EQ(job.tree("tmp"), (Tree{{name, "folder"}}));
 }
 
+TEST_F(SharedMemoryJobTest, TheResponseToGetFilesIsLeftInTheBlock) {
+  FrontEndBlock block(name, CommandDocument("GET_FILES")
+                                .encoded("StorageCardDriveLetter", "E:")
+                                .plain("Extensions", "csv")
+                                .plain("OptionalExtension", "bmp")
+                                .plain("SearchingFolder", "Poi")
+                                .text());
+  job.start();
+  EXPECT_EQ(job.wait().exitValue, 0);
+  EXPECT_EQ(block.document(),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<GetFilesResponse filesNumber=\"0\" />\n");
+  EXPECT_EQ(job.tree("tmp"), (Tree{{name, "folder"}}));
+}
+
 TEST_F(SharedMemoryJobTest, ALockThatADeadReaderHoldsIsBroken) {
   CommandPackage package = springPackage("");
   FrontEndBlock* open = nullptr;
