@@ -1,5 +1,6 @@
 #include "userdata/FileGroups.h"
 
+#include <algorithm>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
@@ -18,15 +19,26 @@ namespace {
 using platform::EntryKind;
 using platform::FolderEntry;
 
-// The files of one folder by name, as its listing has them.
+// Whether upper and lower case are the only difference at the end.
+bool endsWith(WideView name, WideView ending) {
+  return name.size() >= ending.size() &&
+         equalsIgnoringAsciiCase(name.substr(name.size() - ending.size()), ending);
+}
+
+// The entries of one folder's listing that can be files of groups, by name.
 class ListedFiles {
  public:
-  ListedFiles(const WideText& folder, const std::vector<FolderEntry>& entries)
-      : folder_(folder), entries_(entries) {
-    kinds_.reserve(entries.size());
-    for (const FolderEntry& entry : entries) kinds_.emplace(entry.name, entry.kind);
+  ListedFiles(const WideText& folder, const std::vector<FolderEntry>& entries,
+              const std::vector<WideText>& endings)
+      : folder_(folder) {
+    for (const FolderEntry& entry : entries) {
+      const auto isEndOfName = [&](const WideText& ending) { return endsWith(entry.name, ending); };
+      if (std::any_of(endings.begin(), endings.end(), isEndOfName)) kinds_.emplace(entry.name, entry.kind);
+    }
   }
 
+  // For a name with one of the endings.
+  //
   // A device's file system may take upper and lower case for the same: a name that differs from a listed one
   // in nothing else is asked for.
   [[nodiscard]] bool has(const WideText& name) {
@@ -39,21 +51,23 @@ class ListedFiles {
 
  private:
   void collectCapitals() {
-    for (const FolderEntry& entry : entries_) {
-      if (entry.kind == EntryKind::file) capitals_.insert(toUpperAscii(entry.name));
+    for (const auto& [name, kind] : kinds_) {
+      if (kind == EntryKind::file) capitals_.insert(toUpperAscii(WideText(name)));
     }
   }
 
   const WideText& folder_;
-  const std::vector<FolderEntry>& entries_;
   std::unordered_map<WideView, EntryKind> kinds_;
   std::unordered_set<WideText> capitals_;
 };
 
 class GroupSearch {
  public:
-  GroupSearch(const FileCommandJob& job, std::vector<FileGroup>& groups)
-      : job_(job), ending_(u'.' + job.extensions.front()), groups_(groups) {}
+  GroupSearch(const FileCommandJob& job, std::vector<FileGroup>& groups) : job_(job), groups_(groups) {
+    for (const auto* list : {&job.extensions, &job.optionalExtensions}) {
+      for (const WideText& extension : *list) endings_.push_back(u'.' + extension);
+    }
+  }
 
   [[nodiscard]] bool searchBelow(const WideText& topFolder) {
     std::vector<WideText> pending{topFolder};
@@ -73,13 +87,14 @@ class GroupSearch {
  private:
   void searchFolder(const WideText& folder, const std::vector<FolderEntry>& entries) {
     std::optional<ListedFiles> files;
+    const WideView ending = endings_.front();
     for (const FolderEntry& entry : entries) {
       const WideView name = entry.name;
-      if (entry.kind != EntryKind::file || !name.ends_with(ending_) ||
-          name.rfind(u'.') + ending_.size() != name.size())
+      if (entry.kind != EntryKind::file || !name.ends_with(ending) ||
+          name.rfind(u'.') + ending.size() != name.size())
         continue;
-      if (!files) files.emplace(folder, entries);
-      addGroup(folder, WideText(name.substr(0, name.size() - ending_.size())), *files);
+      if (!files) files.emplace(folder, entries, endings_);
+      addGroup(folder, WideText(name.substr(0, name.size() - ending.size())), *files);
     }
   }
 
@@ -105,7 +120,7 @@ class GroupSearch {
   }
 
   const FileCommandJob& job_;
-  const WideText ending_;  // of the files that a group is recognised by
+  std::vector<WideText> endings_;  // of all files; a group is recognised by the first
   std::vector<FileGroup>& groups_;
 };
 
@@ -114,7 +129,6 @@ class GroupSearch {
 bool findFileGroups(const FileCommandJob& job, std::vector<FileGroup>& groups) {
   GroupSearch search(job, groups);
   for (const WideText& storage : {job.mainFolder, job.secondFolder}) {
-    if (storage.empty()) continue;
     const std::optional<WideText> folder = GroupFolder(storage, job.searchingFolder).path();
     if (!folder || !Directory_new(*folder).exists()) continue;
     if (!search.searchBelow(toForwardSlashes(*folder))) return false;

@@ -1,15 +1,15 @@
 #include "userdata/GroupFolder.h"
 
-#include <utility>
-
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
+#include "platform/AbsolutePath.h"
 #include "userdata/FileNames.h"
 
 namespace ZelmoraTevra {
 
-GroupFolder::GroupFolder(const WideText& storage, WideText folder)
-    : storage_(storage), folder_(std::move(folder)) {}
+GroupFolder::GroupFolder(WideView storage, WideView folder)
+    : storage_(WideText(platform::withoutSeparatorsAtEnd(storage))),
+      folder_(platform::withoutSeparatorsAtEnd(folder)) {}
 
 std::optional<WideText> GroupFolder::path() {
   return storage_.join(folder_);

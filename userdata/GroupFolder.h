@@ -15,7 +15,7 @@ namespace ZelmoraTevra {
 // What has been looked at is remembered: who makes the folder meanwhile asks another object.
 class GroupFolder {
  public:
-  GroupFolder(const WideText& storage, WideText folder);
+  GroupFolder(WideView storage, WideView folder);
 
   // The folder itself; nothing if it would leave the storage.
   [[nodiscard]] std::optional<WideText> path();

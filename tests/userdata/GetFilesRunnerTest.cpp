@@ -157,6 +157,15 @@ TEST_F(GetFilesRunnerTest, GroupsAreFoundInAllFoldersBelowOfBothStorages) {
   EXPECT_EQ(told().size(), 4U);
 }
 
+TEST_F(GetFilesRunnerTest, SeparatorsAtTheEndOfAFolderAreNotDoubled) {
+  writeGroup(u"flash/Poi/list");
+  record.searchingFolder = u"Poi/";
+  for (const WideText root : {u"E:", u"E:\\", u"E:/"}) {
+    record.storageCardDriveLetter = root;
+    EXPECT_THAT(told(), ElementsAre("E:/Poi/list.bmp", "E:/Poi/list.csv"));
+  }
+}
+
 TEST_F(GetFilesRunnerTest, FilesOfOneGroupLieInOneFolder) {
   writeFile(path(u"flash/Poi/list.csv"), "x");
   writeFile(path(u"flash/Poi/a/list.bmp"), "x");
