@@ -10,6 +10,7 @@
 #include "core/PathBelowRoot.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
+#include "device/InfoElements.h"
 #include "userdata/FileNames.h"
 
 namespace ZelmoraTevra {
@@ -23,14 +24,14 @@ std::optional<std::int64_t> countLines(const WideText& path) {
   std::array<char, 0x4000> block;
   std::int64_t lines = 0;
   char last = '\n';
-  // Only the last block of a file isn't full.
-  for (auto count = static_cast<std::int64_t>(block.size());
-       count == static_cast<std::int64_t>(block.size());) {
+  std::int64_t count = 0;
+  do {
     file.read(block.data(), block.size(), count);
     if (count <= 0) break;
     lines += std::count(block.begin(), block.begin() + count, '\n');
     last = block[static_cast<std::size_t>(count) - 1];
-  }
+    // Only a file's last block isn't full.
+  } while (count == static_cast<std::int64_t>(block.size()));
   return last == '\n' ? lines : lines + 1;
 }
 
@@ -42,10 +43,8 @@ void addGroup(TiXmlElement& root, const FileCommandJob& job, const FileGroup& gr
   TiXmlElement& file = addElement(root, "File");
   for (const auto& [path, creationDate] : group) {
     const WideText extension = extensionOf(path);
-    TiXmlElement& name =
-        addElement(file, contains(job.optionalExtensions, extension) ? "OptionalFileName" : "FileName",
-                   toWide(toReadableUtf8(path)));
-    name.SetAttribute("CreationDate", toUtf8(creationDate));
+    addTextElement(file, contains(job.optionalExtensions, extension) ? "OptionalFileName" : "FileName", path);
+    file.LastChild()->ToElement()->SetAttribute("CreationDate", toUtf8(creationDate));
     if (extension != u"csv" && extension != u"CSV") continue;
     if (const std::optional<std::int64_t> lines = countLines(path))
       file.SetAttribute("nr", std::to_string(*lines));

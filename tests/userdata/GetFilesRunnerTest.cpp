@@ -359,6 +359,8 @@ TEST_F(GetFilesRunnerTest, NamesWithMarkupAndBytesThatAreNoTextAreTold) {
   for (const char* file : {"flash/Poi/\xFF.csv", "flash/Poi/\xFF.bmp"})
     std::filesystem::copy_file(folder.native() / "flash/Poi/a&b<c>'d'.csv", folder.native() / file);
   EXPECT_THAT(response(), HasSubstr("E:/Poi/\uFFFD.csv"));
+  writeGroup(u"flash/Poi/a\u0001b");
+  EXPECT_THAT(response(), HasSubstr("E:/Poi/a\uFFFDb.csv"));
 }
 
 TEST_F(GetFilesRunnerTest, EachFolderIsListedOnceAndOnlyFilesOfGroupsAreAskedFor) {
