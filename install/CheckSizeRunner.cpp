@@ -44,16 +44,16 @@ int CheckSizeRunner::run() {
   if (!downloadsFit(distributor)) return -1;
 
   collectUpdates();
-  Placement placement;
-  const int result =
-      namesLocations_ ? distribute(distributor, placement) : distributeOlder(distributor, placement);
+  Distribution distribution;
+  const int result = namesLocations_ ? sequence_.distribute(distributor, distribution)
+                                     : sequence_.distributeWhole(distributor, distribution);
   if (result != 0) return -1;
-  SpaceFigures& figures = placement.figures;
+  SpaceFigures figures = spaceFigures(distribution);
   distributor.getFreeSpace(primary, figures.availableSoftware);
   distributor.getFreeSpace(secondary, figures.availableContent);
 
   const AnswerCodes& codes = namesLocations_ ? locatedAnswers : olderAnswers;
-  if (placement.fits || canMoveMap(figures))
+  if (distribution.fits || canMoveMap(figures))
     reportFits(figures, codes.fits);
   else
     reportNotEnoughSpace(figures, codes.notEnoughSpace, primary, secondary, SpaceAfterwards::told);
@@ -92,42 +92,10 @@ bool CheckSizeRunner::downloadsFit(const UpdateDistributor& distributor) const {
 void CheckSizeRunner::collectUpdates() {
   for (const ContentEntry& package : command_.packages) {
     if (package.installXml == nullptr || !package.installXml->isValid()) continue;
-    InstallXml& description = *package.installXml;
-    extraSpaceSoftware_ += description.extraSpaceSoftware();
-    extraSpaceContent_ += description.extraSpaceContent();
-    temporarySpaceSoftware_ += description.temporarySpaceSoftware();
-    temporarySpaceContent_ += description.temporarySpaceContent();
-    for (InstallUpdate& update : description.getUpdates()) {
-      updateSize_ += update.updateSize;
-      updates_.push_back(&update);
-    }
+    sequence_.add(package, command_.localInstall);
     // As an installation tells them apart: by the first update.
-    namesLocations_ = namesLocations_ || description.getUpdates().front().hasLocation();
+    namesLocations_ = namesLocations_ || namesLocations(package);
   }
-}
-
-int CheckSizeRunner::distribute(UpdateDistributor& distributor, Placement& placement) const {
-  distributor.setExtraSpace(extraSpaceSoftware_.value(), extraSpaceContent_.value());
-  distributor.setTemporarySpace(temporarySpaceSoftware_.value(), temporarySpaceContent_.value());
-  Distribution distribution;
-  const int result = distributor.distribute(updates_, distribution);
-  placement.fits = distribution.fits;
-  placement.figures.missingSoftware = distribution.deficitSoftware;
-  placement.figures.missingContent = distribution.deficitContent;
-  placement.figures.neededSoftware = distribution.neededSoftware;
-  placement.figures.neededContent = distribution.neededContent;
-  return result;
-}
-
-int CheckSizeRunner::distributeOlder(UpdateDistributor& distributor, Placement& placement) const {
-  OlderDistribution distribution;
-  const int result = distributor.distributeOlder(updates_, updateSize_.value(), distribution);
-  placement.fits = distribution.storage >= 0;
-  placement.figures.missingSoftware = distribution.deficitSoftware;
-  placement.figures.missingContent = distribution.deficitContent;
-  placement.figures.neededSoftware = distribution.neededPrimary;
-  placement.figures.neededContent = distribution.neededSecondary;
-  return result;
 }
 
 // Whether an installation could make the room that lacks on the main storage by moving a map to the card.

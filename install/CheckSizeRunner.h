@@ -1,11 +1,8 @@
 #pragma once
 
-#include <vector>
-
 #include "core/CommandTable.h"
-#include "core/SaturatingInt64.h"
+#include "install/PackageSequence.h"
 #include "install/SpaceReport.h"
-#include "install/UpdateDistributor.h"
 
 namespace ZelmoraTevra {
 
@@ -19,29 +16,14 @@ class CheckSizeRunner : public ICommandWorker {
   int run() override;
 
  private:
-  // How a set of packages goes onto the device, in bytes.
-  struct Placement {
-    bool fits = false;
-    SpaceFigures figures;
-  };
-
   [[nodiscard]] bool storagesExist() const;
   [[nodiscard]] bool downloadsFit(const UpdateDistributor& distributor) const;
   void collectUpdates();
-  [[nodiscard]] int distribute(UpdateDistributor& distributor, Placement& placement) const;
-  [[nodiscard]] int distributeOlder(UpdateDistributor& distributor, Placement& placement) const;
   [[nodiscard]] bool canMoveMap(const SpaceFigures& figures) const;
 
   CommandRecord command_;
-  // All updates of all packages; they belong to the packages' descriptions.
-  std::vector<InstallUpdate*> updates_;
+  PackageSequence sequence_;
   bool namesLocations_ = false;  // one of the packages does, so that its updates are placed one by one
-  // Bytes, over all packages.
-  SaturatingInt64 updateSize_;
-  SaturatingInt64 extraSpaceSoftware_;
-  SaturatingInt64 extraSpaceContent_;
-  SaturatingInt64 temporarySpaceSoftware_;
-  SaturatingInt64 temporarySpaceContent_;
 };
 
 }  // namespace ZelmoraTevra

@@ -16,10 +16,17 @@ bool isRegisterPlace(const WideText& relativePath) {
          path == u"KD3";
 }
 
+// Whichever of the two folders holds a register.
+RegisterLayout registerLayout(const WideText& root) {
+  if (root.empty()) return RegisterLayout::none;
+  if (Directory_new(root + u"\\ZELMORA").exists()) return RegisterLayout::zelmora;
+  return Directory_new(root + u"\\KD3").exists() ? RegisterLayout::kd3 : RegisterLayout::none;
+}
+
 ClientUpdatesXmlFile::ClientUpdatesXmlFile(const WideText& rootPath, bool useWorkingCopy)
-    : useWorkingCopy_(useWorkingCopy), rootPath_(rootPath) {
-  if (!chooseLayout()) return;
-  const WideText folder = zelmoraLayout_ ? u"ZELMORA" : u"KD3";
+    : useWorkingCopy_(useWorkingCopy), rootPath_(rootPath), layout_(registerLayout(rootPath)) {
+  if (layout_ == RegisterLayout::none) return;
+  const WideText folder = layout_ == RegisterLayout::zelmora ? u"ZELMORA" : u"KD3";
   deviceFilePath_ = PathBelowRoot(rootPath_).join(folder + u"\\updates.xml").value_or(WideText());
   if (deviceFilePath_.empty()) return;
   recoverDeviceFile(deviceFilePath_);
@@ -44,14 +51,6 @@ bool ClientUpdatesXmlFile::copyBack() {
   temporaryFiles_.clear();
   workingCopyPath_.clear();
   return broughtBack;
-}
-
-// The newer place wins, whichever of the two holds a register.
-bool ClientUpdatesXmlFile::chooseLayout() {
-  if (rootPath_.empty()) return false;
-  zelmoraLayout_ = Directory_new(rootPath_ + u"\\ZELMORA").exists();
-  kd3Layout_ = !zelmoraLayout_ && Directory_new(rootPath_ + u"\\KD3").exists();
-  return zelmoraLayout_ || kd3Layout_;
 }
 
 void ClientUpdatesXmlFile::makeWorkingCopy() {

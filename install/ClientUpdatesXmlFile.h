@@ -10,6 +10,12 @@ namespace ZelmoraTevra {
 // deletes there.
 [[nodiscard]] bool isRegisterPlace(const WideText& relativePath);
 
+enum class RegisterLayout { none, zelmora, kd3 };
+
+// Which of the two folders for a register stands on a device's main storage: the newer one if both do. An
+// empty root is no device.
+[[nodiscard]] RegisterLayout registerLayout(const WideText& root);
+
 // The register of a connected device: "updates.xml" in the folder "ZELMORA" or, on older devices, "KD3". An
 // interrupted replacement of the file is put right first. If a working copy is asked for, all changes are
 // made on a copy in the work folder; destruction brings it back to the device and removes it.
@@ -27,8 +33,8 @@ class ClientUpdatesXmlFile : public IUpdatesXmlFile {
 
   [[nodiscard]] WideText getRootPath() const override { return rootPath_; }
   [[nodiscard]] WideText getFilePath() const override;
-  [[nodiscard]] bool isKd3Layout() const override { return kd3Layout_; }
-  [[nodiscard]] bool isZelmoraLayout() const override { return zelmoraLayout_; }
+  [[nodiscard]] bool isKd3Layout() const override { return layout_ == RegisterLayout::kd3; }
+  [[nodiscard]] bool isZelmoraLayout() const override { return layout_ == RegisterLayout::zelmora; }
 
   // Whether there is a place for a register and, if a working copy was asked for, one could be made.
   [[nodiscard]] bool isUsable() const;
@@ -41,15 +47,13 @@ class ClientUpdatesXmlFile : public IUpdatesXmlFile {
   bool bringBack() const;
 
  private:
-  [[nodiscard]] bool chooseLayout();
   void makeWorkingCopy();
 
   bool useWorkingCopy_;
   WideText rootPath_;
+  RegisterLayout layout_;
   WideText deviceFilePath_;   // empty: no place for a register
   WideText workingCopyPath_;  // empty: there is none
-  bool kd3Layout_ = false;
-  bool zelmoraLayout_ = false;
   std::vector<WideText> temporaryFiles_;
 };
 

@@ -1,40 +1,16 @@
 #include "install/InstallPackageRunner.h"
 
 #include <algorithm>
-#include <map>
-#include <span>
-#include <utility>
 
 #include "core/BackendLogger.h"
 #include "core/CopyFile.h"
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
-#include "core/ProgressObserver.h"
-#include "core/Text.h"
-#include "install/IUpdateZipDownloader.h"
 #include "install/InstallRoute.h"
 #include "install/MoveMap.h"
 #include "install/PackageDownload.h"
 
 namespace ZelmoraTevra {
-
-namespace {
-
-// Two packages that would take the same place in the work folder: the second would replace the first before
-// that one is installed.
-bool hasClashingDownloads(std::span<const ContentEntry> packages) {
-  std::map<WideText, WideText> md5ByPath;
-  for (const ContentEntry& package : packages) {
-    const WideText path = toUpperAscii(downloadedFilePath(package.url));
-    const WideText md5 = toUpperAscii(package.md5);
-    if (path.empty() || md5ByPath.try_emplace(path, md5).first->second == md5) continue;
-    writeLog(u"Two different packages would be downloaded under one name: " + path);
-    return true;
-  }
-  return false;
-}
-
-}  // namespace
 
 int InstallPackageRunner::prepareInstall(const CommandRecord& command) {
   command_ = command;
@@ -60,6 +36,7 @@ int InstallPackageRunner::runInstall() {
   plan_.primaryRoot = primaryRoot_->path();
   plan_.secondaryRoot = secondaryRoot_->path();
   if (!collectUpdates()) return -1;
+  plan_.updates = sequence_.updates();
   if (!command_.localInstall && hasClashingDownloads(plan_.packages)) {
     reportInvalidPackages();
     return -1;
@@ -84,8 +61,6 @@ int InstallPackageRunner::runOlderPackageInstall() {
 int InstallPackageRunner::runRoute(const InstallRoute& route) {
   if (distributor_.setPaths(plan_.primaryRoot, plan_.secondaryRoot) != 0) return -1;
   if (!fitsIntoTempFolder(route)) return -1;
-  distributor_.setExtraSpace(extraSpaceSoftware_.value(), extraSpaceContent_.value());
-  distributor_.setTemporarySpace(temporarySpaceSoftware_.value(), temporarySpaceContent_.value());
   Distribution distribution;
   if (!distribute(distribution)) return -1;
   if (mayMoveMap(distribution) && !moveMap(route, distribution)) return -1;
@@ -93,8 +68,8 @@ int InstallPackageRunner::runRoute(const InstallRoute& route) {
     reportTooLittleSpace(route, distribution);
     return -1;
   }
-  if (!downloadPackages()) return -1;
-  return UpdateInstallation(plan_, route).run();
+  if (!downloadPackages(plan_.packages, command_, plan_.downloadedFiles)) return -1;
+  return UpdateInstallation(plan_, route.reports).run();
 }
 
 void InstallPackageRunner::reportInvalidPackages() const {
@@ -125,24 +100,14 @@ bool InstallPackageRunner::collectUpdates() {
       ErrorReport(1097, u"installXML used without being initialized!").save();
       return false;
     }
-    InstallXml& description = *package.installXml;
-    if (!description.isValid()) {
+    if (!package.installXml->isValid()) {
       ErrorReport(1165, u"Install file is invalid! Contact customer support.")
           .description(primaryRoot_->path())
           .save();
       return false;
     }
-    extraSpaceSoftware_ += description.extraSpaceSoftware();
-    extraSpaceContent_ += description.extraSpaceContent();
-    temporarySpaceSoftware_ += description.temporarySpaceSoftware();
-    temporarySpaceContent_ += description.temporarySpaceContent();
-
-    const WideText source = command_.localInstall ? package.url : downloadedFilePath(package.url);
-    for (InstallUpdate& update : description.getUpdates()) {
-      update.localSource = source;
-      plan_.updates.push_back(&update);
-    }
-    if (description.getUpdates().front().hasLocation()) continue;
+    sequence_.add(package, command_.localInstall);
+    if (namesLocations(package)) continue;
     if (&package != &command_.packages.front()) {
       ErrorReport(1098, u"This older package is not first and is not the only one!").save();
       return false;
@@ -168,21 +133,8 @@ bool InstallPackageRunner::fitsIntoTempFolder(const InstallRoute& route) const {
 
 // False after a report, or if nothing can be learned of the main storage.
 bool InstallPackageRunner::distribute(Distribution& distribution) {
-  if (!isOlder_) return distributor_.distribute(plan_.updates, distribution) == 0;
-  SaturatingInt64 total;
-  for (const InstallUpdate* update : plan_.updates) total += update->updateSize;
-  OlderDistribution whole;
-  if (distributor_.distributeOlder(plan_.updates, total.value(), whole) != 0) return false;
-  distribution = {.fits = whole.storage >= 0,
-                  .deficitSoftware = whole.deficitSoftware,
-                  .deficitContent = whole.deficitContent,
-                  .neededSoftware = whole.neededPrimary,
-                  .neededContent = whole.neededSecondary};
-  for (InstallUpdate* update : plan_.updates) {
-    update->locationSoftware = whole.storage == 0;
-    update->locationContent = whole.storage == 1;
-  }
-  return true;
+  return (isOlder_ ? sequence_.distributeWhole(distributor_, distribution)
+                   : sequence_.distribute(distributor_, distribution)) == 0;
 }
 
 bool InstallPackageRunner::mayMoveMap(const Distribution& distribution) const {
@@ -217,30 +169,11 @@ bool InstallPackageRunner::moveMap(const InstallRoute& route, Distribution& dist
 
 void InstallPackageRunner::reportTooLittleSpace(const InstallRoute& route,
                                                 const Distribution& distribution) const {
-  SpaceFigures figures{.missingSoftware = distribution.deficitSoftware,
-                       .missingContent = distribution.deficitContent,
-                       .neededSoftware = distribution.neededSoftware,
-                       .neededContent = distribution.neededContent};
+  SpaceFigures figures = spaceFigures(distribution);
   distributor_.getFreeSpace(plan_.primaryRoot, figures.availableSoftware);
   distributor_.getFreeSpace(plan_.secondaryRoot, figures.availableContent);
   reportNotEnoughSpace(figures, route.notEnoughSpace, command_.storageCardDriveLetter,
                        command_.secondDriveLetter, route.spaceAfterwards);
-}
-
-bool InstallPackageRunner::downloadPackages() {
-  std::vector<ProgressEntry> entries;
-  for (const ContentEntry& package : plan_.packages) entries.push_back({package.fileSize, {}, {}, 0});
-  ProgressObserver::destroy();
-  ProgressObserver::instance().load(std::move(entries));
-  if (command_.localInstall) return true;
-
-  std::uint32_t position = 0;
-  for (const ContentEntry& package : plan_.packages) {
-    ProgressObserver::instance().setPosition(position++);
-    if (!downloadPackage(package, command_)) return false;
-    plan_.downloadedFiles.push_back(downloadedFilePath(package.url));
-  }
-  return true;
 }
 
 }  // namespace ZelmoraTevra

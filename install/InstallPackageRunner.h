@@ -4,9 +4,7 @@
 
 #include "core/CommandTable.h"
 #include "core/Directory_new.h"
-#include "core/SaturatingInt64.h"
-#include "install/InstallXml.h"
-#include "install/UpdateDistributor.h"
+#include "install/PackageSequence.h"
 #include "install/UpdateInstallation.h"
 
 namespace ZelmoraTevra {
@@ -42,20 +40,15 @@ class InstallPackageRunner : public ICommandWorker {
   [[nodiscard]] bool mayMoveMap(const Distribution& distribution) const;
   [[nodiscard]] bool moveMap(const InstallRoute& route, Distribution& distribution);
   void reportTooLittleSpace(const InstallRoute& route, const Distribution& distribution) const;
-  [[nodiscard]] bool downloadPackages();
 
   CommandRecord command_;
   std::unique_ptr<Directory_new> primaryRoot_;
   std::unique_ptr<Directory_new> secondaryRoot_;  // of an empty path on a device with one storage
   bool ready_ = false;
   bool isOlder_ = false;
+  PackageSequence sequence_;
   UpdateDistributor distributor_;
   InstallationPlan plan_;
-  // Bytes, over all packages.
-  SaturatingInt64 extraSpaceSoftware_;
-  SaturatingInt64 extraSpaceContent_;
-  SaturatingInt64 temporarySpaceSoftware_;
-  SaturatingInt64 temporarySpaceContent_;
 };
 
 }  // namespace ZelmoraTevra

@@ -10,6 +10,17 @@ struct CodedMessage {
   WideView message;
 };
 
+// What placing updates, and all that comes behind it, reports.
+struct InstallationReports {
+  CodedMessage noRegister;
+  CodedMessage notRecorded;
+  int validating;
+  int damaged;              // files, as the validation found
+  CodedMessage notDeleted;  // the downloaded files
+  CodedMessage cleanupNotStarted;
+  CodedMessage cleanupFailed;
+};
+
 // What an installation reports: packages that name the storages of their updates and older ones that don't
 // take the same road under numbers and messages of their own.
 struct InstallRoute {
@@ -17,11 +28,7 @@ struct InstallRoute {
   WideView moveMapLine;  // in the log
   NotEnoughSpaceCodes notEnoughSpace;
   SpaceAfterwards spaceAfterwards;
-  CodedMessage noRegister;
-  CodedMessage notRecorded;
-  CodedMessage notDeleted;  // the downloaded files
-  CodedMessage cleanupNotStarted;
-  CodedMessage cleanupFailed;
+  InstallationReports reports;
 };
 
 extern const InstallRoute locatedRoute;

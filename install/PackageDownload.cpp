@@ -1,9 +1,15 @@
 #include "install/PackageDownload.h"
 
+#include <map>
 #include <string>
+#include <utility>
 
+#include "core/BackendLogger.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
+#include "core/ProgressObserver.h"
+#include "core/SaturatingInt64.h"
+#include "core/Text.h"
 #include "install/HttpUpdateZipDownloader.h"
 
 namespace ZelmoraTevra {
@@ -32,6 +38,41 @@ bool downloadPackage(const ContentEntry& package, const CommandRecord& command) 
   HttpUpdateZipDownloader downloader;
   return downloader.download(job, &ProgressObserver::instance(), false, orNull(host), orNull(port),
                              orNull(user), orNull(password));
+}
+
+bool downloadPackages(std::span<const ContentEntry> packages, const CommandRecord& command,
+                      std::vector<WideText>& downloadedFiles) {
+  std::vector<ProgressEntry> entries;
+  for (const ContentEntry& package : packages) entries.push_back({package.fileSize, {}, {}, 0});
+  ProgressObserver::destroy();
+  ProgressObserver::instance().load(std::move(entries));
+  if (command.localInstall) return true;
+
+  std::uint32_t position = 0;
+  for (const ContentEntry& package : packages) {
+    ProgressObserver::instance().setPosition(position++);
+    if (!downloadPackage(package, command)) return false;
+    downloadedFiles.push_back(downloadedFilePath(package.url));
+  }
+  return true;
+}
+
+std::int64_t downloadSize(std::span<const ContentEntry> packages) {
+  SaturatingInt64 size;
+  for (const ContentEntry& package : packages) size += static_cast<std::int64_t>(package.fileSize);
+  return size.value();
+}
+
+bool hasClashingDownloads(std::span<const ContentEntry> packages) {
+  std::map<WideText, WideText> md5ByPath;
+  for (const ContentEntry& package : packages) {
+    const WideText path = toUpperAscii(downloadedFilePath(package.url));
+    const WideText md5 = toUpperAscii(package.md5);
+    if (path.empty() || md5ByPath.try_emplace(path, md5).first->second == md5) continue;
+    writeLog(u"Two different packages would be downloaded under one name: " + path);
+    return true;
+  }
+  return false;
 }
 
 bool deleteDownloadedFile(const WideText& zipPath) {

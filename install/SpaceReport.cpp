@@ -20,12 +20,28 @@ WideText differenceText(SaturatingInt64 available, SaturatingInt64 needed) {
   return numberText((available - needed).value());
 }
 
-void setSpaceAttributes(const SpaceFigures& figures) {
+struct Needs {
+  std::int64_t software;
+  std::int64_t content;
+};
+
+Needs needsOf(const SpaceFigures& figures, NeededSpace needed) {
+  return needed == NeededSpace::missing ? Needs{figures.missingSoftware, figures.missingContent}
+                                        : Needs{figures.neededSoftware, figures.neededContent};
+}
+
+// Something is always needed.
+Needs orReserve(Needs needs) {
+  if (needs.software == 0 && needs.content == 0) needs.software = reserveBytes;
+  return needs;
+}
+
+void setSpaceAttributes(const SpaceFigures& figures, const Needs& needs) {
   StatusXml& status = StatusXml::instance();
   status.setAttribute(u"availableSpaceSoftwareStorage", numberText(figures.availableSoftware));
-  status.setAttribute(u"neededSpaceSoftwareStorage", clampedText(figures.missingSoftware));
+  status.setAttribute(u"neededSpaceSoftwareStorage", clampedText(needs.software));
   status.setAttribute(u"availableSpaceContentStorage", numberText(figures.availableContent));
-  status.setAttribute(u"neededSpaceContentStorage", clampedText(figures.missingContent));
+  status.setAttribute(u"neededSpaceContentStorage", clampedText(needs.content));
 }
 
 void setSpaceAfterwards(const SpaceFigures& figures) {
@@ -43,11 +59,17 @@ int codeFor(const SpaceFigures& figures, const NotEnoughSpaceCodes& codes) {
 
 }  // namespace
 
-void reportNotEnoughSpace(SpaceFigures figures, const NotEnoughSpaceCodes& codes,
+SpaceFigures spaceFigures(const Distribution& distribution) {
+  return {.missingSoftware = distribution.deficitSoftware,
+          .missingContent = distribution.deficitContent,
+          .neededSoftware = distribution.neededSoftware,
+          .neededContent = distribution.neededContent};
+}
+
+void reportNotEnoughSpace(const SpaceFigures& figures, const NotEnoughSpaceCodes& codes,
                           const WideText& primaryDrive, const WideText& secondaryDrive,
-                          SpaceAfterwards afterwards) {
-  if (figures.missingSoftware == 0 && figures.missingContent == 0) figures.missingSoftware = reserveBytes;
-  setSpaceAttributes(figures);
+                          SpaceAfterwards afterwards, NeededSpace needed) {
+  setSpaceAttributes(figures, orReserve(needsOf(figures, needed)));
   if (afterwards == SpaceAfterwards::told) setSpaceAfterwards(figures);
   ErrorReport(codeFor(figures, codes))
       .state(statNotEnoughSpace)
@@ -57,8 +79,9 @@ void reportNotEnoughSpace(SpaceFigures figures, const NotEnoughSpaceCodes& codes
       .save();
 }
 
-void reportFits(const SpaceFigures& figures, int exitCode) {
-  setSpaceAttributes(figures);
+void reportFits(const SpaceFigures& figures, int exitCode, NeededSpace needed) {
+  const Needs needs = needsOf(figures, needed);
+  setSpaceAttributes(figures, needed == NeededSpace::placed ? orReserve(needs) : needs);
   setSpaceAfterwards(figures);
   saveState(statFitsToTarget, exitCode);
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "install/UpdateDistributor.h"
 #include "platform/Text.h"
 
 namespace ZelmoraTevra {
@@ -18,6 +19,9 @@ struct SpaceFigures {
   std::int64_t neededContent = 0;
 };
 
+// Those of a distribution, but for the available room.
+[[nodiscard]] SpaceFigures spaceFigures(const Distribution& distribution);
+
 // Exit codes for too little room on the main storage, on the card, and on both.
 struct NotEnoughSpaceCodes {
   int software;
@@ -28,13 +32,17 @@ struct NotEnoughSpaceCodes {
 // Whether a report also tells what would be left on the storages afterwards.
 enum class SpaceAfterwards { told, omitted };
 
-// Saves "not enough space" with the code that fits what is missing, the two drives and the figures. Where
-// nothing is missing in numbers the main storage is said to lack the reserve.
-void reportNotEnoughSpace(SpaceFigures figures, const NotEnoughSpaceCodes& codes,
-                          const WideText& primaryDrive, const WideText& secondaryDrive,
-                          SpaceAfterwards afterwards);
+// What a report says to be needed: what is missing, or all that is placed.
+enum class NeededSpace { missing, placed };
 
-// Saves "fits to target" with the figures.
-void reportFits(const SpaceFigures& figures, int exitCode);
+// Saves "not enough space" with the code that fits what is missing, the two drives and the figures. Where the
+// numbers say that nothing is needed, the main storage is said to need the reserve.
+void reportNotEnoughSpace(const SpaceFigures& figures, const NotEnoughSpaceCodes& codes,
+                          const WideText& primaryDrive, const WideText& secondaryDrive,
+                          SpaceAfterwards afterwards, NeededSpace needed = NeededSpace::missing);
+
+// Saves "fits to target" with the figures. Nothing is missing then; of nothing that is placed it is said that
+// the main storage needs the reserve.
+void reportFits(const SpaceFigures& figures, int exitCode, NeededSpace needed = NeededSpace::missing);
 
 }  // namespace ZelmoraTevra

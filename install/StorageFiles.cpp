@@ -12,6 +12,7 @@ bool StorageFiles::isPresent() const {
 }
 
 std::int64_t StorageFiles::sizeOf(const WideText& client) {
+  if (emptied_) return -1;
   const std::optional<WideText> path = paths_.joinInPresentFolder(client);
   return path ? File_platformIndependent(*path).size() : -1;
 }

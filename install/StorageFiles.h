@@ -10,8 +10,8 @@ namespace ZelmoraTevra {
 // one that leads out of the root is a file that isn't there.
 class StorageFiles {
  public:
-  // An empty root is a storage that the device doesn't have.
-  explicit StorageFiles(const WideText& root) : paths_(root) {}
+  // An empty root is a storage that the device doesn't have. One that is going to be emptied counts as empty.
+  explicit StorageFiles(const WideText& root, bool emptied = false) : paths_(root), emptied_(emptied) {}
 
   [[nodiscard]] bool isNamed() const { return !paths_.root().empty(); }
   // Whether the root folder is there now.
@@ -21,6 +21,7 @@ class StorageFiles {
 
  private:
   PathBelowRoot paths_;
+  bool emptied_;
 };
 
 }  // namespace ZelmoraTevra

@@ -58,6 +58,16 @@ int UpdateDistributor::getFreeSpace(const WideText& path, std::int64_t& bytes) c
   return 0;
 }
 
+int UpdateDistributor::getRoom(const WideText& storage, std::int64_t& bytes) const {
+  if (!emptied_) return getFreeSpace(storage, bytes);
+  std::int64_t free = 0;
+  if (getFreeSpace(storage, free) != 0) return -1;
+  const std::int64_t used = Directory_new(storage).size();
+  if (used < 0) return -1;
+  bytes = (SaturatingInt64(free) + used).value();
+  return 0;
+}
+
 int UpdateDistributor::checkTemporarySpace(const std::vector<std::int64_t>& sizes, bool& fits) const {
   SaturatingInt64 sum;
   for (const std::int64_t size : sizes) sum += size;
@@ -71,11 +81,11 @@ int UpdateDistributor::distribute(const std::vector<InstallUpdate*>& updates, Di
   result = Distribution();
   if (!initialized_) return 1;
   prepareFileLists(updates);
-  FreeSpace free;
-  if (!readFreeSpace(free, result)) return -1;
+  Room room;
+  if (!readRoom(room, result)) return -1;
 
   const bool hasSecondary = !secondaryPath_.empty();
-  UpdateMeter meter(primaryPath_, secondaryPath_);
+  UpdateMeter meter(primaryPath_, secondaryPath_, emptied_);
   SaturatingInt64 needPrimary;
   SaturatingInt64 needSecondary;
   std::vector<InstallUpdate*> wherePossible;
@@ -98,8 +108,8 @@ int UpdateDistributor::distribute(const std::vector<InstallUpdate*>& updates, Di
       wherePossible.push_back(update);
   }
 
-  const SaturatingInt64 softwareLimit = meter.reclaimPrimary() + free.primary;
-  const SaturatingInt64 contentLimit = meter.reclaimSecondary() + free.secondary;
+  const SaturatingInt64 softwareLimit = meter.reclaimPrimary() + room.primary;
+  const SaturatingInt64 contentLimit = meter.reclaimSecondary() + room.secondary;
   // What temporary updates give back may eat up the reserve, but no more than that.
   const SaturatingInt64 softwareMargin =
       SaturatingInt64(reserveBytes) + extraSpaceSoftware_ - std::min(temporarySpaceSoftware_, reserveBytes);
@@ -135,14 +145,14 @@ int UpdateDistributor::distributeOlder(const std::vector<InstallUpdate*>& update
   result = OlderDistribution();
   if (!initialized_) return 1;
   prepareFileLists(updates);
-  FreeSpace free;
-  if (!readFreeSpace(free, result)) return -1;
+  Room room;
+  if (!readRoom(room, result)) return -1;
 
-  UpdateMeter meter(primaryPath_, secondaryPath_);
+  UpdateMeter meter(primaryPath_, secondaryPath_, emptied_);
   for (const InstallUpdate* update : updates) meter.reclaim(*update);
   const SaturatingInt64 demand = SaturatingInt64(reserveBytes) + total;
-  const SaturatingInt64 softwareLimit = meter.reclaimPrimary() + free.primary;
-  const SaturatingInt64 contentLimit = meter.reclaimSecondary() + free.secondary;
+  const SaturatingInt64 softwareLimit = meter.reclaimPrimary() + room.primary;
+  const SaturatingInt64 contentLimit = meter.reclaimSecondary() + room.secondary;
   if (demand <= softwareLimit) {
     result.storage = 0;
     result.neededPrimary = (SaturatingInt64(total) - meter.reclaimPrimary()).value();
@@ -151,25 +161,24 @@ int UpdateDistributor::distributeOlder(const std::vector<InstallUpdate*>& update
     result.neededSecondary = (SaturatingInt64(total) - meter.reclaimSecondary()).value();
   } else {
     result.deficitSoftware = (demand - softwareLimit).value();
-    if (free.secondary != 0) result.deficitContent = (demand - contentLimit).value();
+    if (room.secondary != 0) result.deficitContent = (demand - contentLimit).value();
   }
   return 0;
 }
 
 void UpdateDistributor::prepareFileLists(const std::vector<InstallUpdate*>& updates) const {
-  expandFolderDeletes(updates, primaryPath_, secondaryPath_);
+  if (!emptied_) expandFolderDeletes(updates, primaryPath_, secondaryPath_);
   dropRedundantDeletes(updates);
 }
 
 template <typename Result>
-bool UpdateDistributor::readFreeSpace(FreeSpace& free, Result& result) const {
-  if (getFreeSpace(primaryPath_, free.primary) != 0) {
+bool UpdateDistributor::readRoom(Room& room, Result& result) const {
+  if (getRoom(primaryPath_, room.primary) != 0) {
     result.deficitSoftware = -1;
     result.deficitContent = -1;
     return false;
   }
-  if (!secondaryPath_.empty() && getFreeSpace(secondaryPath_, free.secondary) != 0)
-    result.deficitContent = -1;
+  if (!secondaryPath_.empty() && getRoom(secondaryPath_, room.secondary) != 0) result.deficitContent = -1;
   return true;
 }
 

@@ -1,7 +1,7 @@
 #include "install/UpdateInstallation.h"
 
 #include <algorithm>
-#include <exception>
+#include <memory>
 #include <set>
 #include <utility>
 
@@ -16,8 +16,8 @@
 #include "install/ClientUpdatesXmlFile.h"
 #include "install/DefaultFileUpdateInstaller.h"
 #include "install/DefaultXmlUpdateInstaller.h"
-#include "install/DeviceRegister.h"
 #include "install/InstallValidator.h"
+#include "install/InstallationRegister.h"
 #include "install/PackageDownload.h"
 #include "install/UpdatesCleaner.h"
 #include "platform/Machine.h"
@@ -84,17 +84,6 @@ void dropReplacedRecords(std::vector<ValidationRecord>& records) {
   records = std::move(kept);
 }
 
-// Null if the device has no register that can be used.
-std::unique_ptr<DeviceRegister> openRegister(const InstallationPlan& plan) {
-  try {
-    auto opened = std::make_unique<DeviceRegister>(plan.primaryRoot, plan.secondaryRoot);
-    if (opened->isUsable()) return opened;
-  } catch (const std::exception& failure) {
-    writeLog(u"The register holds text that is none: " + toReadableWide(failure.what()));
-  }
-  return nullptr;
-}
-
 }  // namespace
 
 int UpdateInstallation::run() {
@@ -104,16 +93,18 @@ int UpdateInstallation::run() {
     saveState(statAbort);
     return -1;
   }
-  // Without a register nothing is to go, not even what would be replaced.
-  const std::unique_ptr<DeviceRegister> deviceRegister = openRegister(plan_);
-  if (deviceRegister == nullptr) {
-    reportOf(route_.noRegister).save();
+  InstallationRegister deviceRegister(plan_.primaryRoot, plan_.secondaryRoot);
+  if (plan_.emptyDevice) {
+    if (!plan_.emptyDevice()) return -1;
+  } else if (!deviceRegister.open()) {
+    // Without a register nothing is to go, not even what would be replaced.
+    reportOf(reports_.noRegister).save();
     return -1;
   }
-  return install(*deviceRegister);
+  return install(deviceRegister);
 }
 
-int UpdateInstallation::install(DeviceRegister& deviceRegister) {
+int UpdateInstallation::install(InstallationRegister& deviceRegister) {
   // The register is on the device before a last status tells the user that the device may go.
   const auto fail = [&](const ErrorReport& report) {
     deviceRegister.close();
@@ -123,12 +114,13 @@ int UpdateInstallation::install(DeviceRegister& deviceRegister) {
   removeReplacedFiles();
   const bool placed = placeUpdates(deviceRegister);
   ProgressObserver::destroy();
-  if (!placed) return fail(reportOf(route_.notRecorded));
+  if (!placed) return fail(reportOf(reports_.notRecorded));
+  if (!deviceRegister.settle()) return fail(reportOf(reports_.noRegister));
 
   InstallValidator validator;
   InstallValidator::Result validity = InstallValidator::sound;
   if (plan_.checkHashFile) {
-    saveState(statHaskValidation, 1175);
+    saveState(statHaskValidation, reports_.validating);
     // A failure shows again at the end; a device that has gone is the validation's to tell.
     deviceRegister.bringToDevice();
     dropReplacedRecords(validationRecords_);
@@ -139,7 +131,7 @@ int UpdateInstallation::install(DeviceRegister& deviceRegister) {
   if (plan_.checkHashFile) static_cast<void>(deleteDownloadedFiles());
   if (validity == InstallValidator::stopped) return -1;
   if (validity == InstallValidator::damaged) {
-    reportDamagedFiles(validator.getDeviceMismatches(), 1174);
+    reportDamagedFiles(validator.getDeviceMismatches(), reports_.damaged);
     return -1;
   }
   validator.end();
@@ -151,14 +143,14 @@ int UpdateInstallation::install(DeviceRegister& deviceRegister) {
     saveState(statAbort, 1020);
     return -1;
   }
-  if (!deleted) return fail(reportOf(route_.notDeleted).pathAndDrive(userTempFolder));
-  if (!broughtToDevice) return fail(reportOf(route_.notRecorded));
+  if (!deleted) return fail(reportOf(reports_.notDeleted).pathAndDrive(userTempFolder));
+  if (!broughtToDevice) return fail(reportOf(reports_.notRecorded));
 
   UpdatesCleaner cleaner;
   if (cleaner.init(&deviceRegister.updates(), plan_.primaryRoot, plan_.secondaryRoot) != 0)
-    return fail(reportOf(route_.cleanupNotStarted));
-  if (cleaner.run() != 0) return fail(reportOf(route_.cleanupFailed));
-  if (!deviceRegister.close()) return fail(reportOf(route_.notRecorded));
+    return fail(reportOf(reports_.cleanupNotStarted));
+  if (cleaner.run() != 0) return fail(reportOf(reports_.cleanupFailed));
+  if (!deviceRegister.close()) return fail(reportOf(reports_.notRecorded));
   saveState(statSuccess, 1010);
   return 0;
 }
@@ -194,7 +186,7 @@ void UpdateInstallation::removeReplacedFiles() const {
 }
 
 // The last device file with merged entries is written when there are no more updates.
-bool UpdateInstallation::placeUpdates(DeviceRegister& deviceRegister) {
+bool UpdateInstallation::placeUpdates(InstallationRegister& deviceRegister) {
   std::vector<std::unique_ptr<IUpdateInstaller>> installers;
   installers.push_back(plan_.checkHashFile ? std::make_unique<DefaultFileUpdateInstaller>(validationRecords_)
                                            : std::make_unique<DefaultFileUpdateInstaller>());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <memory>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -11,7 +11,7 @@
 
 namespace ZelmoraTevra {
 
-class DeviceRegister;
+class InstallationRegister;
 
 // What is to be installed, with all decisions taken: each update's flags tell its storage, and its zip is
 // there.
@@ -23,27 +23,31 @@ struct InstallationPlan {
   WideText secondaryRoot;                 // empty on a device with one storage
   std::vector<WideText> downloadedFiles;  // zips to be removed at the end
   bool checkHashFile = false;
+  // Empties the device when nothing but the placement is left to do: what goes wrong before leaves the device
+  // as it is. False after a report. Null where what the device holds stays.
+  std::function<bool()> emptyDevice;
 };
 
 // Places the updates on the device, records them in its register, validates what was placed if that is asked
 // for, and cleans up.
 class UpdateInstallation {
  public:
-  // The plan and the route must outlive the installation.
-  UpdateInstallation(const InstallationPlan& plan, const InstallRoute& route) : plan_(plan), route_(route) {}
+  // The plan and the reports must outlive the installation.
+  UpdateInstallation(const InstallationPlan& plan, const InstallationReports& reports)
+      : plan_(plan), reports_(reports) {}
 
   // 0, or -1 after a report.
   int run();
 
  private:
-  [[nodiscard]] int install(DeviceRegister& deviceRegister);
+  [[nodiscard]] int install(InstallationRegister& deviceRegister);
   void loadPlacementProgress() const;
   void removeReplacedFiles() const;
-  [[nodiscard]] bool placeUpdates(DeviceRegister& deviceRegister);
+  [[nodiscard]] bool placeUpdates(InstallationRegister& deviceRegister);
   [[nodiscard]] bool deleteDownloadedFiles() const;
 
   const InstallationPlan& plan_;
-  const InstallRoute& route_;
+  const InstallationReports& reports_;
   std::vector<ValidationRecord> validationRecords_;
 };
 

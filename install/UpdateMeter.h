@@ -10,9 +10,10 @@ namespace ZelmoraTevra {
 // much its new files waste in their last clusters, and how much all of them win back. Bytes throughout.
 class UpdateMeter {
  public:
-  // The second root is empty on a device without a card.
-  UpdateMeter(const WideText& primaryRoot, const WideText& secondaryRoot)
-      : primary_(primaryRoot), secondary_(secondaryRoot) {}
+  // The second root is empty on a device without a card. Of storages that are going to be emptied no file
+  // counts.
+  UpdateMeter(const WideText& primaryRoot, const WideText& secondaryRoot, bool emptied = false)
+      : primary_(primaryRoot, emptied), secondary_(secondaryRoot, emptied) {}
 
   // Sets the update's needs and its cluster overhead. False if a storage has gone; the update is unchanged
   // then.

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "install/DeviceRegister.h"
+
+namespace ZelmoraTevra {
+
+// The register in which an installation records what it has placed. On a device that was emptied there is no
+// place for one until an update has brought its folder: it is opened then, and what was placed before is
+// entered.
+class InstallationRegister {
+ public:
+  // The second root is empty on a device with one storage.
+  InstallationRegister(WideText primaryRoot, WideText secondaryRoot);
+
+  // Opens the register of a device that has one. False if there is none that can be used.
+  [[nodiscard]] bool open();
+  // To be called when all updates are placed. False if there still is no register.
+  [[nodiscard]] bool settle();
+
+  // As those of the device's register. As long as there is none, updates wait and nothing fails.
+  [[nodiscard]] bool record(Update update);
+  [[nodiscard]] bool save();
+  bool bringToDevice();
+  bool close();
+
+  // Only of a register that is open.
+  [[nodiscard]] UpdatesXml& updates() { return register_->updates(); }
+
+ private:
+  [[nodiscard]] bool enterWaiting();
+
+  WideText primaryRoot_;
+  WideText secondaryRoot_;
+  std::unique_ptr<DeviceRegister> register_;
+  std::vector<Update> waiting_;
+};
+
+}  // namespace ZelmoraTevra
