@@ -3,6 +3,9 @@
 #include "backup/BackupCommandReader.h"
 #include "backup/BackupFolderMove.h"
 #include "backup/TempFolderMove.h"
+#include "backup/CheckRestoreSizeRunner.h"
+#include "backup/RestoreDeviceCommandReader.h"
+#include "backup/RestoreDeviceRunner.h"
 
 namespace ZelmoraTevra {
 
@@ -13,6 +16,15 @@ void addBackupCommands(CommandTable& table) {
   table[u"MOVE_TEMP_FOLDER"] = {.read = readMoveFolderCommand,
                                 .makeWorker = [] { return std::make_unique<TempFolderMove>(); },
                                 .movesFolder = true};
+  table[u"CHECK_SIZE_RESTORE_DEVICE"] = {
+      .read = readRestoreDeviceCommand,
+      .makeWorker = [] { return std::make_unique<CheckRestoreSizeRunner>(); },
+      .movesFolder = false,
+      .writesIndicatorFile = true};
+  table[u"RESTORE_DEVICE"] = {.read = readRestoreDeviceCommand,
+                              .makeWorker = [] { return std::make_unique<RestoreDeviceRunner>(); },
+                              .movesFolder = false,
+                              .writesIndicatorFile = true};
 }
 
 }  // namespace ZelmoraTevra
