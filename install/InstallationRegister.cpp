@@ -1,34 +1,49 @@
 #include "install/InstallationRegister.h"
 
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "core/BackendLogger.h"
+#include "core/File_platformIndependent.h"
+#include "core/PathBelowRoot.h"
 #include "core/Text.h"
 
 namespace ZelmoraTevra {
+
+namespace {
+
+// Null if there is no register that can be used.
+std::unique_ptr<DeviceRegister> openRegister(const WideText& primaryRoot, const WideText& secondaryRoot) {
+  try {
+    auto opened = std::make_unique<DeviceRegister>(primaryRoot, secondaryRoot);
+    if (opened->isUsable()) return opened;
+  } catch (const std::exception& failure) {
+    writeLog(u"The register holds text that is none: " + toReadableWide(failure.what()));
+  }
+  return nullptr;
+}
+
+}  // namespace
 
 InstallationRegister::InstallationRegister(WideText primaryRoot, WideText secondaryRoot)
     : primaryRoot_(std::move(primaryRoot)), secondaryRoot_(std::move(secondaryRoot)) {}
 
 bool InstallationRegister::open() {
-  try {
-    auto opened = std::make_unique<DeviceRegister>(primaryRoot_, secondaryRoot_);
-    if (opened->isUsable()) register_ = std::move(opened);
-  } catch (const std::exception& failure) {
-    writeLog(u"The register holds text that is none: " + toReadableWide(failure.what()));
-  }
+  follows_ = false;
+  register_ = openRegister(primaryRoot_, secondaryRoot_);
   return register_ != nullptr;
 }
 
 bool InstallationRegister::settle() {
-  return register_ != nullptr || (open() && enterWaiting());
+  return follow() && register_ != nullptr;
 }
 
 bool InstallationRegister::record(Update update) {
+  if (!follow()) return false;
   if (register_ != nullptr) return register_->record(std::move(update));
   waiting_.push_back(std::move(update));
-  return registerLayout(primaryRoot_) == RegisterLayout::none || !open() || enterWaiting();
+  return follow();
 }
 
 bool InstallationRegister::save() {
@@ -43,10 +58,25 @@ bool InstallationRegister::close() {
   return register_ == nullptr || register_->close();
 }
 
-bool InstallationRegister::enterWaiting() {
+bool InstallationRegister::follow() {
+  if (!follows_) return true;
+  const RegisterLayout layout = registerLayout(primaryRoot_);
+  if (layout == RegisterLayout::none) return true;
+  if (register_ != nullptr) {
+    if (layout == RegisterLayout::kd3) return true;
+    waiting_ = register_->updates().getUpdates();
+    register_.reset();
+  }
+  register_ = openRegister(primaryRoot_, secondaryRoot_);
+  if (register_ == nullptr) return true;
   bool recorded = true;
   for (Update& update : waiting_) recorded = register_->record(std::move(update)) && recorded;
   waiting_.clear();
+  if (layout == RegisterLayout::kd3) return recorded;
+  // The newer folder wins: nobody would find a register in the older one.
+  follows_ = false;
+  const std::optional<WideText> left = PathBelowRoot(primaryRoot_).joinExisting(u"KD3\\updates.xml");
+  if (left) File_platformIndependent(*left).remove();
   return recorded;
 }
 

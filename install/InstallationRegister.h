@@ -9,7 +9,7 @@ namespace ZelmoraTevra {
 
 // The register in which an installation records what it has placed. On a device that was emptied there is no
 // place for one until an update has brought its folder: it is opened then, and what was placed before is
-// entered.
+// entered. If the older of the two folders comes first, it moves to the newer one when that comes.
 class InstallationRegister {
  public:
   // The second root is empty on a device with one storage.
@@ -30,12 +30,14 @@ class InstallationRegister {
   [[nodiscard]] UpdatesXml& updates() { return register_->updates(); }
 
  private:
-  [[nodiscard]] bool enterWaiting();
+  // False if what was placed could not be entered. Without a folder nothing happens.
+  [[nodiscard]] bool follow();
 
   WideText primaryRoot_;
   WideText secondaryRoot_;
   std::unique_ptr<DeviceRegister> register_;
-  std::vector<Update> waiting_;
+  bool follows_ = true;          // the folder wasn't there at the start
+  std::vector<Update> waiting_;  // as long as there is no register
 };
 
 }  // namespace ZelmoraTevra

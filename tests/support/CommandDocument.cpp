@@ -68,6 +68,7 @@ CommandDocument& CommandDocument::package(const CommandPackage& package) {
                                elementOf("fileSizeUncompressed", std::to_string(package.zip.size())) +
                                elementOf("md5", md5Of(package.zip)) + elementOf("url", package.url) +
                                elementOf("name", package.name) + elementOf("id", package.id) +
+                               (package.index.empty() ? "" : elementOf("index", package.index)) +
                                elementOf("installXML", package.description.encoded()));
   return *this;
 }

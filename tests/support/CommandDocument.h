@@ -14,6 +14,7 @@ struct CommandPackage {
   InstallDescription description;
   std::string name = "Package";
   std::string id = "42";
+  std::string index = {};  // left out if empty
 };
 
 // Writes a command document.
