@@ -56,6 +56,25 @@ class SmallTempDisk : public platform::ForwardingFileSystem {
   std::optional<std::uint64_t> free;
 };
 
+// An end of the process that a test outlives.
+struct ProcessEnded {};
+
+class EndlessProcesses : public platform::Processes {
+ public:
+  explicit EndlessProcesses(platform::Processes& target) : target_(target) {}
+
+  bool isRunning(const WideText& executableName) override { return target_.isRunning(executableName); }
+  WideText modulePath() override { return target_.modulePath(); }
+  WideText environment(const WideText& name) override { return target_.environment(name); }
+  void showErrorBox(const WideText& caption, const WideText& text) override {
+    target_.showErrorBox(caption, text);
+  }
+  void end(int /*exitValue*/) override { throw ProcessEnded(); }
+
+ private:
+  platform::Processes& target_;
+};
+
 class DeviceRestoreJobTest : public DeviceTest {
  protected:
   DeviceRestoreJobTest() : maintenance_(folder.native()), disk(*platform::machine().files) {
@@ -797,7 +816,18 @@ TEST_F(DeviceRestoreJobTest, AnOperationThatFailsBeforeTheFormatLeavesTheDeviceA
     FaultyFileSystem faulty(disk);
     faulty.failAt = fault;
     use(faulty);
-    const int result = run();
+    platform::Machine machine = platform::machine();
+    EndlessProcesses processes(*machine.processes);
+    machine.processes = &processes;
+    int result = -1;
+    {
+      const platform::ScopedMachine scope(machine);
+      try {
+        result = run();
+      } catch (const ProcessEnded&) {
+        testing::internal::GetCapturedStdout();
+      }
+    }
     use(disk);
     const bool formatted = !maintenance_.calls.empty();
     if (!formatted) expectUntouched();
