@@ -26,6 +26,7 @@ constexpr DeviceRestoreCodes checkCodes = {
     .unresolved = 1261,
     .tempFolderTooSmall = 1262,
     .notEnoughSpace = {.software = 1263, .content = 1272, .both = 1273},
+    .fits = 1264,
 };
 
 InstallationReports installationReports() {
@@ -123,7 +124,7 @@ int DeviceRestoreJob::checkDeviceRestoreSize() {
     reportTooLittleSpace(checkCodes, SpaceAfterwards::told);
     return -1;
   }
-  reportFits(figures_, 1264, NeededSpace::placed);
+  reportFits(figures_, checkCodes.fits, NeededSpace::placed);
   return 0;
 }
 

@@ -13,6 +13,7 @@ struct DeviceRestoreCodes {
   int unresolved;  // packages that can't be installed on an empty device
   int tempFolderTooSmall;
   NotEnoughSpaceCodes notEnoughSpace;
+  int fits = 0;  // of a check; a restore goes on
 };
 
 // Brings a device back to a working state by packages: the device is emptied, and they are installed on it.

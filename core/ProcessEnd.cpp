@@ -10,8 +10,13 @@ namespace ZelmoraTevra {
 
 namespace {
 
-std::vector<std::function<void()>>& actions() {
-  static std::vector<std::function<void()>> list;
+struct Action {
+  const AtProcessEnd* owner;
+  std::function<void()> run;
+};
+
+std::vector<Action>& actions() {
+  static std::vector<Action> list;
   return list;
 }
 
@@ -19,9 +24,9 @@ std::vector<std::function<void()>>& actions() {
 
 void runProcessEndActions() {
   while (!actions().empty()) {
-    const std::function<void()> action = std::move(actions().back());
+    const Action action = std::move(actions().back());
     actions().pop_back();
-    action();
+    action.run();
   }
 }
 
@@ -32,11 +37,11 @@ void endProcess(int exitValue) {
 }
 
 AtProcessEnd::AtProcessEnd(std::function<void()> action) {
-  actions().push_back(std::move(action));
+  actions().push_back({this, std::move(action)});
 }
 
 AtProcessEnd::~AtProcessEnd() {
-  if (!actions().empty()) actions().pop_back();
+  std::erase_if(actions(), [this](const Action& action) { return action.owner == this; });
 }
 
 }  // namespace ZelmoraTevra

@@ -11,7 +11,8 @@ namespace ZelmoraTevra {
 // Does now what endProcess would do: for a last status that tells the user that the device may go.
 void runProcessEndActions();
 
-// For as long as it lives, `action` is part of endProcess. It must neither throw nor save a status.
+// For as long as it lives, `action` is part of endProcess, the youngest one first. It must neither throw nor
+// save a status.
 class AtProcessEnd {
  public:
   explicit AtProcessEnd(std::function<void()> action);

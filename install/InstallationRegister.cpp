@@ -27,7 +27,9 @@ std::unique_ptr<DeviceRegister> openRegister(const WideText& primaryRoot, const 
 }  // namespace
 
 InstallationRegister::InstallationRegister(WideText primaryRoot, WideText secondaryRoot)
-    : primaryRoot_(std::move(primaryRoot)), secondaryRoot_(std::move(secondaryRoot)) {}
+    : primaryRoot_(std::move(primaryRoot)),
+      secondaryRoot_(std::move(secondaryRoot)),
+      atProcessEnd_([this] { close(); }) {}
 
 bool InstallationRegister::open() {
   follows_ = false;
@@ -55,7 +57,8 @@ bool InstallationRegister::bringToDevice() {
 }
 
 bool InstallationRegister::close() {
-  return register_ == nullptr || register_->close();
+  const bool recorded = follow();
+  return (register_ == nullptr || register_->close()) && recorded;
 }
 
 bool InstallationRegister::follow() {

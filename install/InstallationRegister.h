@@ -10,6 +10,7 @@ namespace ZelmoraTevra {
 // The register in which an installation records what it has placed. On a device that was emptied there is no
 // place for one until an update has brought its folder: it is opened then, and what was placed before is
 // entered. If the older of the two folders comes first, it moves to the newer one when that comes.
+// However the process ends, what was placed is in the register if there is a place for one.
 class InstallationRegister {
  public:
   // The second root is empty on a device with one storage.
@@ -38,6 +39,7 @@ class InstallationRegister {
   std::unique_ptr<DeviceRegister> register_;
   bool follows_ = true;          // the folder wasn't there at the start
   std::vector<Update> waiting_;  // as long as there is no register
+  AtProcessEnd atProcessEnd_;
 };
 
 }  // namespace ZelmoraTevra

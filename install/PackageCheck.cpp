@@ -114,7 +114,7 @@ bool zipsHoldFiles(const std::vector<InstallUpdate*>& updates, ZipReading readin
   std::unique_ptr<ZipCheck> zip;
   for (const InstallUpdate* update : updates) {
     for (const InstallFile& file : update->files) {
-      if (!isPlacedOnEmptyDevice(file)) continue;
+      if (!isPlacedOnEmptyDevice(file) || isRegisterPlace(file.client)) continue;
       if (zip == nullptr || zip->path() != update->localSource)
         zip = std::make_unique<ZipCheck>(update->localSource, reading);
       if (zip->isOpen() && zip->holds(file.local)) continue;

@@ -747,6 +747,35 @@ TEST_F(DeviceRestoreJobTest, AnAbortAtTheEndIs1020) {
   EXPECT_NE(registerOnDevice().find("<name>System</name>"), std::string::npos);
 }
 
+TEST_F(DeviceRestoreJobTest, WhatWasPlacedIsRegisteredAlsoIfTheDeviceFailsWithTheUpdateThatBringsTheFolder) {
+  class NoFurther : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                               platform::ErrorCode& error) override {
+      if (!toForwardSlashes(path).ends_with(u"ZELMORA/b"))
+        return ForwardingFileSystem::open(path, mode, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return nullptr;
+    }
+  } failing(disk);
+  use(failing);
+  platform::Machine machine = platform::machine();
+  EndlessProcesses processes(*machine.processes);
+  machine.processes = &processes;
+  const platform::ScopedMachine scope(machine);
+  addPackage(InstallDescription()
+                 .update("App", "storage_for_software", 5)
+                 .file("a", "apps/a", "new a")
+                 .update("System", "storage_for_software", 15)
+                 .file("v", "ZELMORA/v", "<version/>")
+                 .file("b", "ZELMORA/b", "new b"));
+  EXPECT_THROW(run(), ProcessEnded);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(status().exitCode(), u"1234");
+  EXPECT_EQ(registerOnDevice(), InstallDescription::registerOf({entry("App", "apps/a")}));
+}
+
 // The validation.
 
 TEST_F(DeviceRestoreJobTest, TheValidationBeginsWith1266) {

@@ -584,8 +584,12 @@ TEST(ProcessEndTest, TheLatestActionComesFirstAndEachOnlyWhileItLives) {
     const AtProcessEnd over([&] { order += "over "; });
   }
   const AtProcessEnd second([&] { order += "second "; });
+  // It needn't be the youngest one that ends.
+  auto third = std::make_unique<AtProcessEnd>([&] { order += "third "; });
+  const AtProcessEnd fourth([&] { order += "fourth "; });
+  third.reset();
   EXPECT_THROW(endProcess(1), Ended);
-  EXPECT_EQ(order, "second first ");
+  EXPECT_EQ(order, "fourth second first ");
 }
 
 }  // namespace
