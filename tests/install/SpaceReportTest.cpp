@@ -72,5 +72,23 @@ TEST_F(SpaceReportTest, FittingHasTheSixFiguresAndNoPercent) {
   EXPECT_FALSE(saved.attributes.contains(u"DriveName"));
 }
 
+TEST_F(SpaceReportTest, TheNeedCanBeAllThatIsPlacedWhileTheCodeTellsWhatIsMissing) {
+  reportNotEnoughSpace(
+      {.missingSoftware = -7, .missingContent = 5, .neededSoftware = 30, .neededContent = 250}, codes, u"E:",
+      u"F:", SpaceAfterwards::omitted, NeededSpace::placed);
+  EXPECT_EQ(status().exitCode(), u"2");
+  EXPECT_EQ(status().attributes.at(u"neededSpaceSoftwareStorage"), u"30");
+  EXPECT_EQ(status().attributes.at(u"neededSpaceContentStorage"), u"250");
+  reportFits({.availableSoftware = 100, .neededSoftware = 30, .neededContent = -1}, 4, NeededSpace::placed);
+  EXPECT_EQ(status().attributes.at(u"neededSpaceSoftwareStorage"), u"30");
+  EXPECT_EQ(status().attributes.at(u"neededSpaceContentStorage"), u"0");
+}
+
+TEST_F(SpaceReportTest, OfNothingThatIsPlacedTheNeedIsTheReserveAndEverythingIsLeft) {
+  reportFits({.availableSoftware = 100}, 4, NeededSpace::placed);
+  EXPECT_EQ(status().attributes.at(u"neededSpaceSoftwareStorage"), u"10485760");
+  EXPECT_EQ(status().attributes.at(u"availableSpacePostInstSoftwareStorage"), u"100");
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

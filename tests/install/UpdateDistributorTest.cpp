@@ -895,5 +895,67 @@ TEST_F(UpdateDistributorDiskTest, SymbolicLinksAreNotFollowed) {
   EXPECT_EQ(older.neededPrimary, 8);
 }
 
+TEST_F(UpdateDistributorTest, OfAStorageThatWillBeEmptiedNoFileCounts) {
+  useCard();
+  distributor.assumeEmptied();
+  for (const WideText& root : {flash, card})
+    for (const WideText name : {u"replaced", u"kept", u"deleted", u"folder\\inner"})
+      storages.addFile(root + u'\\' + name, 7 * mebibyte);
+  const InstallUpdate placed = distributed(
+      forSoftware(10 * mebibyte, {file(u"replaced", 0, mebibyte), file(u"kept", 1, mebibyte),
+                                  file(u"replaced", 3, mebibyte), file(u"deleted", 4), file(u"folder", 8)}));
+  EXPECT_EQ(placed.neededPrimary, 9 * mebibyte);
+  EXPECT_EQ(placed.clusterOverhead, 2 * cluster);
+  EXPECT_EQ(result.neededSoftware, 9 * mebibyte + 2 * cluster);
+  EXPECT_EQ(filesOf(placed),
+            (std::vector<WideText>{u"0 replaced", u"1 kept", u"3 replaced", u"4 deleted", u"8 folder"}));
+}
+
+TEST_F(UpdateDistributorTest, AnOlderPackageWinsNothingBackFromAStorageThatWillBeEmptied) {
+  useFlashOnly();
+  distributor.assumeEmptied();
+  storages.addFile(flash + u"\\a", 7 * mebibyte);
+  InstallUpdate older = update(10 * mebibyte, {file(u"a", 0, mebibyte)});
+  OlderDistribution whole;
+  EXPECT_EQ(distributor.distributeOlder({&older}, 10 * mebibyte, whole), 0);
+  EXPECT_EQ(whole.storage, 0);
+  EXPECT_EQ(whole.neededPrimary, 10 * mebibyte);
+}
+
+TEST_F(UpdateDistributorTest, TheRoomOfAStorageThatWillBeEmptiedIsItsCapacity) {
+  class HalfFull : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool space(const WideText&, platform::Space& space, platform::ErrorCode& error) override {
+      space = {.capacity = 1000, .free = 400, .available = 300};
+      error.clear();
+      return true;
+    }
+  } halfFull(storages);
+  useFileSystem(halfFull);
+  useFlashOnly();
+  std::int64_t bytes = 0;
+  EXPECT_EQ(distributor.getRoom(flash, bytes), 0);
+  EXPECT_EQ(bytes, 400);
+  distributor.assumeEmptied();
+  EXPECT_EQ(distributor.getRoom(flash, bytes), 0);
+  EXPECT_EQ(bytes, 1000);
+  EXPECT_EQ(distributor.getFreeSpace(flash, bytes), 0);
+  EXPECT_EQ(bytes, 400);
+  EXPECT_EQ(distributor.getRoom(u"M:\\nowhere", bytes), -1);
+  EXPECT_EQ(distributor.getRoom(u"", bytes), -1);
+}
+
+TEST_F(UpdateDistributorTest, AStorageThatHasGoneIsFoundAlsoIfItWasToBeEmptied) {
+  useCard();
+  distributor.assumeEmptied();
+  storages.before = [this](const WideText& asked) {
+    if (asked == card) storages.remove(card);
+  };
+  std::vector<InstallUpdate> updates{forSoftware(mebibyte, {file(u"a", 0, mebibyte)})};
+  EXPECT_EQ(distribute(updates), -1);
+  expectReport(u"1249", u"Device disconnected error!!!");
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra
