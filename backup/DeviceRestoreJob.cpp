@@ -12,6 +12,7 @@
 #include "device/FormatDevice.h"
 #include "install/PackageCheck.h"
 #include "install/PackageDownload.h"
+#include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
@@ -192,7 +193,8 @@ void DeviceRestoreJob::reportTooLittleSpace(const DeviceRestoreCodes& codes,
 }
 
 bool DeviceRestoreJob::mayBeEmptied() const {
-  for (const WideText& path : {backupRootFolder, parentFolder(StatusXml::instance().statusFilePath())}) {
+  for (const WideText& path : {backupRootFolder, parentFolder(StatusXml::instance().statusFilePath()),
+                               platform::machine().processes->modulePath()}) {
     if (!goesWithDevice(path)) continue;
     writeLog(u"The device isn't emptied, for it holds " + path);
     return false;

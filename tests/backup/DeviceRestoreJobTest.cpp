@@ -64,12 +64,14 @@ class EndlessProcesses : public platform::Processes {
   explicit EndlessProcesses(platform::Processes& target) : target_(target) {}
 
   bool isRunning(const WideText& executableName) override { return target_.isRunning(executableName); }
-  WideText modulePath() override { return target_.modulePath(); }
+  WideText modulePath() override { return program.empty() ? target_.modulePath() : program; }
   WideText environment(const WideText& name) override { return target_.environment(name); }
   void showErrorBox(const WideText& caption, const WideText& text) override {
     target_.showErrorBox(caption, text);
   }
   void end(int /*exitValue*/) override { throw ProcessEnded(); }
+
+  WideText program;  // the path of the program, unless it is empty
 
  private:
   platform::Processes& target_;
@@ -576,6 +578,28 @@ TEST_F(DeviceRestoreJobTest, ABackupFolderOnTheDeviceIsNotFormattedAway) {
   }
   EXPECT_TRUE(fileExists(path(u"E/backups/mine/mine.xml")));
   EXPECT_EQ(check(), 0);
+}
+
+TEST_F(DeviceRestoreJobTest, AProgramThatRunsFromTheDeviceIsNotFormattedAway) {
+  addGoodPackage();
+  writeOn(u'F', "old/TevraCLI.exe");
+  platform::Machine machine = platform::machine();
+  EndlessProcesses processes(*machine.processes);
+  processes.program = u"F:\\old\\TevraCLI.exe";
+  machine.processes = &processes;
+  const platform::ScopedMachine scope(machine);
+  EXPECT_EQ(run(), -1);
+  expectError(u"1260", {u"100", formatFailed});
+  EXPECT_TRUE(fileExists(path(u"F/old/TevraCLI.exe")));
+}
+
+TEST_F(DeviceRestoreJobTest, AStatusFolderOnTheDeviceIsNotFormattedAway) {
+  addGoodPackage();
+  writeOn(u'F', "tmp/ZELMORATevra_tmp/kept");
+  const ScopedEnvironment temp("TMP", toUtf8(path(u"F/tmp")));
+  EXPECT_EQ(run(), -1);
+  expectError(u"1260", {u"100", formatFailed});
+  EXPECT_TRUE(fileExists(path(u"F/tmp/ZELMORATevra_tmp/kept")));
 }
 
 // The format.
