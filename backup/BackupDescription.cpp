@@ -9,6 +9,7 @@
 #include "backup/BackupFolder.h"
 #include "core/ErrorReport.h"
 #include "core/PathBelowRoot.h"
+#include "core/ReplaceFileContent.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
 
@@ -76,7 +77,7 @@ int writeBackupDescription(const BackupDescription& description, const BackupFil
     element.SetAttribute("hash", "");
   }
   const WideText target = descriptionPath(backupFolder(description.name), description.name);
-  if (replaceXmlText(printXml(document), target)) return 0;
+  if (replaceFileContent(printXml(document), target)) return 0;
   return fail(ErrorReport(1068, u"The xml description backup could not be saved!"));
 }
 

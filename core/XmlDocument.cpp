@@ -99,17 +99,6 @@ bool saveXmlText(std::string_view text, const WideText& path) {
   return file.finish() && written;
 }
 
-bool replaceXmlText(std::string_view text, const WideText& path) {
-  File_platformIndependent beside(path + u"_tevra_new", false);
-  bool written = beside.openForWriting(platform::OpenMode::truncate);
-  if (!written) return false;
-  written = beside.write(text.data(), text.size()) == static_cast<std::int64_t>(text.size()) && beside.sync();
-  written = beside.finish() && written;
-  if (written && beside.renameTo(path)) return true;
-  beside.remove();
-  return false;
-}
-
 TiXmlDocument newXmlDocument(const char* encoding) {
   TiXmlDocument document;
   document.InsertEndChild(TiXmlDeclaration("1.0", encoding, ""));

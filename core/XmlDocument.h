@@ -43,10 +43,6 @@ enum class XmlLoad {
 // The same for a document that has been printed already.
 [[nodiscard]] bool saveXmlText(std::string_view text, const WideText& path);
 
-// Writes the text beside the file, brings it to the medium, and gives it the file's name, so that at every
-// moment one of the two whole stands there. False leaves the file as it was.
-[[nodiscard]] bool replaceXmlText(std::string_view text, const WideText& path);
-
 // A new document with the declaration version "1.0" and the encoding, which may be empty.
 [[nodiscard]] TiXmlDocument newXmlDocument(const char* encoding);
 // Appends an element, with a text if one is given. The parent owns what comes back.
