@@ -6,6 +6,16 @@
 #include "userdata/FilesCommandReader.h"
 #include "userdata/GetFilesRunner.h"
 #include "userdata/ImportFilesRunner.h"
+#include <memory>
+
+#include "userdata/ContactsCommandReader.h"
+#include "userdata/DeleteKmlFileRunner.h"
+#include "userdata/ExportKmlFileRunner.h"
+#include "userdata/GetContactsRunner.h"
+#include "userdata/GetKmlFilesRunner.h"
+#include "userdata/ImportContactsRunner.h"
+#include "userdata/ImportKmlFileRunner.h"
+#include "userdata/KmlCommandReader.h"
 
 namespace ZelmoraTevra {
 
@@ -20,6 +30,18 @@ void addUserDataCommands(CommandTable& table) {
                          .makeWorker = [] { return std::make_unique<GetFilesRunner>(); }};
   table[u"IMPORT_FILES"] = {.read = readFilesCommand,
                             .makeWorker = [] { return std::make_unique<ImportFilesRunner>(); }};
+  table[u"DELETE_KML_FILE"] = {.read = readDeleteKmlFileCommand,
+                               .makeWorker = [] { return std::make_unique<DeleteKmlFileRunner>(); }};
+  table[u"EXPORT_KML_FILE"] = {.read = readExportKmlFileCommand,
+                               .makeWorker = [] { return std::make_unique<ExportKmlFileRunner>(); }};
+  table[u"GET_CONTACTS"] = {.read = readContactsCommand,
+                            .makeWorker = [] { return std::make_unique<GetContactsRunner>(); }};
+  table[u"GET_KML_FILES"] = {.read = readGetKmlFilesCommand,
+                             .makeWorker = [] { return std::make_unique<GetKmlFilesRunner>(); }};
+  table[u"IMPORT_CONTACTS"] = {.read = readContactsCommand,
+                               .makeWorker = [] { return std::make_unique<ImportContactsRunner>(); }};
+  table[u"IMPORT_KML_FILE"] = {.read = readImportKmlFileCommand,
+                               .makeWorker = [] { return std::make_unique<ImportKmlFileRunner>(); }};
 }
 
 }  // namespace ZelmoraTevra
