@@ -99,7 +99,8 @@ bool readContact(const TiXmlElement& element, Contact& contact) {
 
 bool readContacts(const WideText& xml, std::vector<Contact>& contacts) {
   TiXmlDocument document;
-  if (!parseXml(toUtf8(xml), document)) return false;
+  // A declaration that is cut off parses too.
+  if (!parseXml(toUtf8(xml), document) || document.RootElement() == nullptr) return false;
   const TiXmlElement* const list = document.FirstChildElement("contacts");
   if (list == nullptr) return true;
   for (const TiXmlElement* element = list->FirstChildElement("contact"); element != nullptr;
