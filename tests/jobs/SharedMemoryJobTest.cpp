@@ -111,6 +111,25 @@ TEST_F(SharedMemoryJobTest, TheResponseToGetFilesIsLeftInTheBlock) {
   EXPECT_EQ(job.tree("tmp"), (Tree{{name, "folder"}}));
 }
 
+TEST_F(SharedMemoryJobTest, TheTracksAreToldInTheBlock) {
+  FrontEndBlock block(name, CommandDocument("GET_KML_FILES").encoded("StorageCardDriveLetter", "E:").text());
+  job.start();
+  EXPECT_EQ(job.wait().exitValue, 0);
+  EXPECT_EQ(block.document(), "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<KmlResponse />\n");
+  EXPECT_EQ(job.tree("tmp"), (Tree{{name, "folder"}}));
+}
+
+TEST_F(SharedMemoryJobTest, TheContactsAreToldInTheBlock) {
+  job.write("flash/ZELMORA/Contacts/contacts.txt", "abc");
+  FrontEndBlock block(name, CommandDocument("GET_CONTACTS").encoded("StorageCardDriveLetter", "E:").text());
+  job.start();
+  EXPECT_EQ(job.wait().exitValue, 0);
+  EXPECT_EQ(block.document(),
+            "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<GetContactsResponse>\n    "
+            "<contacts>YWJj</contacts>\n    "
+            "<utf8>false</utf8>\n</GetContactsResponse>\n");
+}
+
 TEST_F(SharedMemoryJobTest, ALockThatADeadReaderHoldsIsBroken) {
   CommandPackage package = springPackage("");
   FrontEndBlock* open = nullptr;
