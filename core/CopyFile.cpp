@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "core/File_platformIndependent.h"
@@ -26,19 +27,34 @@ bool openDestination(const File_platformIndependent& source, File_platformIndepe
   return destination.openForWriting(platform::OpenMode::truncate);
 }
 
+// The number of bytes copied, 0 behind the last; -1 if they can't be written. The block is filled only where
+// the system can't copy by itself.
+std::int64_t copyBlock(File_platformIndependent& source, File_platformIndependent& destination,
+                       std::size_t blockBytes, std::vector<char>& block) {
+  if (block.empty()) {
+    if (const std::optional<std::int64_t> count = destination.writeFrom(source, blockBytes)) return *count;
+    block.resize(blockBytes);
+  }
+  std::int64_t count = 0;
+  source.read(block.data(), block.size(), count);
+  if (count <= 0) return 0;
+  return destination.write(block.data(), static_cast<std::size_t>(count)) == count ? count : -1;
+}
+
 CopyResult copyBlocks(File_platformIndependent& source, File_platformIndependent& destination,
                       const CopySettings& settings) {
   const std::int64_t size = source.openSize();
   if (size < 0) return CopyResult::failed;
-  std::vector<char> block(std::clamp<std::size_t>(static_cast<std::size_t>(size), 1, settings.blockBytes));
+  const std::size_t blockBytes =
+      std::clamp<std::size_t>(static_cast<std::size_t>(size), 1, settings.blockBytes);
+  std::vector<char> block;
   const bool* const abortRequested = StatusXml::instance().abortRequested();
   std::int64_t copied = 0;
   for (;;) {
     if (settings.state && *abortRequested) return CopyResult::aborted;
-    std::int64_t count = 0;
-    source.read(block.data(), block.size(), count);
-    if (count <= 0) break;
-    if (destination.write(block.data(), static_cast<std::size_t>(count)) != count) return CopyResult::failed;
+    const std::int64_t count = copyBlock(source, destination, blockBytes, block);
+    if (count < 0) return CopyResult::failed;
+    if (count == 0) break;
     copied += count;
     if (!settings.state) continue;
     // A device that has gone shows within one block, and what is told as done is on its way.

@@ -105,6 +105,13 @@ std::int64_t File_platformIndependent::write(const void* data, std::size_t size)
   return handle_->write(data, size, error) ? static_cast<std::int64_t>(size) : 0;
 }
 
+std::optional<std::int64_t> File_platformIndependent::writeFrom(File_platformIndependent& source,
+                                                                std::size_t size) {
+  if (!handle_ || !source.handle_) return -1;
+  ErrorCode error;
+  return handle_->writeFrom(*source.handle_, size, error);
+}
+
 std::int64_t File_platformIndependent::openSize() const {
   ErrorCode error;
   return handle_ ? handle_->size(error) : -1;

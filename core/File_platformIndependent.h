@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "platform/FileSystem.h"
 
@@ -45,6 +46,9 @@ class File_platformIndependent {
   std::int64_t read(void* buffer, std::size_t size, std::int64_t& count);
   // The number of bytes written; -1 when nothing is open. Fewer than `size` is a failure.
   std::int64_t write(const void* data, std::size_t size);
+  // Writes what comes next in an open source, `size` bytes or fewer at its end, without their passing through
+  // the program's memory. The number of bytes; -1 on failure. Nothing, and nothing done, where that can't be.
+  [[nodiscard]] std::optional<std::int64_t> writeFrom(File_platformIndependent& source, std::size_t size);
   // In bytes, of the open file itself, whatever stands at its path by now; -1 when nothing is open.
   [[nodiscard]] std::int64_t openSize() const;
   // Sets where the next read begins, in bytes from the start.

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "platform/Text.h"
@@ -42,6 +43,10 @@ class FileHandle {
   virtual std::int64_t read(void* buffer, std::size_t size, ErrorCode& error) = 0;
   // Writes all bytes or fails; after a failure some of them may have been written.
   virtual bool write(const void* data, std::size_t size, ErrorCode& error) = 0;
+  // Writes what comes next in another open file, as far as it goes but no more than `size` bytes, without
+  // their passing through the program's memory. The number of bytes, fewer than `size` only at that file's
+  // end; -1 on failure. Nothing, and nothing done, where the system can't do that for these two files.
+  virtual std::optional<std::int64_t> writeFrom(FileHandle&, std::size_t, ErrorCode&) { return std::nullopt; }
   // Where the next read or write takes place, in bytes from the start. A file opened with `append` ignores it
   // for writing.
   virtual bool seek(std::uint64_t position, ErrorCode& error) = 0;

@@ -1,6 +1,7 @@
 #include "platform/linux/LinuxFileHandle.h"
 
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -53,6 +54,23 @@ bool LinuxFileHandle::write(const void* data, std::size_t size, ErrorCode& error
   }
   error.clear();
   return true;
+}
+
+std::optional<std::int64_t> LinuxFileHandle::writeFrom(FileHandle& source, std::size_t size,
+                                                       ErrorCode& error) {
+  auto* const from = dynamic_cast<LinuxFileHandle*>(&source);
+  if (from == nullptr) return std::nullopt;
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t count = ::sendfile(descriptor_, from->descriptor_, nullptr, size - done);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0 && done == 0 && (errno == EINVAL || errno == ENOSYS)) return std::nullopt;
+    if (!succeeded(count, error)) return -1;
+    if (count == 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  error.clear();
+  return static_cast<std::int64_t>(done);
 }
 
 bool LinuxFileHandle::seek(std::uint64_t position, ErrorCode& error) {

@@ -14,6 +14,7 @@ class LinuxFileHandle : public FileHandle {
 
   std::int64_t read(void* buffer, std::size_t size, ErrorCode& error) override;
   bool write(const void* data, std::size_t size, ErrorCode& error) override;
+  std::optional<std::int64_t> writeFrom(FileHandle& source, std::size_t size, ErrorCode& error) override;
   bool seek(std::uint64_t position, ErrorCode& error) override;
   std::int64_t size(ErrorCode& error) override;
   bool truncate(std::uint64_t size, ErrorCode& error) override;

@@ -125,6 +125,21 @@ TEST_F(CopyFileTest, HoldsNoMoreThanOneBlock) {
   EXPECT_THAT(sizes, Each(Le(blockBytes)));
 }
 
+TEST_F(CopyFileTest, CopiesByItselfWhatTheSystemCannotCopy) {
+  ReadsTold reads(files());
+  std::size_t blocks = 0;
+  reads.before = [&](std::size_t) { ++blocks; };
+  useFileSystem(reads);
+  for (const std::size_t size : {0, 999, 1000, 1001, 12'345}) {
+    SCOPED_TRACE(size);
+    writeFile(source, contentOf(size));
+    blocks = 0;
+    EXPECT_EQ(copyFile(source, destination, plain), CopyResult::done);
+    EXPECT_EQ(readFile(destination), contentOf(size));
+    EXPECT_GE(blocks, size / blockBytes + 1);
+  }
+}
+
 TEST_F(CopyFileTest, AnOldFileAtTheDestinationIsReplaced) {
   writeFile(destination, contentOf(9000));
   EXPECT_EQ(copyFile(source, destination, plain), CopyResult::done);

@@ -308,6 +308,45 @@ TEST_P(FileSystemContractTest, aWrittenFileIsReadBackOverTheSameHandle) {
   EXPECT_EQ(buffer.substr(0, 4), "0123");
 }
 
+TEST_P(FileSystemContractTest, oneFileIsWrittenFromAnotherFromWhereThatStands) {
+  put("source", "0123456789");
+  const auto source = files().open(at(u"/source"), OpenMode::read, error_);
+  const auto copy = files().open(at(u"/copy"), OpenMode::truncate, error_);
+  ASSERT_NE(source, nullptr);
+  ASSERT_NE(copy, nullptr);
+  EXPECT_TRUE(source->seek(2, error_));
+  EXPECT_EQ(copy->writeFrom(*source, 5, error_), 5);
+  EXPECT_EQ(get("copy"), "23456");
+  EXPECT_EQ(copy->writeFrom(*source, 5, error_), 3);
+  EXPECT_FALSE(error_);
+  EXPECT_EQ(copy->writeFrom(*source, 5, error_), 0);
+  EXPECT_FALSE(error_);
+  EXPECT_TRUE(copy->write("!", 1, error_));
+  EXPECT_EQ(get("copy"), "23456789!");
+}
+
+TEST_P(FileSystemContractTest, aFileThatCannotBeWrittenTakesNothingFromAnother) {
+  put("source", "0123456789");
+  put("copy", "old");
+  const auto source = files().open(at(u"/source"), OpenMode::read, error_);
+  const auto copy = files().open(at(u"/copy"), OpenMode::read, error_);
+  EXPECT_EQ(copy->writeFrom(*source, 5, error_), -1);
+  EXPECT_TRUE(error_);
+  EXPECT_EQ(get("copy"), "old");
+}
+
+TEST_P(FileSystemContractTest, whereTheSystemCannotWriteFromAFileNothingIsDone) {
+  put("source", "0123456789");
+  put("copy", "old");
+  const auto source = files().open(at(u"/source"), OpenMode::read, error_);
+  const auto copy = files().open(at(u"/copy"), OpenMode::append, error_);
+  if (copy->writeFrom(*source, 5, error_)) GTEST_SKIP() << "this system can append to a file in this way";
+  char first = 0;
+  EXPECT_EQ(source->read(&first, 1, error_), 1);
+  EXPECT_EQ(first, '0');
+  EXPECT_EQ(get("copy"), "old");
+}
+
 TEST_P(FileSystemContractTest, aPositionBeyondTheLargestFileIsAnError) {
   const auto file = files().open(at(u"/file"), OpenMode::truncate, error_);
   ASSERT_NE(file, nullptr);
