@@ -35,6 +35,8 @@ int ImportKmlFileRunner::run() {
   if (size < 0)
     return fail(
         ErrorReport(1186, u"The file does not exist!").attribute(u"FILE", toForwardSlashes(job_.filePath)));
+  for (const WideText& storage : {job_.secondFolder, job_.mainFolder})
+    TrackFolder(storage).removeUnfinishedCopy();
   const std::optional<WideText> storage = chooseStorage(size);
   return storage ? importTo(*storage) : -1;
 }

@@ -6,6 +6,7 @@
 #include "core/File_platformIndependent.h"
 #include "core/PathBelowRoot.h"
 #include "core/Text.h"
+#include "userdata/FileCopy.h"
 
 namespace ZelmoraTevra {
 
@@ -43,6 +44,10 @@ std::optional<WideText> TrackFolder::placeFor(const WideText& name) const {
 void TrackFolder::create() const {
   const std::optional<WideText> folder = PathBelowRoot(storage_).join(WideText(folderBelowStorage));
   if (folder && !Directory_new(*folder).exists()) static_cast<void>(Directory_new(*folder).create());
+}
+
+void TrackFolder::removeUnfinishedCopy() const {
+  if (const auto left = find(WideText(unfinishedCopyName))) File_platformIndependent(*left).remove();
 }
 
 void TrackFolder::list(std::vector<KmlFileEntry>& files) const {

@@ -30,6 +30,8 @@ class TrackFolder {
   [[nodiscard]] std::optional<WideText> placeFor(const WideText& name) const;
   // Makes the folder, one level. Whether that went well shows when something is put into it.
   void create() const;
+  // Takes away what an import that was cut off has left, which would take up room for good.
+  void removeUnfinishedCopy() const;
   // Appends the tracks, those in folders below included. What can't be read is left out.
   void list(std::vector<KmlFileEntry>& files) const;
 

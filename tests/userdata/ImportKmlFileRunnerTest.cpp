@@ -4,6 +4,7 @@
 #include "core/ProgressObserver.h"
 #include "core/Text.h"
 #include "tests/userdata/KmlFilesTest.h"
+#include "userdata/FileCopy.h"
 
 namespace ZelmoraTevra {
 namespace {
@@ -90,6 +91,17 @@ TEST_F(ImportKmlFileRunnerTest, TheRoomOfAFileThatIsReplacedDoesNotCount) {
   setCapacities(0, enoughRoom() + track.size() - 1);
   EXPECT_EQ(run(importOfTrack(true)), -1);
   EXPECT_EQ(status().exitCode(), u"1190");
+}
+
+TEST_F(ImportKmlFileRunnerTest, WhatAKilledImportLeftOnEitherStorageTakesUpNoRoom) {
+  const WideText left(unfinishedCopyName);
+  writeFile(flashTrack(left), std::string(1000, 'x'));
+  writeFile(cardTrack(left), std::string(1000, 'x'));
+  setCapacities(0, enoughRoom());
+  EXPECT_EQ(run(importOfTrack()), 0);
+  expectSuccess();
+  EXPECT_EQ(tree(path(u"card/ZELMORA/Tracks")), (std::vector<std::string>{"a.kml"}));
+  EXPECT_TRUE(tree(path(u"flash/ZELMORA/Tracks")).empty());
 }
 
 TEST_F(ImportKmlFileRunnerTest, AnotherExtensionIs1185EvenIfTheFileIsMissing) {
