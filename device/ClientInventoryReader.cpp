@@ -1,33 +1,21 @@
 #include "device/ClientInventoryReader.h"
 
-#include <string>
+#include <optional>
 #include <utility>
 
-#include "core/BackendLogger.h"
 #include "core/EditableXml.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
 #include "core/ReplaceDeviceFile.h"
-#include "core/Text.h"
 #include "core/XmlDocument.h"
 #include "device/ClientVersionXmlFile.h"
+#include "device/DeviceSoftware.h"
 #include "device/InstalledUpdates.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
 namespace {
-
-void logMissing(const IVersionXmlFile& file) {
-  const WideText path = file.getFilePath();
-  writeLog(u"Fail to find version xml at path: " +
-           (path.empty() ? newerVersionFilePath(file.getRootPath()) : path));
-}
-
-void logCorrupted(const WideText& path, XmlLoad load, const TiXmlDocument& document) {
-  const int error = load == XmlLoad::malformed ? document.ErrorId() : TiXmlBase::TIXML_ERROR_OPENING_FILE;
-  writeLog(u"Version xml corrupted! Error id: " + numberText(error) + u" Path: " + path);
-}
 
 // A node that isn't an element, as a comment, has no children.
 WideText childText(const TiXmlNode& node, const char* name) {
@@ -45,13 +33,9 @@ ClientInventoryReader::ClientInventoryReader(const IVersionXmlFile& versionFile,
 }
 
 void ClientInventoryReader::read() {
-  const WideText path = versionFile_.getFilePath();
   TiXmlDocument document;
-  const XmlLoad load = loadVersionDocument(path, document);
-  if (load != XmlLoad::loaded) {
-    if (!File_platformIndependent(path).exists()) return logMissing(versionFile_);
-    logCorrupted(path, load, document);
-  }
+  const std::optional<XmlLoad> load = loadVersionFile(versionFile_, document);
+  if (!load) return;
   // What the parser kept of a damaged file is saved, not believed.
   const TiXmlElement* const root = load == XmlLoad::loaded ? document.RootElement() : nullptr;
 
@@ -68,18 +52,7 @@ void ClientInventoryReader::read() {
 }
 
 void ClientInventoryReader::readSoftware(const TiXmlElement* root) {
-  if (versionFile_.isZelmoraLayout() || versionFile_.isKd3Layout()) {
-    const std::string section = versionFile_.isZelmoraLayout() ? "/config/software/" : "/config/kd3/";
-    const auto value = [&](const char* name) { return lookupText(root, section + name); };
-    software_.brand = value("brand");
-    software_.platform = value("platform");
-    software_.setVersion(value("version"));
-    software_.hardwareId = value("id");
-    software_.gts = value("gts");
-    software_.deviceUid = value("productid");
-    software_.imei = value("IMEI");
-    software_.style = value("style");
-  }
+  software_ = softwareIn(root, versionFile_);
   if (software_.gts.empty()) software_.gts = readUserSettingsDate(versionFile_);
 }
 

@@ -16,6 +16,8 @@
 #include "userdata/ImportContactsRunner.h"
 #include "userdata/ImportKmlFileRunner.h"
 #include "userdata/KmlCommandReader.h"
+#include "userdata/UploadCommandReader.h"
+#include "userdata/UploadFilesRunner.h"
 
 namespace ZelmoraTevra {
 
@@ -42,6 +44,8 @@ void addUserDataCommands(CommandTable& table) {
                                .makeWorker = [] { return std::make_unique<ImportContactsRunner>(); }};
   table[u"IMPORT_KML_FILE"] = {.read = readImportKmlFileCommand,
                                .makeWorker = [] { return std::make_unique<ImportKmlFileRunner>(); }};
+  table[u"UPLOAD_FILES"] = {.read = readUploadCommand,
+                            .makeWorker = [] { return std::make_unique<UploadFilesRunner>(); }};
 }
 
 }  // namespace ZelmoraTevra

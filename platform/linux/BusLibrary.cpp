@@ -1,10 +1,11 @@
 #include "platform/linux/BusLibrary.h"
 
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <optional>
+
+#include "platform/linux/DynamicLibrary.h"
 
 namespace ZelmoraTevra::platform {
 
@@ -15,21 +16,16 @@ bool hasSystemBus() {
          ::access("/run/dbus/system_bus_socket", F_OK) == 0;
 }
 
-template <typename Function>
-bool find(void* library, const char* name, Function& function) {
-  function = reinterpret_cast<Function>(::dlsym(library, name));
-  return function != nullptr;
-}
-
 std::optional<BusLibrary> load() {
   void* const library = ::dlopen("libsystemd.so.0", RTLD_LAZY | RTLD_LOCAL);
   BusLibrary bus;
-  if (library != nullptr && find(library, "sd_bus_open_system", bus.openSystem) &&
-      find(library, "sd_bus_close", bus.close) && find(library, "sd_bus_unref", bus.unref) &&
-      find(library, "sd_bus_call_method_async", bus.callMethodAsync) &&
-      find(library, "sd_bus_process", bus.process) && find(library, "sd_bus_wait", bus.wait) &&
-      find(library, "sd_bus_message_is_method_error", bus.isMethodError) &&
-      find(library, "sd_bus_message_read", bus.read)) {
+  if (library != nullptr && findFunction(library, "sd_bus_open_system", bus.openSystem) &&
+      findFunction(library, "sd_bus_close", bus.close) && findFunction(library, "sd_bus_unref", bus.unref) &&
+      findFunction(library, "sd_bus_call_method_async", bus.callMethodAsync) &&
+      findFunction(library, "sd_bus_process", bus.process) &&
+      findFunction(library, "sd_bus_wait", bus.wait) &&
+      findFunction(library, "sd_bus_message_is_method_error", bus.isMethodError) &&
+      findFunction(library, "sd_bus_message_read", bus.read)) {
     return bus;
   }
   return std::nullopt;

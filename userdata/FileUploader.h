@@ -1,0 +1,61 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/CurlLibrary.h"
+#include "platform/Text.h"
+
+namespace ZelmoraTevra {
+
+// A file that goes up.
+struct UploadEntry {
+  WideText path;         // in full
+  WideText doNotDelete;  // exactly "0": the file is deleted when the server has it
+  WideText url;          // the base of its target
+};
+
+// Sends files to a server with one HTTP PUT each, under names that no other upload has. Reports nothing: the
+// log tells what failed. What the server answers is thrown away. Only "http" and "https" are spoken, whatever
+// a URL says: with other protocols it could make the program write on this computer.
+class FileUploader {
+ public:
+  FileUploader() = default;
+  ~FileUploader();
+  FileUploader(const FileUploader&) = delete;
+  FileUploader& operator=(const FileUploader&) = delete;
+
+  // Asks the server whether it is there. 0, 1 on any failure, -1 if it has succeeded before.
+  int initialise(const WideText& baseUrl);
+  // 0, and a file that was added before stays as it was; -1 if the path is no file; 1 when not initialised.
+  // With an own URL the file goes there, if that one answers.
+  int addFile(const WideText& path, const WideText& doNotDelete, const WideText& ownUrl = {});
+  // Sends all files in the order of their paths and deletes those that may be deleted, each as soon as the
+  // server has taken it. The first failure ends it: that file and those behind it stay. 0, the failure as a
+  // number of libcurl's, or 1 when not initialised.
+  int uploadAll();
+  // 0 if a server answers there, whatever it says, else -1.
+  int testUrl(const WideText& url);
+
+ private:
+  using Handle = std::unique_ptr<CURL, decltype(&::curl_easy_cleanup)>;
+
+  [[nodiscard]] bool prepareLibrary();
+  [[nodiscard]] Handle newHandle() const;
+  // What every request needs. Nothing may be left out of it, so a failure is that of the request.
+  [[nodiscard]] CURLcode prepareRequest(CURL* handle, const std::string& url) const;
+  [[nodiscard]] CURLcode askForAnswer(CURL* handle, const std::string& url) const;
+  [[nodiscard]] CURLcode upload(const UploadEntry& entry);
+  [[nodiscard]] bool wasStored(std::int64_t size);
+  [[nodiscard]] bool isKnown(const WideText& key) const;
+
+  const platform::CurlLibrary* curl_ = nullptr;
+  Handle handle_{nullptr, nullptr};
+  bool initialised_ = false;
+  WideText baseUrl_;
+  std::map<WideText, UploadEntry> entries_;          // by the path in one spelling
+  std::multimap<WideText, WideText> keysByAnyCase_;  // how a device may spell them as well
+};
+
+}  // namespace ZelmoraTevra

@@ -1,0 +1,80 @@
+#include "userdata/UploadFilesRunner.h"
+
+#include <optional>
+#include <vector>
+
+#include "core/BackendLogger.h"
+#include "core/Directory_new.h"
+#include "core/File_platformIndependent.h"
+#include "core/PathBelowRoot.h"
+#include "core/Text.h"
+#include "device/DeviceSettings.h"
+#include "device/DeviceSoftware.h"
+#include "platform/Machine.h"
+#include "userdata/FileUploader.h"
+
+namespace ZelmoraTevra {
+
+namespace {
+
+// Beside the program, as it was installed.
+WideText settingsFile() {
+  return parentFolder(platform::machine().processes->modulePath()) + u"/../etc/Tevra/UploaderSettings.xml";
+}
+
+// What is there of the files and folders of a table, with full paths. What would leave the device by its path
+// or through a link isn't there.
+std::vector<SettingsFile> presentFiles(const WideText& root, const std::vector<SettingsFile>& files,
+                                       const std::vector<WideText>& folders) {
+  std::vector<SettingsFile> present;
+  PathBelowRoot device(root);
+  for (const SettingsFile& file : files) {
+    const std::optional<WideText> path = device.joinExisting(file.path);
+    if (path && File_platformIndependent(*path).exists())
+      present.push_back({root + u'/' + file.path, file.doNotDelete});
+  }
+  for (const WideText& name : folders) {
+    const std::optional<WideText> path = device.joinExisting(name);
+    if (!path) continue;
+    std::vector<WideText> found;
+    const Directory_new folder(root + u'/' + name);
+    if (folder.exists()) static_cast<void>(folder.files(found, false));
+    for (const WideText& file : found) present.push_back({file, u"0"});
+  }
+  return present;
+}
+
+void logFiles(const std::vector<SettingsFile>& files) {
+  if (!BackendLogger::instance().isActive()) return;
+  writeLog(files.empty() ? u"No files for upload!" : u"Files to be uploaded:");
+  for (const SettingsFile& file : files) writeLog(file.path);
+}
+
+}  // namespace
+
+int UploadFilesRunner::init(const CommandRecord& record) {
+  root_ = record.storageCardDriveLetter;
+  url_ = record.uploadUrl;
+  inlineTable_ = record.defaultDeviceSettings;
+  return 0;
+}
+
+int UploadFilesRunner::run() {
+  const std::optional<ClientSoftware> software = readDeviceSoftware(root_);
+  if (!software) return 0;
+  std::vector<SettingsFile> files;
+  std::vector<WideText> folders;
+  if (readDeviceSettings(settingsFile(), "uploaderSettings", *software, files, folders, inlineTable_.get()) !=
+      0)
+    return -1;
+  const std::vector<SettingsFile> present = presentFiles(root_, files, folders);
+  logFiles(present);
+
+  FileUploader uploader;
+  if (uploader.initialise(url_) != 0) return -1;
+  // A file that has gone since it was found is as one that never was.
+  for (const SettingsFile& file : present) static_cast<void>(uploader.addFile(file.path, file.doNotDelete));
+  return uploader.uploadAll() == 0 ? 0 : -1;
+}
+
+}  // namespace ZelmoraTevra
