@@ -25,7 +25,9 @@ std::unique_ptr<NginxServer> NginxServer::start(const std::filesystem::path& fol
                 << "error_log stderr notice;\nevents {}\nhttp {\n  access_log off;\n  sendfile on;\n";
   for (const char* kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"})
     configuration << "  " << kind << "_temp_path " << prefix << '/' << kind << ";\n";
-  configuration << "  server {\n    listen " << server->host_ << ":80;\n    root " << folder << ";\n  }\n}\n";
+  configuration
+      << "  server {\n    listen " << server->host_ << ":80;\n    root " << folder
+      << ";\n    dav_methods PUT;\n    create_full_put_path on;\n    client_max_body_size 0;\n  }\n}\n";
   configuration.close();
 
   server->process_ = std::make_unique<ServerProcess>(

@@ -9,7 +9,8 @@
 
 namespace ZelmoraTevra {
 
-// The real web server, on port 80 of a loopback address, serving the files of a folder.
+// The real web server, on port 80 of a loopback address, serving the files of a folder and taking new ones
+// for it.
 class NginxServer {
  public:
   // Null if it isn't installed or this process may not listen on port 80.

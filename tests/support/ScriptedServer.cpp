@@ -32,6 +32,24 @@ std::string receiveHead(int connection) {
   return head;
 }
 
+std::string receiveBody(int connection, const std::string& head, std::size_t limit) {
+  constexpr std::string_view name = "Content-Length: ";
+  const std::size_t position = head.find(name);
+  if (position == std::string::npos) return {};
+  const std::size_t length = std::strtoull(head.c_str() + position + name.size(), nullptr, 10);
+  if (limit > 0 && head.find("Expect: 100-continue") != std::string::npos)
+    sendAll(connection, "HTTP/1.1 100 Continue\r\n\r\n");
+  std::string body(std::min(length, limit), '\0');
+  std::size_t taken = 0;
+  while (taken < body.size()) {
+    const ssize_t count = ::recv(connection, body.data() + taken, body.size() - taken, 0);
+    if (count <= 0) break;
+    taken += static_cast<std::size_t>(count);
+  }
+  body.resize(taken);
+  return body;
+}
+
 // An unread byte would turn the end of the connection into a reset.
 void closeInOrder(int connection) {
   ::shutdown(connection, SHUT_WR);
@@ -80,6 +98,11 @@ std::vector<std::string> ScriptedServer::requests() const {
   return requests_;
 }
 
+std::vector<std::string> ScriptedServer::bodies() const {
+  const std::lock_guard lock(mutex_);
+  return bodies_;
+}
+
 void ScriptedServer::serve() {
   for (;;) {
     const int connection = ::accept4(listener_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC);
@@ -106,6 +129,11 @@ void ScriptedServer::answerRequests(int connection) {
       requests_.push_back(request);
     }
     const Reply reply = script_(request);
+    std::string body = receiveBody(connection, request, reply.bodyBytes);
+    {
+      const std::lock_guard lock(mutex_);
+      bodies_.push_back(std::move(body));
+    }
     bool sent = sendAll(connection, reply.bytes);
     while (sent && !reply.repeated.empty()) sent = sendAll(connection, reply.repeated);
     if (reply.end == End::reset) resetAtClose(connection);

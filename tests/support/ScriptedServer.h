@@ -26,7 +26,9 @@ class ScriptedServer {
     std::string bytes;
     std::string repeated = {};  // sent behind the bytes, again and again until the client goes away
     End end = End::close;
+    std::size_t bodyBytes = 0;  // so much of the request's body is taken before the reply
   };
+  static constexpr std::size_t wholeBody = SIZE_MAX;
   // Called in the server's thread with a request's head.
   using Script = std::function<Reply(const std::string& request)>;
 
@@ -43,6 +45,8 @@ class ScriptedServer {
   [[nodiscard]] std::uint16_t port() const { return listener_.port(); }
   // The heads of all requests so far, as sent.
   [[nodiscard]] std::vector<std::string> requests() const;
+  // What was taken of their bodies, one for each request that has been answered.
+  [[nodiscard]] std::vector<std::string> bodies() const;
 
  private:
   ScriptedServer(LoopbackListener listener, Script script);
@@ -54,6 +58,7 @@ class ScriptedServer {
   Script script_;
   mutable std::mutex mutex_;
   std::vector<std::string> requests_;
+  std::vector<std::string> bodies_;
   int connection_ = -1;  // the open one
   bool stopping_ = false;
   std::thread thread_;  // the last member: it uses all others
