@@ -17,9 +17,16 @@ namespace ZelmoraTevra {
 namespace {
 
 constexpr const char* protocols = "http,https";
+constexpr std::size_t maximalAnswerBytes = 1 << 20;
+constexpr long patienceSeconds = 300;  // without a byte in either direction
 
-std::size_t throwAway(char*, std::size_t size, std::size_t count, void*) {
-  return size * count;
+// Of an answer without end no more is taken; `left` are the bytes that still may come.
+std::size_t throwAway(char*, std::size_t size, std::size_t count, void* left) {
+  auto& bytesLeft = *static_cast<std::size_t*>(left);
+  const std::size_t bytes = size * count;
+  if (bytes > bytesLeft) return 0;
+  bytesLeft -= bytes;
+  return bytes;
 }
 
 // One spelling for the paths that are the same as a text: "\" alone as separator, no empty component, no ".".
@@ -144,18 +151,22 @@ FileUploader::Handle FileUploader::newHandle() const {
   return {curl_->easyInit(), curl_->easyCleanup};
 }
 
-CURLcode FileUploader::prepareRequest(CURL* handle, const std::string& url) const {
+CURLcode FileUploader::prepareRequest(CURL* handle, const std::string& url, std::size_t& answerBytes) const {
   const auto set = curl_->easySetopt;
   CURLcode result = set(handle, CURLOPT_URL, url.c_str());
   if (result == CURLE_OK) result = set(handle, CURLOPT_PROTOCOLS_STR, protocols);
   if (result == CURLE_OK) result = set(handle, CURLOPT_NOSIGNAL, 1L);
+  // A server that has gone without a word is noticed.
+  if (result == CURLE_OK) result = set(handle, CURLOPT_TCP_KEEPALIVE, 1L);
   if (result == CURLE_OK) result = set(handle, CURLOPT_WRITEFUNCTION, &throwAway);
+  if (result == CURLE_OK) result = set(handle, CURLOPT_WRITEDATA, &answerBytes);
   return result;
 }
 
 CURLcode FileUploader::askForAnswer(CURL* handle, const std::string& url) const {
   const auto set = curl_->easySetopt;
-  CURLcode result = prepareRequest(handle, url);
+  std::size_t answerBytes = maximalAnswerBytes;
+  CURLcode result = prepareRequest(handle, url, answerBytes);
   if (result == CURLE_OK) result = set(handle, CURLOPT_HEADER, 1L);
   if (result == CURLE_OK) result = set(handle, CURLOPT_NOBODY, 1L);
   if (result == CURLE_OK) result = set(handle, CURLOPT_FOLLOWLOCATION, 0L);
@@ -168,13 +179,16 @@ CURLcode FileUploader::upload(const UploadEntry& entry) {
   if (!source.open()) return CURLE_READ_ERROR;
   const auto set = curl_->easySetopt;
   CURL* const handle = handle_.get();
-  CURLcode result = prepareRequest(handle, targetOf(entry));
+  std::size_t answerBytes = maximalAnswerBytes;
+  CURLcode result = prepareRequest(handle, targetOf(entry), answerBytes);
   if (result == CURLE_OK) result = set(handle, CURLOPT_READFUNCTION, &UploadSource::read);
   if (result == CURLE_OK) result = set(handle, CURLOPT_READDATA, &source);
   if (result == CURLE_OK) result = set(handle, CURLOPT_SEEKFUNCTION, &UploadSource::seek);
   if (result == CURLE_OK) result = set(handle, CURLOPT_SEEKDATA, &source);
   if (result == CURLE_OK) result = set(handle, CURLOPT_UPLOAD, 1L);
   if (result == CURLE_OK) result = set(handle, CURLOPT_FAILONERROR, 1L);
+  if (result == CURLE_OK) result = set(handle, CURLOPT_LOW_SPEED_LIMIT, 1L);
+  if (result == CURLE_OK) result = set(handle, CURLOPT_LOW_SPEED_TIME, patienceSeconds);
   if (result == CURLE_OK)
     result = set(handle, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(source.size()));
   if (result == CURLE_OK) result = curl_->easyPerform(handle);

@@ -43,8 +43,9 @@ class FileUploader {
 
   [[nodiscard]] bool prepareLibrary();
   [[nodiscard]] Handle newHandle() const;
-  // What every request needs. Nothing may be left out of it, so a failure is that of the request.
-  [[nodiscard]] CURLcode prepareRequest(CURL* handle, const std::string& url) const;
+  // What every request needs. Nothing may be left out of it, so a failure is that of the request. So many
+  // bytes of the answer are taken and thrown away; the number is counted down.
+  [[nodiscard]] CURLcode prepareRequest(CURL* handle, const std::string& url, std::size_t& answerBytes) const;
   [[nodiscard]] CURLcode askForAnswer(CURL* handle, const std::string& url) const;
   [[nodiscard]] CURLcode upload(const UploadEntry& entry);
   [[nodiscard]] bool wasStored(std::int64_t size);

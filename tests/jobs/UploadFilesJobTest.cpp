@@ -29,6 +29,7 @@ class UploadFilesJobTest : public ProgramTest {
     for (const auto& [name, content] : logs) job.write("flash/ZELMORA/Logs/" + name, content);
     job.write("flash/ZELMORA/Logs/old/kept.log", "of a folder below");
     fs::create_directories(job.path("server/in"));
+    job.environment["no_proxy"] = "*";
   }
 
   static std::string versionDocument(const std::string& platform, const std::string& version) {

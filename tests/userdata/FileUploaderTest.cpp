@@ -7,6 +7,7 @@
 #include "core/Text.h"
 #include "tests/support/FaultyFileSystem.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/ScriptedServer.h"
 #include "userdata/FileUploader.h"
 
@@ -130,6 +131,9 @@ class FileUploaderTest : public JobTest {
   }
 
   std::unique_ptr<ScriptedServer> server;
+
+ private:
+  ScopedEnvironment noProxy_{"no_proxy", "*"};
 };
 
 TEST_F(FileUploaderTest, InitialisingAsksForTheHeadOfTheUrl) {
@@ -422,6 +426,14 @@ TEST_F(FileUploaderTest, AServerThatClosesWithoutAnAnswerHasNotTakenTheFile) {
 TEST_F(FileUploaderTest, AnAnswerThatComesBeforeTheWholeFileWasSentIsNoSuccess) {
   expectNothingIsDeletedAfter({"HTTP/1.1 201 Created\r\nContent-Length: 0\r\n\r\n", "", End::reset, 1},
                               std::string(30'000'000, 'x'));
+}
+
+TEST_F(FileUploaderTest, AnAnswerWithoutEndIsNone) {
+  expectNothingIsDeletedAfter(
+      {"HTTP/1.1 201 Created\r\n\r\n", "and so on ", End::close, ScriptedServer::wholeBody}, "content");
+  serve([](const std::string&) { return Reply{"HTTP/1.1 200 OK\r\n", "X-More: follows\r\n"}; });
+  FileUploader uploader;
+  EXPECT_EQ(uploader.testUrl(url()), -1);
 }
 
 TEST_F(FileUploaderTest, AServerThatClosesEachConnectionGetsAllFiles) {

@@ -7,6 +7,7 @@
 #include "core/Base64.h"
 #include "core/Text.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/ScopedEnvironment.h"
 #include "tests/support/ScriptedServer.h"
 #include "userdata/UploadFilesRunner.h"
 #include "userdata/UserDataCommands.h"
@@ -106,6 +107,9 @@ class UploadFilesRunnerTest : public JobTest {
   std::unique_ptr<ScriptedServer> server;
   std::string url;
   CommandRecord record;
+
+ private:
+  ScopedEnvironment noProxy_{"no_proxy", "*"};
 };
 
 TEST_F(UploadFilesRunnerTest, TheCommandReadsItsParameters) {
