@@ -203,8 +203,8 @@ bool FileUploader::wasStored(std::int64_t size) {
   long status = 0;
   curl_off_t sent = -1;
   return curl_->easyGetinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status) == CURLE_OK &&
-         curl_->easyGetinfo(handle_.get(), CURLINFO_SIZE_UPLOAD_T, &sent) == CURLE_OK && status >= 200 &&
-         status < 300 && sent == size;
+         curl_->easyGetinfo(handle_.get(), CURLINFO_SIZE_UPLOAD_T, &sent) == CURLE_OK && status / 100 == 2 &&
+         sent == size;
 }
 
 }  // namespace ZelmoraTevra
