@@ -6,6 +6,9 @@
 #include "backup/CheckRestoreSizeRunner.h"
 #include "backup/RestoreDeviceCommandReader.h"
 #include "backup/RestoreDeviceRunner.h"
+#include "backup/DeleteBackupRunner.h"
+#include "backup/GetBackupsRunner.h"
+#include "backup/RestoreBackupRunner.h"
 
 namespace ZelmoraTevra {
 
@@ -24,6 +27,12 @@ void addBackupCommands(CommandTable& table) {
   table[u"RESTORE_DEVICE"] = {.read = readRestoreDeviceCommand,
                               .makeWorker = [] { return std::make_unique<RestoreDeviceRunner>(); },
                               .movesFolder = false,
+  table[u"DELETE_BACKUP"] = {.read = readDeleteBackupCommand,
+                             .makeWorker = [] { return std::make_unique<DeleteBackupRunner>(); }};
+  table[u"GET_BACKUPS"] = {.read = [](const TiXmlElement&, CommandRecord&) { return true; },
+                           .makeWorker = [] { return std::make_unique<GetBackupsRunner>(); }};
+  table[u"RESTORE_BACKUP"] = {.read = readRestoreBackupCommand,
+                              .makeWorker = [] { return std::make_unique<RestoreBackupRunner>(); },
                               .writesIndicatorFile = true};
 }
 

@@ -34,6 +34,7 @@ bool isSameFolder(const WideText& left, const WideText& right) {
 }
 
 bool isSameOrBelowFolder(const WideText& path, const WideText& folder) {
+  if (folder.empty()) return false;
   WideText step = path;
   for (int level = 0; level < maximalLevels; ++level) {
     if (areSameOnDisk(step, folder)) return true;
@@ -42,7 +43,7 @@ bool isSameOrBelowFolder(const WideText& path, const WideText& folder) {
     if (areSameOnDisk(step, parent)) return false;
     step = std::move(parent);
   }
-  return false;
+  return true;
 }
 
 bool isLinkAt(const WideText& path) {

@@ -11,7 +11,8 @@ namespace ZelmoraTevra {
 // their texts are, separators aside.
 [[nodiscard]] bool isSameFolder(const WideText& left, const WideText& right);
 
-// Whether a folder that exists is another one or lies in it, also by way of a symbolic link.
+// Whether a folder that exists is another one or lies in it, also by way of a symbolic link. In doubt it
+// does.
 [[nodiscard]] bool isSameOrBelowFolder(const WideText& path, const WideText& folder);
 
 // True if the entry itself is a symbolic link.
