@@ -1,10 +1,13 @@
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <boost/interprocess/shared_memory_object.hpp>
 #include <filesystem>
 
 #include "backup/BackupList.h"
 #include "core/Globals.h"
+#include "core/SharedTextBlock.h"
 #include "core/StatusXml.h"
 #include "core/Text.h"
 #include "tests/support/BackupBuilder.h"
@@ -170,15 +173,47 @@ TEST_F(BackupListTest, AnAnswerThatCannotBeWrittenIsToldWithItsFile) {
   EXPECT_EQ(status().attributes.at(u"FILE"), toForwardSlashes(StatusXml::instance().statusFilePath()));
 }
 
-TEST_F(BackupListTest, InTheSharedBlockThereIsNoFileToName) {
+class SharedBackupListTest : public BackupListTest {
+ protected:
+  SharedBackupListTest() {
+    commandsInSharedMemory = true;
+    channelName = name_;
+  }
+  ~SharedBackupListTest() override { boost::interprocess::shared_memory_object::remove(name_.c_str()); }
+
+  [[nodiscard]] std::string blockText() const {
+    SharedTextBlock block(name_);
+    std::string text;
+    EXPECT_EQ(block.open(), 0);
+    EXPECT_EQ(block.read(text), 0);
+    return text;
+  }
+
+ private:
+  const std::string name_ = "tevra_test_" + std::to_string(::getpid()) + "_backups";
+};
+
+TEST_F(SharedBackupListTest, TheAnswerGoesIntoTheBlock) {
+  const BackupBuilder backup = backupNamed("b").software("a", "x");
+  backup.write();
   BackupList list;
   EXPECT_EQ(list.listBackups(), 0);
-  commandsInSharedMemory = true;
-  channelName = "ZELMORATevra_no_such_block";
-  startLog();
+  EXPECT_EQ(list.writeBackupList(), 0);
+  EXPECT_THAT(blockText(), HasSubstr("<" + root + ">\n" + backup.headText() + "</" + root + ">"));
+  EXPECT_FALSE(fileExists(StatusXml::instance().statusFilePath()));
+}
+
+TEST_F(SharedBackupListTest, AnAnswerTooLargeForTheBlockIsToldWithoutAFile) {
+  writeFile(path(u"backups/b/b.xml"), "<BackupContents><backup><name>" +
+                                          std::string(SharedTextBlock::textBytes, 'b') +
+                                          "</name></backup></BackupContents>");
+  BackupList list;
+  EXPECT_EQ(list.listBackups(), 0);
   EXPECT_EQ(list.writeBackupList(), -1);
-  EXPECT_TRUE(logHas(u"exitCode: 1048"));
-  for (const WideText& line : logLines()) EXPECT_FALSE(line.starts_with(u"FILE")) << toUtf8(line);
+  const SavedStatus saved = parseStatus(blockText());
+  EXPECT_EQ(saved.state, statErrorOccured);
+  EXPECT_EQ(saved.exitCode(), u"1048");
+  EXPECT_EQ(saved.attributes.count(u"FILE"), 0U);
 }
 
 TEST_F(BackupListTest, ADescriptionCutOffAtAnyPlaceIsPassedOver) {
