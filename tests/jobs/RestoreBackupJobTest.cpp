@@ -125,7 +125,7 @@ TEST_F(RestoreBackupJobTest, ADriveThatCannotBeFormattedIsTold) {
   const std::string machine = job.read("machine.xml");
   for (const auto& [drive, exitCode] : {std::pair("\"E\"", "1255"), std::pair("\"F\"", "1259")}) {
     std::string text = machine;
-    text.insert(text.find(drive) + 3, " refusesFormat=\"FAT FAT32\"");
+    text.insert(text.find(drive) + 3, " formatFails=\"FAT, FAT32\"");
     job.write("machine.xml", text);
     EXPECT_EQ(job.run(restore().text()).document(), terminalDocument(7, {"100"}, {{"exitCode", exitCode}}));
   }
@@ -197,7 +197,11 @@ TEST_F(RestoreBackupJobTest, ADeviceThatFillsUpLeavesNoHalfFile) {
 // Names of all lengths and kinds that a device of a user may hold.
 class RandomTree {
  public:
-  explicit RandomTree(std::uint64_t seed) : random_(seed) {}
+  // A file for the card is told by the name of its storage anywhere in the path: without a card no name has
+  // it.
+  RandomTree(std::uint64_t seed, bool withCard) : random_(seed) {
+    if (withCard) pieces_.insert(pieces_.end(), {"storage_for_content", "storage_for_software"});
+  }
 
   void fill(const fs::path& root, int files) {
     std::vector<fs::path> folders = {root};
@@ -205,6 +209,7 @@ class RandomTree {
       fs::path folder = folders[below(folders.size())];
       if (below(3) == 0 && folder.native().size() < 2'000) {
         folder /= name();
+        if (fs::is_regular_file(folder)) continue;
         fs::create_directories(folder);
         folders.push_back(folder);
       }
@@ -224,35 +229,10 @@ class RandomTree {
     return std::uniform_int_distribution<std::size_t>(0, bound - 1)(random_);
   }
   std::string name() {
-    static const std::vector<std::string> pieces = {"a",
-                                                    "B",
-                                                    "9",
-                                                    ".",
-                                                    " ",
-                                                    "&",
-                                                    "<",
-                                                    ">",
-                                                    "'",
-                                                    "\"",
-                                                    "%",
-                                                    "#",
-                                                    "~",
-                                                    "ä",
-                                                    "ß",
-                                                    "é",
-                                                    "e\xCC\x81",
-                                                    "地",
-                                                    "図",
-                                                    "Ж",
-                                                    "ש",
-                                                    "\xF0\x9F\x97\xBA",
-                                                    "\xF0\x90\x8C\xB0",
-                                                    "storage_for_content",
-                                                    "storage_for_software"};
     const std::size_t bytes = below(8) == 0 ? 255 : 1 + below(40);
     std::string text = below(10) == 0 ? ".hidden" : "n";
     while (true) {
-      const std::string& piece = pieces[below(pieces.size())];
+      const std::string& piece = pieces_[below(pieces_.size())];
       if (text.size() + piece.size() > bytes) break;
       text += piece;
     }
@@ -263,6 +243,29 @@ class RandomTree {
   }
 
   std::mt19937_64 random_;
+  std::vector<std::string> pieces_ = {"a",
+                                      "B",
+                                      "9",
+                                      ".",
+                                      " ",
+                                      "&",
+                                      "<",
+                                      ">",
+                                      "'",
+                                      "\"",
+                                      "%",
+                                      "#",
+                                      "~",
+                                      "ä",
+                                      "ß",
+                                      "é",
+                                      "e\xCC\x81",
+                                      "地",
+                                      "図",
+                                      "Ж",
+                                      "ש",
+                                      "\xF0\x9F\x97\xBA",
+                                      "\xF0\x90\x8C\xB0"};
 };
 
 // Files and their digests; folders come with the files in them.
@@ -276,7 +279,7 @@ class RestoredTreeTest : public RestoreBackupJobTest,
 
 TEST_P(RestoredTreeTest, IsTheSame) {
   const auto [simulates, withCard, seed] = GetParam();
-  RandomTree random(static_cast<std::uint64_t>(seed));
+  RandomTree random(static_cast<std::uint64_t>(seed), withCard);
   random.fill(job.path("flash"), 120);
   if (withCard) random.fill(job.path("card"), 80);
   const Tree flash = filesOf(job.tree("flash"));
@@ -286,9 +289,8 @@ TEST_P(RestoredTreeTest, IsTheSame) {
   empty("flash");
   empty("card");
   job.simulatesMachine = simulates;
-  // A name may hold the word of the other storage: what belongs where is told by the path's start, but
-  // whether there are files for the card by any part of it.
-  const JobResult result = job.run(simulates ? restore().text() : restoreOnFolders(true));
+  const JobResult result =
+      job.run(simulates ? restore("E:", withCard ? "F:" : "").text() : restoreOnFolders(withCard));
   EXPECT_EQ(result.document(), success);
   EXPECT_EQ(filesOf(job.tree("flash")), flash);
   EXPECT_EQ(filesOf(job.tree("card")), card);
