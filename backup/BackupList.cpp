@@ -1,9 +1,11 @@
 #include "backup/BackupList.h"
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "backup/BackupFolder.h"
+#include "backup/PathText.h"
 #include "backup/PresentFiles.h"
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
@@ -23,10 +25,10 @@ bool hasAllFiles(const TiXmlElement& contents, const WideText& folder) {
   PresentFiles present(folder);
   for (const TiXmlElement* file = list->FirstChildElement("File"); file != nullptr;
        file = file->NextSiblingElement("File")) {
-    const char* const path = file->Attribute("path");
-    if (path == nullptr || *path == '\0') continue;
-    // No file has a name that isn't text: with something in its place it isn't found.
-    if (!present.has(toReadableWide(path))) return false;
+    const char* const text = file->Attribute("path");
+    if (text == nullptr || *text == '\0') continue;
+    const std::optional<WideText> path = pathOfText(text);
+    if (!path || !present.has(*path)) return false;
   }
   return true;
 }

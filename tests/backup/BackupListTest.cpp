@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <boost/interprocess/shared_memory_object.hpp>
 #include <filesystem>
+#include <fstream>
 
 #include "backup/BackupList.h"
 #include "core/Globals.h"
@@ -150,6 +151,15 @@ TEST_F(BackupListTest, BytesThatAreNoTextSpoilNoAnswer) {
 TEST_F(BackupListTest, NamesInAnyScriptAreFound) {
   backupNamed("Sicherung ä 地図 \xF0\x9F\x97\xBA").software("ä/\xF0\x9F\x97\xBA & 'x'", "x").write();
   EXPECT_EQ(listed(), Names{"Sicherung ä 地図 \xF0\x9F\x97\xBA"});
+}
+
+TEST_F(BackupListTest, AFileWhoseNameIsNoTextIsFound) {
+  // The byte 0xE4 alone, as Linux may have it in a name, is the surrogate U+DCE4 in a path.
+  std::ofstream(folder.native() / "n\xE4me") << "x";
+  backupNamed("b").listed("n\xED\xB3\xA4me", 1).write();
+  EXPECT_THAT(listed(), IsEmpty());
+  fs::rename(folder.native() / "n\xE4me", folder.native() / "backups/b/n\xE4me");
+  EXPECT_EQ(listed(), Names{"b"});
 }
 
 TEST_F(BackupListTest, WithoutAListNothingIsWritten) {

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <limits>
@@ -389,6 +390,9 @@ TEST_F(RestoreBeforeFormatTest, WhatIsNoFileInTheBackupIsFoundOut) {
   backupNamed("b").software("a", "x").listed("storage_for_software\\d", 0).write();
   const fs::path d = folder.native() / "backups/b/storage_for_software/d";
   fs::create_directory(d);
+  expectRefusedForItsSource({});
+  fs::remove(d);
+  ASSERT_EQ(::mkfifo(d.c_str(), 0600), 0);
   expectRefusedForItsSource({});
   fs::remove(d);
   writeFile(path(u"outside"), "secret");
