@@ -84,12 +84,11 @@ int RestoreCopy::restore(const BackupFileEntry& file) {
 int RestoreCopy::restore(const BackupFileEntry& file, const WideText& relativePath, RestoreTarget& target) {
   const std::optional<WideText> destination = target.makePlace(relativePath);
   const WideText told = target.textOf(relativePath);
-  const std::optional<WideText> source = sources_.join(file.path);
-  const WideText sourceText = backupFolder_ + u'/' + file.path;
-  ProgressObserver::instance().setTexts(sourceText, told);
-  if (!source) return failOnSource(backupFolder_);
+  const WideText source = backupFolder_ + u'/' + file.path;
+  ProgressObserver::instance().setTexts(source, told);
+  if (!sources_.has(file.path)) return failOnSource(backupFolder_);
   if (!destination) return failOnDestination(told, target);
-  switch (copyFile(*source, *destination, {.blockBytes = blockBytes, .state = statRestoreInProgress})) {
+  switch (copyFile(source, *destination, {.blockBytes = blockBytes, .state = statRestoreInProgress})) {
     case CopyResult::done:
       return 0;
     case CopyResult::cannotOpenSource:
@@ -97,7 +96,7 @@ int RestoreCopy::restore(const BackupFileEntry& file, const WideText& relativePa
     case CopyResult::cannotCreateDestination:
       return failOnDestination(told, target);
     case CopyResult::failed:
-      return failOnCopy(sourceText);
+      return failOnCopy(source);
     case CopyResult::aborted:
       break;
   }

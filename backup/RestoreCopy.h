@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backup/BackupDescription.h"
+#include "backup/PresentFiles.h"
 #include "backup/RestoreTarget.h"
 #include "core/CopyFile.h"
 
@@ -24,7 +25,7 @@ class RestoreCopy {
   WideText backupFolder_;
   WideText flashFolder_;
   WideText cardFolder_;
-  PathBelowRoot sources_;
+  PresentFiles sources_;
   RestoreTarget flash_;
   RestoreTarget card_;
 };

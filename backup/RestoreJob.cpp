@@ -5,6 +5,7 @@
 #include "backup/BackupFolder.h"
 #include "backup/BackupIdentity.h"
 #include "backup/FolderRelation.h"
+#include "backup/PresentFiles.h"
 #include "backup/RestoreCopy.h"
 #include "core/BackendLogger.h"
 #include "core/Directory_new.h"
@@ -160,15 +161,13 @@ bool RestoreJob::survivesFormat() const {
                                  isSameOrBelowFolder(storage, backupFolder_);
     if (isFormattedAway) return failOnSource(backupFolder_) == 0;
   }
-  PathBelowRoot sources(backupFolder_);
+  PresentFiles sources(backupFolder_);
   StorageAmounts need;
   for (const auto& [path, entry] : files_) {
     const std::optional<StoragePlace> place = placeOnDevice(path);
     if (!place && beginsWithStorage(path)) return failOnPlace(backupFolder_) == 0;
-    const std::optional<WideText> source = sources.join(path);
-    if (!source) return failOnSource(backupFolder_) == 0;
-    File_platformIndependent file(*source);
-    if (!file.open()) return failOnSource(backupFolder_) == 0;
+    File_platformIndependent file(backupFolder_ + u'/' + path);
+    if (!sources.has(path) || !file.open()) return failOnSource(backupFolder_) == 0;
     if (place) need.of(place->storage) += file.openSize();
   }
   return fitsInto(need);
