@@ -29,6 +29,16 @@ struct Command {
   bool writesIndicatorFile = false;  // marks the device for as long as the job lasts
 };
 
+template <class Worker>
+[[nodiscard]] std::unique_ptr<ICommandWorker> newWorker() {
+  return std::make_unique<Worker>();
+}
+
+// Reads a command without parameters.
+inline bool readNothing(const TiXmlElement& /*command*/, CommandRecord& /*record*/) {
+  return true;
+}
+
 // By the command's name, compared exactly.
 using CommandTable = std::map<WideText, Command>;
 

@@ -8,12 +8,9 @@
 namespace ZelmoraTevra {
 
 void addDeviceCommands(CommandTable& table) {
-  table[u"CHECK_DISK"] = {.read = readCheckDiskCommand,
-                          .makeWorker = [] { return std::make_unique<CheckDiskRunner>(); }};
-  table[u"GET_INFO"] = {.read = readGetInfoCommand,
-                        .makeWorker = [] { return std::make_unique<GetInfoRunner>(); }};
-  table[u"REMOVE_DEVICE"] = {.read = readRemoveDeviceCommand,
-                             .makeWorker = [] { return std::make_unique<RemoveDeviceRunner>(); }};
+  table[u"CHECK_DISK"] = {.read = readCheckDiskCommand, .makeWorker = newWorker<CheckDiskRunner>};
+  table[u"GET_INFO"] = {.read = readGetInfoCommand, .makeWorker = newWorker<GetInfoRunner>};
+  table[u"REMOVE_DEVICE"] = {.read = readRemoveDeviceCommand, .makeWorker = newWorker<RemoveDeviceRunner>};
 }
 
 }  // namespace ZelmoraTevra

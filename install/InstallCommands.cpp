@@ -10,21 +10,12 @@
 namespace ZelmoraTevra {
 
 void addInstallCommands(CommandTable& table) {
-  table[u"CHECK_SIZE"] = {.read = readInstallCommand,
-                          .makeWorker = [] { return std::make_unique<CheckSizeRunner>(); },
-                          .movesFolder = false,
-                          .writesIndicatorFile = false};
-  table[u"INSTALL_PACKAGE"] = {.read = readInstallCommand,
-                               .makeWorker = [] { return std::make_unique<InstallPackageRunner>(); },
-                               .movesFolder = false,
-                               .writesIndicatorFile = true};
-  table[u"INSTALL_TEVRA"] = {.read = readInstallCommand,
-                             .makeWorker = [] { return std::make_unique<TevraInstallRunner>(); },
-                             .movesFolder = false,
-                             .writesIndicatorFile = false};
+  table[u"CHECK_SIZE"] = {.read = readInstallCommand, .makeWorker = newWorker<CheckSizeRunner>};
+  table[u"INSTALL_PACKAGE"] = {
+      .read = readInstallCommand, .makeWorker = newWorker<InstallPackageRunner>, .writesIndicatorFile = true};
+  table[u"INSTALL_TEVRA"] = {.read = readInstallCommand, .makeWorker = newWorker<TevraInstallRunner>};
   table[u"UNINSTALL_PACKAGE"] = {.read = readUninstallCommand,
-                                 .makeWorker = [] { return std::make_unique<UninstallPackageRunner>(); },
-                                 .movesFolder = false,
+                                 .makeWorker = newWorker<UninstallPackageRunner>,
                                  .writesIndicatorFile = true};
 }
 

@@ -5,7 +5,6 @@
 #include "core/XmlDocument.h"
 #include "tests/support/FaultyFileSystem.h"
 #include "tests/support/JobTest.h"
-#include "tests/support/KillLoop.h"
 
 namespace ZelmoraTevra {
 namespace {
@@ -226,40 +225,6 @@ TEST_F(XmlDocumentTest, WhatIsSavedIsLoadedAgain) {
   ASSERT_TRUE(saveXml(document, file_));
   ASSERT_TRUE(loadXml(file_, document_));
   EXPECT_EQ(lookupText(document_.RootElement(), "/root/text"), u"a < b & \u20AC");
-}
-
-TEST_F(XmlDocumentTest, AReplacedTextIsTheOldOrTheNewOneWhateverFails) {
-  const std::string old = "<old/>";
-  int operations = 0;
-  for (bool replaced = false; !replaced; ++operations) {
-    ASSERT_LT(operations, 50);
-    std::filesystem::remove_all(folder.native() / "place");
-    writeFile(path(u"place/file.xml"), old);
-    FaultyFileSystem faulty(files());
-    faulty.failAt = operations + 1;
-    useFileSystem(faulty);
-    replaced = replaceXmlText("<new/>", path(u"place/file.xml"));
-    EXPECT_EQ(readFile(path(u"place/file.xml")), replaced ? "<new/>" : old) << operations;
-    EXPECT_EQ(tree(path(u"place")), std::vector<std::string>{"file.xml"}) << operations;
-  }
-  EXPECT_GT(operations, 3);
-}
-
-TEST_F(XmlDocumentTest, AReplacedTextIsTheOldOrTheNewOneWhenTheProcessIsKilled) {
-  for (int operation = 1;; ++operation) {
-    ASSERT_LT(operation, 50);
-    writeFile(path(u"file.xml"), "<old/>");
-    const bool ended = runsToItsEnd([&] {
-      FaultyFileSystem faulty(files());
-      faulty.before = [operation](int number, const std::string&) {
-        if (number == operation) dieHere();
-      };
-      useFileSystem(faulty);
-      static_cast<void>(replaceXmlText("<new/>", path(u"file.xml")));
-    });
-    EXPECT_EQ(readFile(path(u"file.xml")), ended ? "<new/>" : "<old/>") << operation;
-    if (ended) break;
-  }
 }
 
 TEST_F(XmlDocumentTest, SavingTellsEveryFailure) {
