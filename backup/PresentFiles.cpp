@@ -1,5 +1,6 @@
 #include "backup/PresentFiles.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -38,12 +39,22 @@ bool PresentFiles::has(WideView path) {
 const PresentFiles::Listing* PresentFiles::listingOf(WideView folder) {
   const auto known = listings_.find(folder);
   if (known != listings_.end()) return &known->second;
-  if (!folder.empty()) {
-    // In the listing above a symbolic link is no folder, and so nothing behind one is listed.
-    const auto [parent, name] = splitAtLast(folder);
-    const Listing* const above = listingOf(parent);
-    if (above == nullptr || !above->folders.contains(name)) return nullptr;
+  // From the top: in the listing above a symbolic link is no folder, and so nothing behind one is listed.
+  WideView level;
+  const Listing* listing = listed(level);
+  while (listing != nullptr && level.size() < folder.size()) {
+    const std::size_t start = level.empty() ? 0 : level.size() + 1;
+    const std::size_t end = std::min(folder.find_first_of(u"/\\", start), folder.size());
+    if (!listing->folders.contains(folder.substr(start, end - start))) return nullptr;
+    level = folder.substr(0, end);
+    listing = listed(level);
   }
+  return listing;
+}
+
+const PresentFiles::Listing* PresentFiles::listed(WideView folder) {
+  const auto known = listings_.find(folder);
+  if (known != listings_.end()) return &known->second;
   std::vector<platform::FolderEntry> entries;
   platform::ErrorCode error;
   if (!platform::machine().files->list(root_ + u'/' + WideText(folder), entries, error)) return nullptr;

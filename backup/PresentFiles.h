@@ -29,8 +29,10 @@ class PresentFiles {
     Names folders;
   };
 
-  // Null if the folder isn't there under this very name.
+  // Null if the folder isn't there under this very name, or only behind a link.
   [[nodiscard]] const Listing* listingOf(WideView folder);
+  // Lists a folder that isn't behind a link.
+  [[nodiscard]] const Listing* listed(WideView folder);
   [[nodiscard]] bool asksForIt(WideView path) const;
 
   WideText root_;

@@ -1,5 +1,7 @@
 #include "backup/RestoreJob.h"
 
+#include <utf8.h>
+
 #include <algorithm>
 
 #include "backup/BackupFolder.h"
@@ -87,9 +89,8 @@ int RestoreJob::prepareRestore(const WideText& flash, const WideText& name, cons
 }
 
 int RestoreJob::runRestore() {
-  if (!ready_ || readBackupDescription(name_, backup_, files_) != 0) return -1;
-  // A device without a version file stays unknown and takes any backup.
-  static_cast<void>(readDeviceIdentity(flashFolder_, device_));
+  if (!ready_ || !readDescription()) return -1;
+  readDevice();
   if (!belongsToDevice()) return -1;
   if (cardFolder_.empty() && needsCard(files_))
     return fail(ErrorReport(1080, u"This backup required the card to be inserted!"));
@@ -106,6 +107,24 @@ int RestoreJob::runRestore() {
   ProgressObserver::destroy();
   if (result == 0) saveState(statSuccess, 1010);
   return result;
+}
+
+bool RestoreJob::readDescription() {
+  try {
+    return readBackupDescription(name_, backup_, files_) == 0;
+  } catch (const utf8::exception&) {
+    return refuse(ErrorReport(1089, u"Backup contents node could not be read!").pathAndDrive(backupFolder_));
+  }
+}
+
+// A device without a version file stays unknown, and so does one in whose version file a text is none: it may
+// be what the backup is to put right.
+void RestoreJob::readDevice() {
+  try {
+    static_cast<void>(readDeviceIdentity(flashFolder_, device_));
+  } catch (const utf8::exception&) {
+    device_ = {};
+  }
 }
 
 bool RestoreJob::belongsToDevice() const {

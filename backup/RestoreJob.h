@@ -27,6 +27,8 @@ class RestoreJob {
   [[nodiscard]] int runRestore();
 
  private:
+  [[nodiscard]] bool readDescription();
+  void readDevice();
   [[nodiscard]] bool belongsToDevice() const;
   [[nodiscard]] bool hasRoom();
   [[nodiscard]] bool fitsInto(const StorageAmounts& need) const;

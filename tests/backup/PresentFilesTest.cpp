@@ -38,6 +38,14 @@ TEST_F(PresentFilesTest, NothingOutsideIsFound) {
     EXPECT_FALSE(has(file)) << toUtf8(file);
 }
 
+TEST_F(PresentFilesTest, APathOfMillionsOfComponentsIsNotFound) {
+  for (const char16_t* piece : {u"d\\", u"x\\", u"\\", u".\\", u"..\\"}) {
+    WideText endless;
+    while (endless.size() < 5'000'000) endless += piece;
+    EXPECT_FALSE(has(endless + u"f"));
+  }
+}
+
 TEST_F(PresentFilesTest, APathInAnotherSpellingIsAskedFor) {
   for (const char16_t* file : {u".\\a", u"d\\.\\e\\f", u"d\\\\e\\f"}) EXPECT_TRUE(has(file));
 }

@@ -109,7 +109,9 @@ TEST_F(RestoreJobTest, ABadDescriptionIsToldBeforeTheDeviceIsTouched) {
   };
   const std::string head = "<BackupContents><backup><personalBackup>false</personalBackup></backup>";
   for (const Row& row :
-       {Row{u"1088", "<BackupContents>"}, Row{u"1089", "<Other/>"}, Row{u"1090", head + "</BackupContents>"},
+       {Row{u"1088", "<BackupContents>"}, Row{u"1089", "<Other/>"},
+        Row{u"1089", "<BackupContents><backup><brand>\xFF</brand></backup><BackupFiles/></BackupContents>"},
+        Row{u"1090", head + "</BackupContents>"},
         Row{u"1091", head + "<BackupFiles><File path='storage_for_software\\a'/></BackupFiles>"
                             "</BackupContents>"},
         Row{u"1091", head + "<BackupFiles><File path='storage_for_software\\..\\..\\x' size='1'/>"
@@ -170,8 +172,10 @@ TEST_F(RestoreJobTest, ADeviceWithoutAVersionFileTakesAnyBackup) {
   backupNamed("b").software("a", "x").write();
   EXPECT_EQ(restoreCleared(), 0);
   EXPECT_THAT(treeOn(u'E'), ElementsAre("a"));
-  writeOn(u'E', "ZELMORA/version.xml", "<config");
-  EXPECT_EQ(restoreCleared(), 0);
+  for (const std::string& damaged : {std::string("<config"), versionFile("HW2\xFF", "UID1")}) {
+    writeOn(u'E', "ZELMORA/version.xml", damaged);
+    EXPECT_EQ(restoreCleared(), 0) << damaged;
+  }
 }
 
 // --- card and room
