@@ -32,8 +32,10 @@ int failOnCopy(const WideText& source) {
                   .attribute(u"FILE", toForwardSlashes(source)));
 }
 
-bool reachesMedium(const WideText& folder) {
-  return folder.empty() || Directory_new(folder).syncVolume();
+bool reachMedium(const WideText& flashFolder, const WideText& cardFolder) {
+  const Directory_new flash(flashFolder);
+  if (!flash.syncVolume()) return false;
+  return cardFolder.empty() || flash.isOnSameVolume(cardFolder) || Directory_new(cardFolder).syncVolume();
 }
 
 }  // namespace
@@ -68,7 +70,7 @@ int RestoreCopy::run(const BackupFiles& files) {
     if (restore(file) != 0) return -1;
   }
   // The user pulls the cable as soon as success is told.
-  if (reachesMedium(flashFolder_) && reachesMedium(cardFolder_)) return 0;
+  if (reachMedium(flashFolder_, cardFolder_)) return 0;
   return failOnCopy(backupFolder_);
 }
 

@@ -227,15 +227,15 @@ TEST_F(SharedBackupListTest, AnAnswerTooLargeForTheBlockIsToldWithoutAFile) {
 }
 
 TEST_F(BackupListTest, ADescriptionCutOffAtAnyPlaceIsPassedOver) {
-  BackupBuilder backup = backupNamed("b").software("a", "x");
-  backup.write();
-  const std::string text = backup.descriptionText();
-  // What is cut off behind the last tag is white space alone.
-  const std::size_t whole = text.find_last_of('>') + 1;
-  for (std::size_t length = 0; length < whole; ++length) {
-    writeFile(path(u"backups/b/b.xml"), text.substr(0, length));
+  const std::string whole =
+      "<BackupContents><backup><name>b</name></backup><BackupFiles><File path=\"b.xml\" size=\"1\"/>"
+      "</BackupFiles></BackupContents>";
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    writeFile(path(u"backups/b/b.xml"), whole.substr(0, length));
     EXPECT_THAT(listed(), IsEmpty()) << length;
   }
+  writeFile(path(u"backups/b/b.xml"), whole);
+  EXPECT_EQ(listed(), Names{"b"});
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "core/StatusXml.h"
 #include "tests/device/DeviceTest.h"
 #include "tests/support/BackupBuilder.h"
+#include "tests/support/UnsyncedFileSystem.h"
 
 namespace ZelmoraTevra {
 
@@ -21,6 +22,10 @@ class RestoreTest : public DeviceTest {
     addDrive(u'E');
     addDrive(u'F');
     writeOn(u'E', "ZELMORA/version.xml", versionFile("HW1", "UID1"));
+    // The medium of the tests is that of whatever else runs on this computer.
+    platform::Machine machine = platform::machine();
+    machine.files = &unsynced_;
+    useMachine(machine);
     for (const char16_t letter : {u'E', u'F'})
       maintenance.outputs[letter] = "The type of the file system is FAT32.";
   }
@@ -96,6 +101,9 @@ class RestoreTest : public DeviceTest {
     const WideText place = path(u"backups/" + WideText(name));
     return {{u"PATH", place}, {u"DRIVE", u""}};
   }
+
+ private:
+  UnsyncedFileSystem unsynced_{*platform::machine().files};
 };
 
 }  // namespace ZelmoraTevra
