@@ -275,11 +275,11 @@ Tree filesOf(Tree tree) {
 }
 
 class RestoredTreeTest : public RestoreBackupJobTest,
-                         public testing::WithParamInterface<std::tuple<bool, bool, int>> {};
+                         public testing::WithParamInterface<std::tuple<bool, bool>> {};
 
 TEST_P(RestoredTreeTest, IsTheSame) {
-  const auto [simulates, withCard, seed] = GetParam();
-  RandomTree random(static_cast<std::uint64_t>(seed), withCard);
+  const auto [simulates, withCard] = GetParam();
+  RandomTree random(simulates ? 1 : 2, withCard);
   random.fill(job.path("flash"), 120);
   if (withCard) random.fill(job.path("card"), 80);
   const Tree flash = filesOf(job.tree("flash"));
@@ -298,11 +298,9 @@ TEST_P(RestoredTreeTest, IsTheSame) {
 }
 
 INSTANTIATE_TEST_SUITE_P(OnEachKindOfDevice, RestoredTreeTest,
-                         testing::Combine(testing::Bool(), testing::Bool(), testing::Values(1, 2, 3)),
-                         [](const auto& info) {
+                         testing::Combine(testing::Bool(), testing::Bool()), [](const auto& info) {
                            return std::string(std::get<0>(info.param) ? "Drives" : "Folders") +
-                                  (std::get<1>(info.param) ? "WithCard" : "FlashAlone") +
-                                  std::to_string(std::get<2>(info.param));
+                                  (std::get<1>(info.param) ? "WithCard" : "FlashAlone");
                          });
 
 }  // namespace
