@@ -3,8 +3,10 @@
 #include "backup/BackupCommandReader.h"
 #include "backup/BackupFolderMove.h"
 #include "backup/CheckRestoreSizeRunner.h"
+#include "backup/ConvertBackupsRunner.h"
 #include "backup/DeleteBackupRunner.h"
 #include "backup/GetBackupsRunner.h"
+#include "backup/MakeBackupRunner.h"
 #include "backup/RestoreBackupRunner.h"
 #include "backup/RestoreDeviceCommandReader.h"
 #include "backup/RestoreDeviceRunner.h"
@@ -16,8 +18,13 @@ void addBackupCommands(CommandTable& table) {
   table[u"CHECK_SIZE_RESTORE_DEVICE"] = {.read = readRestoreDeviceCommand,
                                          .makeWorker = newWorker<CheckRestoreSizeRunner>,
                                          .writesIndicatorFile = true};
+  table[u"CONVERT_BACKUPS"] = {.read = readNothing, .makeWorker = newWorker<ConvertBackupsRunner>};
   table[u"DELETE_BACKUP"] = {.read = readDeleteBackupCommand, .makeWorker = newWorker<DeleteBackupRunner>};
   table[u"GET_BACKUPS"] = {.read = readNothing, .makeWorker = newWorker<GetBackupsRunner>};
+  table[u"MAKE_BACKUP"] = {.read = readMakeBackupCommand,
+                           .makeWorker = [] { return std::make_unique<MakeBackupRunner>(false); }};
+  table[u"MAKE_PERSONAL_BACKUP"] = {.read = readMakeBackupCommand,
+                                    .makeWorker = [] { return std::make_unique<MakeBackupRunner>(true); }};
   table[u"MOVE_BACKUP_FOLDER"] = {
       .read = readMoveFolderCommand, .makeWorker = newWorker<BackupFolderMove>, .movesFolder = true};
   table[u"MOVE_TEMP_FOLDER"] = {

@@ -1,17 +1,21 @@
 #include "backup/BackupDescription.h"
 
 #include <tinyxml.h>
+#include <utf8.h>
 
 #include <algorithm>
 #include <optional>
 #include <utility>
 
 #include "backup/BackupFolder.h"
+#include "backup/PathText.h"
 #include "core/ErrorReport.h"
 #include "core/PathBelowRoot.h"
 #include "core/ReplaceFileContent.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
+#include "core/XmlPrinter.h"
+#include "platform/XmlBounds.h"
 
 namespace ZelmoraTevra {
 
@@ -22,7 +26,7 @@ int fail(const ErrorReport& report) {
   return -1;
 }
 
-int failAt(int exitCode, WideText message, const WideText& folder) {
+int failAt(int exitCode, const WideText& folder, WideText message) {
   return fail(ErrorReport(exitCode, std::move(message)).pathAndDrive(folder));
 }
 
@@ -40,11 +44,49 @@ void addHead(TiXmlElement& contents, const BackupDescription& description) {
   addElement(backup, "converted", description.converted);
 }
 
-std::optional<WideText> pathInBackup(const WideText& path, const WideText& sourceFolder,
-                                     const WideText& secondaryFolder) {
-  if (const auto rest = pathBehindFolder(path, sourceFolder)) return WideText(softwareFolderName) + *rest;
-  if (const auto rest = pathBehindFolder(path, secondaryFolder)) return WideText(contentFolderName) + *rest;
+struct Storages {
+  const WideText& sourceFolder;
+  const WideText& secondaryFolder;
+};
+
+std::optional<WideText> pathInBackup(const WideText& path, const Storages& storages) {
+  if (const auto rest = pathBehindFolder(path, storages.sourceFolder))
+    return WideText(softwareFolderName) + *rest;
+  if (const auto rest = pathBehindFolder(path, storages.secondaryFolder))
+    return WideText(contentFolderName) + *rest;
   return std::nullopt;
+}
+
+// False if a file is in neither storage. The files are printed one by one: their tree would take more room
+// than all that the job needs besides.
+bool printDescription(const BackupDescription& description, const BackupFiles& files,
+                      const Storages& storages, XmlPrinter& printer) {
+  TiXmlDocument document = newXmlDocument("UTF-8");
+  TiXmlElement& contents = addElement(document, "BackupContents");
+  addHead(contents, description);
+  TiXmlElement& list = addElement(contents, "BackupFiles");
+  if (files.empty()) {
+    document.Accept(&printer);
+    return true;
+  }
+
+  TiXmlElement& element = addElement(list, "File");
+  document.FirstChild()->Accept(&printer);
+  printer.VisitEnter(contents, nullptr);
+  contents.FirstChild()->Accept(&printer);
+  printer.VisitEnter(list, nullptr);
+  for (const auto& [key, file] : files) {
+    const std::optional<WideText> path = pathInBackup(file.path, storages);
+    // No reader would follow a path that seems to lead elsewhere.
+    if (!path || !staysBelowRoot(*path)) return false;
+    element.SetAttribute("path", pathText(*path));
+    element.SetAttribute("size", std::to_string(file.size));
+    element.SetAttribute("hash", "");
+    element.Accept(&printer);
+  }
+  printer.VisitExit(list);
+  printer.VisitExit(contents);
+  return true;
 }
 
 void readIdentity(const TiXmlElement* contents, BackupDescription& description) {
@@ -56,7 +98,8 @@ void readIdentity(const TiXmlElement* contents, BackupDescription& description) 
   description.personalBackup = lookupText(contents, "/BackupContents/backup/personalBackup");
 }
 
-std::uint64_t sizeOf(const WideText& text) {
+template <typename Text>
+std::uint64_t sizeOf(const Text& text) {
   return static_cast<std::uint64_t>(std::max<std::int64_t>(textToInt64(text), 0));
 }
 
@@ -64,30 +107,37 @@ std::uint64_t sizeOf(const WideText& text) {
 
 int writeBackupDescription(const BackupDescription& description, const BackupFiles& files,
                            const WideText& sourceFolder, const WideText& secondaryFolder) {
-  TiXmlDocument document = newXmlDocument("UTF-8");
-  TiXmlElement& contents = addElement(document, "BackupContents");
-  addHead(contents, description);
-  TiXmlElement& list = addElement(contents, "BackupFiles");
-  for (const auto& [key, file] : files) {
-    const std::optional<WideText> path = pathInBackup(file.path, sourceFolder, secondaryFolder);
-    if (!path) return fail(ErrorReport(1067, u"Error on parsing the sources folder path!"));
-    TiXmlElement& element = addElement(list, "File");
-    element.SetAttribute("path", toUtf8(*path));
-    element.SetAttribute("size", std::to_string(file.size));
-    element.SetAttribute("hash", "");
-  }
+  XmlPrinter printer(static_cast<std::size_t>(maximalXmlFileBytes));
+  if (!printDescription(description, files, {sourceFolder, secondaryFolder}, printer))
+    return fail(ErrorReport(1067, u"Error on parsing the sources folder path!"));
   const WideText target = descriptionPath(backupFolder(description.name), description.name);
-  if (replaceFileContent(printXml(document), target)) return 0;
+  // One that is beyond the bounds could be saved, but would not be read again.
+  if (printer.isWhole() &&
+      isWithinXmlBounds(printer.text(), maximalXmlDepth, maximalXmlAttributes, maximalXmlMarkup) &&
+      replaceFileContent(printer.text(), target))
+    return 0;
   return fail(ErrorReport(1068, u"The xml description backup could not be saved!"));
+}
+
+bool findBackupIdentity(const WideText& folder, const WideText& name, BackupDescription& description) {
+  TiXmlDocument document;
+  if (!loadXml(descriptionPath(folder, name), document)) return false;
+  const TiXmlElement* const contents = document.FirstChildElement("BackupContents");
+  if (contents == nullptr || contents->FirstChildElement("backup") == nullptr) return false;
+  try {
+    readIdentity(contents, description);
+    return true;
+  } catch (const utf8::exception&) {
+    return false;
+  }
 }
 
 int readBackupIdentity(const WideText& folder, const WideText& name, BackupDescription& description) {
   TiXmlDocument document;
   if (!loadXml(descriptionPath(folder, name), document))
-    return failAt(1053,
+    return failAt(1053, folder,
                   u"A folder with the selected name already exist on your disk! Please select another name "
-                  u"for the backup!",
-                  folder);
+                  u"for the backup!");
   readIdentity(document.FirstChildElement("BackupContents"), description);
   return 0;
 }
@@ -96,7 +146,7 @@ int readBackupDescription(const WideText& name, BackupDescription& description, 
   const WideText folder = backupFolder(name);
   TiXmlDocument document;
   if (!loadXml(descriptionPath(folder, name), document))
-    return failAt(1088, u"Backup xml could not be open!", folder);
+    return failAt(1088, folder, u"Backup xml could not be open!");
   const TiXmlElement* const contents = document.FirstChildElement("BackupContents");
   description.name = lookupText(contents, "/BackupContents/backup/name");
   readIdentity(contents, description);
@@ -107,13 +157,13 @@ int readBackupDescription(const WideText& name, BackupDescription& description, 
     case FileList::whole:
       return 0;
     case FileList::noContents:
-      return failAt(1089, u"Backup contents node could not be read!", folder);
+      return failAt(1089, folder, u"Backup contents node could not be read!");
     case FileList::noFiles:
-      return failAt(1090, u"Backup files node could not be read!", folder);
+      return failAt(1090, folder, u"Backup files node could not be read!");
     case FileList::incomplete:
       break;
   }
-  return failAt(1091, u"Files information could not be read!", folder);
+  return failAt(1091, folder, u"Files information could not be read!");
 }
 
 FileList readFileList(const TiXmlDocument& document, BackupFiles& files) {
@@ -124,10 +174,12 @@ FileList readFileList(const TiXmlDocument& document, BackupFiles& files) {
   for (const TiXmlElement* file = list->FirstChildElement("File"); file != nullptr;
        file = file->NextSiblingElement("File")) {
     if (file->Attribute("path") == nullptr || file->Attribute("size") == nullptr) return FileList::incomplete;
-    const WideText path = attributeText(*file, "path");
+    const std::optional<WideText> path = pathOfText(file->Attribute("path"));
+    // An empty path names no file.
+    if (path && path->empty()) continue;
     // Nothing outside of the backup is read, written or deleted, whatever a description says.
-    if (!staysBelowRoot(path)) return FileList::incomplete;
-    files[path] = {path, sizeOf(attributeText(*file, "size"))};
+    if (!path || !staysBelowRoot(*path)) return FileList::incomplete;
+    files[*path] = {*path, sizeOf(std::string_view(file->Attribute("size")))};
   }
   return FileList::whole;
 }

@@ -43,6 +43,11 @@ using BackupFiles = std::map<WideText, BackupFileEntry>;
 [[nodiscard]] int readBackupIdentity(const WideText& folder, const WideText& name,
                                      BackupDescription& description);
 
+// The same for a folder that needn't be a backup: false, without a report, if it has no description or one
+// without its head.
+[[nodiscard]] bool findBackupIdentity(const WideText& folder, const WideText& name,
+                                      BackupDescription& description);
+
 // Reads the description of a backup below the backup root, all but `converted`, and its files, named by their
 // paths below the backup's folder. What isn't there is empty. 0, or -1 after a report.
 [[nodiscard]] int readBackupDescription(const WideText& name, BackupDescription& description,
@@ -55,7 +60,8 @@ enum class FileList {
   incomplete,  // a file lacks its path or size, or has a path that leaves the backup's folder
 };
 
-// Adds the files that a loaded description lists. Those before an incomplete one are added as well.
+// Adds the files that a loaded description lists. Those before an incomplete one are added as well; an entry
+// with an empty path is passed over.
 [[nodiscard]] FileList readFileList(const TiXmlDocument& document, BackupFiles& files);
 
 }  // namespace ZelmoraTevra

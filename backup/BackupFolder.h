@@ -23,6 +23,17 @@ constexpr WideView contentFolderName = u"storage_for_content";
 // The description within a backup's folder, which bears the backup's name.
 [[nodiscard]] WideText descriptionPath(const WideText& folder, const WideText& name);
 
+// Marks a backup's folder for as long as not all files are in it, at its making and its removal. A process
+// that is killed leaves the mark behind: nobody takes such a folder for a backup then. A mark that can't be
+// made hinders nothing.
+void markUnfinished(const WideText& folder);
+void removeUnfinishedMark(const WideText& folder);
+[[nodiscard]] bool isMarkedUnfinished(const WideText& folder);
+
+// Removes a backup, or what there is of it, in an order in which it is none any more from the first moment
+// on. The name is that in its description's name.
+void removeBackup(const WideText& folder, const WideText& name);
+
 // What stands behind the folder in the path of something below it, its separator first; nothing if the path
 // isn't below the folder. Both separators are the same, and separators at the folder's end don't count.
 [[nodiscard]] std::optional<WideText> pathBehindFolder(const WideText& path, WideView folder);

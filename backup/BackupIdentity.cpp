@@ -1,10 +1,14 @@
 #include "backup/BackupIdentity.h"
 
+#include <chrono>
+#include <cstdio>
 #include <string>
 
+#include "core/ErrorReport.h"
 #include "core/PathBelowRoot.h"
 #include "core/XmlDocument.h"
 #include "device/ClientVersionXmlFile.h"
+#include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
@@ -26,6 +30,17 @@ bool readVersionFile(const WideText& root, const WideText& file, const std::stri
   return true;
 }
 
+// UTC, as 2012-03-05.
+WideText presentDate() {
+  const std::chrono::sys_seconds now(std::chrono::seconds(platform::machine().clock->secondsSinceEpoch()));
+  const std::chrono::year_month_day date(std::chrono::floor<std::chrono::days>(now));
+  char text[64];
+  std::snprintf(text, sizeof text, "%.2i-%.2i-%.2i", static_cast<int>(date.year()),
+                static_cast<int>(static_cast<unsigned>(date.month())),
+                static_cast<int>(static_cast<unsigned>(date.day())));
+  return toWide(text);
+}
+
 bool areSameAndGiven(const WideText& left, const WideText& right) {
   return !left.empty() && left == right;
 }
@@ -40,6 +55,13 @@ bool readDeviceIdentity(const WideText& root, BackupDescription& description) {
   recoverVersionFile(root);
   return readVersionFile(root, u"ZELMORA\\version.xml", "software", description) ||
          readVersionFile(root, u"KD3\\version.xml", "kd3", description);
+}
+
+int describeDevice(const WideText& root, BackupDescription& description) {
+  description.creationdate = presentDate();
+  if (readDeviceIdentity(root, description)) return 0;
+  ErrorReport(1149, u"The version xml could not be found in the source folder!").description(root).save();
+  return 1149;
 }
 
 bool isSameDevice(const BackupDescription& left, const BackupDescription& right) {

@@ -2,9 +2,15 @@
 
 #include <utf8.h>
 
+#include <string>
+
 namespace ZelmoraTevra {
 
 namespace {
+
+bool isSurrogate(char16_t unit) {
+  return unit >= 0xD800 && unit < 0xE000;
+}
 
 constexpr std::size_t surrogateBytes = 3;
 
@@ -14,6 +20,26 @@ bool isSurrogateAt(std::string_view text, std::size_t position) {
 }
 
 }  // namespace
+
+std::string pathText(WideView path) {
+  std::string text;
+  while (!path.empty()) {
+    const bool isPair = path.size() > 1 && path[0] < 0xDC00 && isSurrogate(path[0]) && path[1] >= 0xDC00 &&
+                        isSurrogate(path[1]);
+    if (isSurrogate(path[0]) && !isPair) {
+      text += static_cast<char>(0xE0 | path[0] >> 12);
+      text += static_cast<char>(0x80 | (path[0] >> 6 & 0x3F));
+      text += static_cast<char>(0x80 | (path[0] & 0x3F));
+      path.remove_prefix(1);
+      continue;
+    }
+    std::size_t length = isPair ? 2 : 1;
+    while (length < path.size() && !isSurrogate(path[length])) ++length;
+    text += toUtf8(path.substr(0, length));
+    path.remove_prefix(length);
+  }
+  return text;
+}
 
 std::optional<WideText> pathOfText(std::string_view text) {
   WideText path;

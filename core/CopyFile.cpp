@@ -17,9 +17,13 @@ platform::FileSystem& disk() {
   return *platform::machine().files;
 }
 
-// Opening what stands there for writing would empty the file that is to be copied, or one outside of a device
-// to which a link on it leads, or feed a pipe.
-bool openDestination(const File_platformIndependent& source, File_platformIndependent& destination) {
+// Most places are free: to find that out in the one step of making the file costs half of what looking at the
+// place first does. Opening what stands there for writing would empty the file that is to be copied, or one
+// outside of a device to which a link on it leads, or feed a pipe.
+bool openDestination(const File_platformIndependent& source, File_platformIndependent& destination,
+                     bool isNew) {
+  if (destination.openForWriting(platform::OpenMode::createNew)) return true;
+  if (isNew) return false;
   if (source.isSameAs(destination.path())) return false;
   platform::ErrorCode error;
   if (disk().isLink(destination.path(), error)) disk().removeFile(destination.path(), error);
@@ -27,8 +31,11 @@ bool openDestination(const File_platformIndependent& source, File_platformIndepe
   return destination.openForWriting(platform::OpenMode::truncate);
 }
 
-// The number of bytes copied, 0 behind the last; -1 if they can't be written. The block is filled only where
-// the system can't copy by itself.
+// By the time that the system has set up a copy of its own, so many bytes have come and gone.
+constexpr std::size_t smallBytes = 0x10000;
+
+// The number of bytes copied, 0 behind the last; -1 if they can't be written. An empty block lets the system
+// copy by itself, and gets its size where it can't.
 std::int64_t copyBlock(File_platformIndependent& source, File_platformIndependent& destination,
                        std::size_t blockBytes, std::vector<char>& block) {
   if (block.empty()) {
@@ -47,7 +54,7 @@ CopyResult copyBlocks(File_platformIndependent& source, File_platformIndependent
   if (size < 0) return CopyResult::failed;
   const std::size_t blockBytes =
       std::clamp<std::size_t>(static_cast<std::size_t>(size), 1, settings.blockBytes);
-  std::vector<char> block;
+  std::vector<char> block(blockBytes <= smallBytes ? blockBytes : 0);
   const bool* const abortRequested = StatusXml::instance().abortRequested();
   std::int64_t copied = 0;
   for (;;) {
@@ -71,7 +78,7 @@ CopyResult copyFile(const WideText& source, const WideText& destination, const C
   File_platformIndependent from(source);
   File_platformIndependent to(destination);
   if (!from.open()) return CopyResult::cannotOpenSource;
-  if (!openDestination(from, to)) return CopyResult::cannotCreateDestination;
+  if (!openDestination(from, to, settings.isNew)) return CopyResult::cannotCreateDestination;
 
   CopyResult result = copyBlocks(from, to, settings);
   if (result == CopyResult::done && settings.toMedium && !to.sync()) result = CopyResult::failed;

@@ -39,11 +39,11 @@ bool File_platformIndependent::isCertainlyMissing() const {
 }
 
 std::int64_t File_platformIndependent::size() const {
-  if (!exists()) return -1;
   ErrorCode error;
   const std::int64_t bytes = disk().fileSize(path_, error);
-  if (error) writeLog(u"FILE: exception when try to get size of " + path_);
-  return error ? -1 : bytes;
+  if (!error) return bytes;
+  if (exists()) writeLog(u"FILE: exception when try to get size of " + path_);
+  return -1;
 }
 
 WideText File_platformIndependent::creationDate() const {
@@ -72,10 +72,12 @@ bool File_platformIndependent::create() {
 }
 
 bool File_platformIndependent::open() {
-  if (!exists()) return false;
   ErrorCode error;
   handle_ = disk().open(path_, OpenMode::read, error);
-  return handle_ != nullptr;
+  if (handle_) return true;
+  // A drive that gives no answer is told of in the log, where a missing file is not.
+  static_cast<void>(exists());
+  return false;
 }
 
 bool File_platformIndependent::openForWriting(OpenMode mode) {

@@ -5,8 +5,16 @@
 
 namespace ZelmoraTevra {
 
+namespace {
+
+File_platformIndependent besideFile(const WideText& path) {
+  return File_platformIndependent(path + u"_tevra_new", false);
+}
+
+}  // namespace
+
 bool replaceFileContent(std::string_view content, const WideText& path) {
-  File_platformIndependent beside(path + u"_tevra_new", false);
+  File_platformIndependent beside = besideFile(path);
   // The name is known beforehand: a device may hold a link there that leads out of it.
   platform::FileSystem& disk = *platform::machine().files;
   platform::ErrorCode error;
@@ -17,6 +25,10 @@ bool replaceFileContent(std::string_view content, const WideText& path) {
   if (written && beside.renameTo(path)) return true;
   beside.remove();
   return false;
+}
+
+void removeUnfinishedContent(const WideText& path) {
+  besideFile(path).remove();
 }
 
 bool overwriteFileContent(std::string_view content, const WideText& path) {

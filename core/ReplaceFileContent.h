@@ -11,6 +11,9 @@ namespace ZelmoraTevra {
 // way for the file. False leaves what stood there as it was.
 [[nodiscard]] bool replaceFileContent(std::string_view content, const WideText& path);
 
+// Removes what a replacement that was cut off has left beside the file.
+void removeUnfinishedContent(const WideText& path);
+
 // Writes the content directly over the file, and to the medium: for a volume that has no room for both. False
 // may leave half of it. A symbolic link at the path is a failure.
 [[nodiscard]] bool overwriteFileContent(std::string_view content, const WideText& path);

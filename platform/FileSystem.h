@@ -27,11 +27,12 @@ struct Space {
 };
 
 enum class OpenMode {
-  read,      // the file must exist
+  read,      // what stands there must be a file
   truncate,  // created, or emptied; the parent folder must exist
   append,    // created, or continued at its end; the parent folder must exist
   // The same as `truncate`, but the file itself: a symbolic link at the path is a failure.
   truncateEntry,
+  createNew,  // for writing; whatever stands at the path already, be it a symbolic link, is a failure
 };
 
 // An open file. Destruction closes it. Every operation clears `error` on success and sets it on failure.

@@ -38,6 +38,10 @@ EntryKind kindOfMode(mode_t mode) {
   return S_ISDIR(mode) ? EntryKind::folder : EntryKind::other;
 }
 
+ErrorCode notAFile(mode_t mode) {
+  return {S_ISDIR(mode) ? EISDIR : EINVAL, boost::system::system_category()};
+}
+
 // `missing` if the entry went away in the meantime.
 EntryKind kindOfEntry(DIR* folder, const dirent& entry) {
   switch (entry.d_type) {
@@ -130,7 +134,7 @@ std::int64_t LinuxFileSystem::fileSize(const WideText& path, ErrorCode& error) {
   struct stat status {};
   if (!toNativePath(path, native, error) || !succeeded(::stat(native.c_str(), &status), error)) return -1;
   if (S_ISREG(status.st_mode)) return status.st_size;
-  error.assign(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, boost::system::system_category());
+  error = notAFile(status.st_mode);
   return -1;
 }
 
@@ -180,6 +184,9 @@ std::unique_ptr<FileHandle> LinuxFileSystem::open(const WideText& path, OpenMode
     case OpenMode::truncateEntry:
       flags |= O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW;
       break;
+    case OpenMode::createNew:
+      flags |= O_RDWR | O_CREAT | O_EXCL;
+      break;
     case OpenMode::append:
       flags |= O_RDWR | O_CREAT | O_APPEND;
       break;
@@ -189,8 +196,8 @@ std::unique_ptr<FileHandle> LinuxFileSystem::open(const WideText& path, OpenMode
   auto handle = std::make_unique<LinuxFileHandle>(descriptor);
   // Only opening a folder for writing fails by itself.
   struct stat status {};
-  if (mode == OpenMode::read && ::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
-    error.assign(EISDIR, boost::system::system_category());
+  if (mode == OpenMode::read && ::fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode)) {
+    error = notAFile(status.st_mode);
     return nullptr;
   }
   return handle;

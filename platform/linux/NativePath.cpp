@@ -135,6 +135,9 @@ bool toNativePath(WideView path, std::string& native, boost::system::error_code&
     if (unit == u'\\') {
       native.push_back('/');
       ++position;
+    } else if (unit > 0 && unit < 0x80) {
+      append(native, unit);
+      ++position;
     } else if (unit == 0 || !appendCharacter(native, path, position)) {
       error = errc::make_error_code(errc::invalid_argument);
       return false;

@@ -308,6 +308,46 @@ TEST_F(CopyFileTest, IsOnTheMediumOnlyWhereThatIsAskedFor) {
   }
 }
 
+TEST_F(CopyFileTest, LargeFilesAreTheSameWhetherTheSystemCopiesThemOrNot) {
+  constexpr CopySettings inBlocks{.blockBytes = 0x10000, .state = {}, .toMedium = false};
+  for (const std::size_t size : {0x10000, 0x10001, 0x1FFFF, 0x20000, 300'000}) {
+    SCOPED_TRACE(size);
+    writeFile(source, contentOf(size));
+    EXPECT_EQ(copyFile(source, destination, inBlocks), CopyResult::done);
+    EXPECT_EQ(readFile(destination), contentOf(size));
+    FaultyFileSystem passing(files());  // hands out files of which the system knows nothing
+    useFileSystem(passing);
+    EXPECT_EQ(copyFile(source, destination, inBlocks), CopyResult::done);
+    useFileSystem(files());
+    EXPECT_EQ(readFile(destination), contentOf(size));
+  }
+}
+
+TEST_F(CopyFileTest, AnAbortIsSeenBetweenBlocksThatTheSystemCopies) {
+  writeFile(source, contentOf(300'000));
+  ProgressObserver::instance().load({{300'000, {}, {}, 0}});
+  requestAbort();
+  EXPECT_EQ(copyFile(source, destination,
+                     {.blockBytes = 0x10000, .state = statBackupInProgress, .toMedium = false}),
+            CopyResult::aborted);
+  EXPECT_THAT(copied(), IsEmpty());
+}
+
+TEST_F(CopyFileTest, WhereANewFileIsWantedNothingIsReplaced) {
+  constexpr CopySettings toNew{.blockBytes = blockBytes, .state = {}, .toMedium = false, .isNew = true};
+  EXPECT_EQ(copyFile(source, destination, toNew), CopyResult::done);
+  EXPECT_EQ(readFile(destination), content);
+  writeFile(destination, "kept");
+  EXPECT_EQ(copyFile(source, destination, toNew), CopyResult::cannotCreateDestination);
+  EXPECT_EQ(readFile(destination), "kept");
+  EXPECT_EQ(copyFile(source, source, toNew), CopyResult::cannotCreateDestination);
+  EXPECT_EQ(readFile(source), content);
+  std::filesystem::create_symlink("copy", folder.native() / "to" / "link");
+  EXPECT_EQ(copyFile(source, path(u"to/link"), toNew), CopyResult::cannotCreateDestination);
+  EXPECT_EQ(readFile(destination), "kept");
+  EXPECT_EQ(copied().size(), 2U);
+}
+
 }  // namespace
 
 }  // namespace ZelmoraTevra

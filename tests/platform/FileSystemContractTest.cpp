@@ -465,6 +465,26 @@ TEST_P(FileSystemContractTest, kindLooksBehindLinksAndIsLinkAtThem) {
   EXPECT_FALSE(error_);
 }
 
+TEST_P(FileSystemContractTest, aNewFileIsMadeOnlyWhereNothingStands) {
+  put("file", "content");
+  put("target", "content");
+  std::filesystem::create_symlink("target", native("link"));
+  std::filesystem::create_symlink("nothing", native("linkToNothing"));
+  std::filesystem::create_directory(native("folder"));
+  for (const WideText name : {u"/file", u"/link", u"/linkToNothing", u"/folder"}) {
+    EXPECT_EQ(files().open(at(name), OpenMode::createNew, error_), nullptr);
+    EXPECT_TRUE(error_);
+  }
+  EXPECT_EQ(get("file"), "content");
+  EXPECT_EQ(get("target"), "content");
+  EXPECT_FALSE(std::filesystem::exists(native("nothing")));
+  const auto file = files().open(at(u"/new"), OpenMode::createNew, error_);
+  ASSERT_NE(file, nullptr);
+  EXPECT_FALSE(error_);
+  EXPECT_TRUE(file->write("new", 3, error_));
+  EXPECT_EQ(get("new"), "new");
+}
+
 TEST_P(FileSystemContractTest, asAnEntryAFileIsMadeAndEmptiedButNoLinkIsFollowed) {
   put("target", "content");
   std::filesystem::create_symlink("target", native("link"));
