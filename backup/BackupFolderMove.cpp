@@ -9,6 +9,7 @@
 
 #include "backup/BackupFolder.h"
 #include "backup/FolderRelation.h"
+#include "core/BackendLogger.h"
 #include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
@@ -16,6 +17,7 @@
 #include "core/Globals.h"
 #include "core/PathBelowRoot.h"
 #include "core/ProgressObserver.h"
+#include "core/StatusXml.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
@@ -25,6 +27,8 @@ namespace ZelmoraTevra {
 namespace {
 
 constexpr std::size_t blockBytes = 0x100000;
+// A device has many small files. Four times the usual bound is about a million of them.
+constexpr std::size_t maximalMarkup = 4'000'000;
 
 platform::FileSystem& disk() {
   return *platform::machine().files;
@@ -69,8 +73,30 @@ bool reportCopy(CopyResult result, const WideText& source) {
   return false;
 }
 
-bool namesJobFolder(const WideText& path) {
-  return toForwardSlashes(path).find(u'/' + toWide(channelName)) != WideText::npos;
+int passOver(const WideText& folder) {
+  writeLog(u"No description of a backup could be read, the folder stays: " + folder);
+  return 0;
+}
+
+// Jobs empty or remove the folders of these names.
+bool namesTemporaryFolder(const WideText& path) {
+  const WideText text = toUpperAscii(toForwardSlashes(path));
+  const std::vector<WideText> names = split(text, u'/');
+  return text.find(u'/' + toUpperAscii(toWide(channelName))) != WideText::npos ||
+         std::find(names.begin(), names.end(), toUpperAscii(WideText(writeProbeName))) != names.end();
+}
+
+bool isAbortRequested() {
+  StatusXml::instance().checkAbort();
+  return *StatusXml::instance().abortRequested();
+}
+
+std::int64_t sizeOf(const WideText& path) {
+  return File_platformIndependent(path).size();
+}
+
+WideText probeIn(const WideText& folder) {
+  return pathIn(folder, writeProbeName);
 }
 
 // A file or a link under the folder's name goes too.
@@ -115,15 +141,14 @@ int BackupFolderMove::prepareMove(const WideText& oldFolder, const WideText& new
   if (oldFolder.empty() || newFolder.empty() || isSameFolder(oldFolder, newFolder))
     return fail(ErrorReport(1011, u"The old backup path and the new backup path are the same or empty!")
                     .pathAndDrive(oldFolder));
-  if (namesJobFolder(newFolder)) return failInvalidNewFolder();
+  if (namesTemporaryFolder(newFolder)) return failInvalidNewFolder();
   if (!Directory_new(oldFolder).exists())
     return fail(ErrorReport(1012, u"The path provide for the old backup folder is not valid!").percent(109));
   if (!Directory_new(newFolder).exists())
     return fail(ErrorReport(1013, u"The path provide for the new backup folder is not valid!")
                     .percent(109)
                     .pathAndDrive(newFolder));
-  // The temporary folder is emptied, however a path leads there.
-  if (isSameOrBelowFolder(newFolder, workTempFolder)) return failInvalidNewFolder();
+  if (!isValidNewFolder()) return failInvalidNewFolder();
   if (!takesFolder())
     return fail(
         ErrorReport(1014, u"The folder for the new backup is write protected!").pathAndDrive(newFolder));
@@ -131,6 +156,16 @@ int BackupFolderMove::prepareMove(const WideText& oldFolder, const WideText& new
   if (const int result = chooseWhatToCopy(); result != 0) return result;
   ready_ = true;
   return 0;
+}
+
+// Neither backups nor the job's files may lie where a probe removes them, nor the new folder in what jobs
+// empty, however the paths lead there.
+bool BackupFolderMove::isValidNewFolder() const {
+  for (const WideText& folder : {workTempFolder, probeIn(oldFolder_), probeIn(backupRootFolder)})
+    if (isSameOrBelowFolder(newFolder_, folder)) return false;
+  for (const WideText& folder : {oldFolder_, backupRootFolder, workTempFolder})
+    if (isSameOrBelowFolder(folder, copiesFolder())) return false;
+  return true;
 }
 
 bool BackupFolderMove::takesFolder() const {
@@ -158,12 +193,18 @@ int BackupFolderMove::readBackups() {
 int BackupFolderMove::readBackup(const WideText& name) {
   BackupToMove backup{.name = name, .files = {}};
   const WideText folder = pathIn(oldFolder_, name);
-  const std::optional<WideText> path = PathBelowRoot(folder).joinExisting(backup.descriptionName());
+  const WideText description = pathIn(folder, backup.descriptionName());
+  // What a removal that was cut off has left is told by the copy's description.
+  backup.isLeftover = !isLinkAt(description) && File_platformIndependent(description).isCertainlyMissing();
+  PathBelowRoot home(backup.isLeftover ? pathIn(newFolder_, name) : folder);
+  const std::optional<WideText> path = home.joinExisting(backup.descriptionName());
   TiXmlDocument document;
-  if (!path || !loadXml(*path, document)) return 0;
+  if (!path || !loadXml(*path, document, maximalMarkup)) return passOver(folder);
 
   BackupFiles files;
-  switch (readFileList(document, files)) {
+  const FileList list = readFileList(document, files);
+  if (backup.isLeftover && list != FileList::whole) return passOver(folder);
+  switch (list) {
     case FileList::noContents:
       return fail(ErrorReport(1017, u"Backup contents node could not be read!").pathAndDrive(folder));
     case FileList::noFiles:
@@ -174,8 +215,8 @@ int BackupFolderMove::readBackup(const WideText& name) {
       break;
   }
   for (const auto& [key, file] : files) backup.add(file);
-  const std::int64_t size = File_platformIndependent(*path).size();
-  backup.add({backup.descriptionName(), static_cast<std::uint64_t>(std::max<std::int64_t>(size, 0))});
+  backup.add(
+      {backup.descriptionName(), static_cast<std::uint64_t>(std::max<std::int64_t>(sizeOf(*path), 0))});
   backups_.push_back(std::move(backup));
   return 0;
 }
@@ -184,20 +225,30 @@ int BackupFolderMove::readBackup(const WideText& name) {
 int BackupFolderMove::chooseWhatToCopy() {
   const bool liesInOld = isSameOrBelowFolder(newFolder_, oldFolder_);
   for (BackupToMove& backup : backups_) {
+    const Place place = placeOf(backup);
+    if (place == Place::unknown) {
+      static_cast<void>(reportCopy(CopyResult::aborted, {}));
+      return -1;
+    }
+    backup.isInPlace = place == Place::holdsCopy;
+    if (backup.isLeftover && !backup.isInPlace) continue;
     if (liesInOld && isSameOrBelowFolder(newFolder_, pathIn(oldFolder_, backup.name)))
       return failInvalidNewFolder();
-    const Place place = placeOf(backup);
     if (place == Place::taken) return failInvalidNewFolder();
-    backup.isInPlace = place == Place::holdsCopy;
     if (backup.isInPlace) continue;
     totalSize_ += std::min(backup.totalSize(), std::numeric_limits<std::uint64_t>::max() - totalSize_);
   }
+  std::erase_if(backups_, [this](const BackupToMove& backup) {
+    const bool staysBehind = backup.isLeftover && !backup.isInPlace;
+    if (staysBehind) passOver(pathIn(oldFolder_, backup.name));
+    return staysBehind;
+  });
   return 0;
 }
 
 // A copy holds every file of the list, and those that are still in the old folder unchanged. That of another
 // backup differs in the description, which is looked at first.
-BackupFolderMove::Place BackupFolderMove::placeOf(const BackupToMove& backup) const {
+BackupFolderMove::Place BackupFolderMove::placeOf(BackupToMove& backup) const {
   const WideText target = pathIn(newFolder_, backup.name);
   if (isLinkAt(target)) return Place::taken;
   if (File_platformIndependent(target).isCertainlyMissing()) return Place::free;
@@ -212,9 +263,13 @@ BackupFolderMove::Place BackupFolderMove::placeOf(const BackupToMove& backup) co
     return !File_platformIndependent(*original).isSameAs(*copy) && haveSameContent(*original, *copy);
   };
   if (!isCopied(backup.descriptionName())) return Place::taken;
-  const bool isWhole = std::all_of(backup.files.begin(), backup.files.end(),
-                                   [&](const auto& file) { return isCopied(file.first); });
-  return isWhole ? Place::holdsCopy : Place::taken;
+  for (auto& [path, file] : backup.files) {
+    if (isAbortRequested()) return Place::unknown;
+    const std::int64_t size = sizeOf(pathIn(target, path));
+    if (size < 0 || !isCopied(path)) return Place::taken;
+    file.size = static_cast<std::uint64_t>(size);
+  }
+  return Place::holdsCopy;
 }
 
 int BackupFolderMove::runMove() {
@@ -231,9 +286,12 @@ int BackupFolderMove::runMove() {
     takeBack();
     return -1;
   }
+  Directory_new(copiesFolder()).remove();
+  const bool isBackupRoot = isSameFolder(oldFolder_, backupRootFolder);
   for (const BackupToMove& backup : backups_) removeOldBackup(backup);
   platform::ErrorCode error;
   disk().removeFolder(oldFolder_, error);
+  if (isBackupRoot) backupRootFolder = newFolder_;
   saveState(statSuccess, 1010);
   return 0;
 }
@@ -254,14 +312,14 @@ bool BackupFolderMove::copyBackups() {
   return true;
 }
 
-bool BackupFolderMove::copyBackup(const BackupToMove& backup) const {
+bool BackupFolderMove::copyBackup(BackupToMove& backup) const {
   PathBelowRoot source(pathIn(oldFolder_, backup.name));
   const WideText destination = pathIn(newFolder_, backup.name);
   const WideText copies = pathIn(copiesFolder(), backup.name);
   // Where upper and lower case are the same two backups may want one folder, and two files one place.
   if (!makeFolder(copies)) return failNotCreated();
   WideText lastFolder;
-  for (const auto& [path, file] : backup.files) {
+  for (auto& [path, file] : backup.files) {
     const WideText from = pathIn(source.root(), path);
     const WideText to = pathIn(copies, path);
     ProgressObserver::instance().setTexts(from, pathIn(destination, path));
@@ -273,6 +331,9 @@ bool BackupFolderMove::copyBackup(const BackupToMove& backup) const {
     const CopyResult result =
         copyFile(from, to, {.blockBytes = blockBytes, .state = statMoveBackupFolderInProgress});
     if (!reportCopy(result, from)) return false;
+    const std::int64_t size = sizeOf(to);
+    if (size < 0) return failCopy();
+    file.size = static_cast<std::uint64_t>(size);
   }
   return true;
 }
@@ -282,11 +343,10 @@ bool BackupFolderMove::giveNames() {
   if (!Directory_new(newFolder_).syncVolume()) return failCopy();
   for (BackupToMove& backup : backups_)
     if (!backup.isInPlace && !giveName(backup)) return failCopy();
-  Directory_new(copiesFolder()).remove();
   if (!Directory_new(newFolder_).syncEntries()) return failCopy();
-  const bool areWhole = std::all_of(backups_.begin(), backups_.end(), [this](const BackupToMove& backup) {
-    return backup.isInPlace || isWholeInPlace(backup);
-  });
+  const bool areWhole = Directory_new(oldFolder_).exists() &&
+                        std::all_of(backups_.begin(), backups_.end(),
+                                    [this](const BackupToMove& backup) { return isWholeInPlace(backup); });
   return areWhole || failCopy();
 }
 
@@ -300,20 +360,33 @@ bool BackupFolderMove::giveName(BackupToMove& backup) const {
 // Another program may have been at the copies, or at what they were made from.
 bool BackupFolderMove::isWholeInPlace(const BackupToMove& backup) const {
   return std::all_of(backup.files.begin(), backup.files.end(), [&](const auto& file) {
-    const std::int64_t size =
-        File_platformIndependent(pathIn(pathIn(newFolder_, backup.name), file.first)).size();
-    return size >= 0 &&
-           size == File_platformIndependent(pathIn(pathIn(oldFolder_, backup.name), file.first)).size();
+    const WideText original = pathIn(pathIn(oldFolder_, backup.name), file.first);
+    const auto size = static_cast<std::int64_t>(file.second.size);
+    return sizeOf(pathIn(pathIn(newFolder_, backup.name), file.first)) == size &&
+           (sizeOf(original) == size || File_platformIndependent(original).isCertainlyMissing());
   });
 }
 
-void BackupFolderMove::takeBack() {
-  for (const BackupToMove& backup : backups_)
-    if (backup.isNamed) Directory_new(pathIn(newFolder_, backup.name)).remove();
+bool BackupFolderMove::isSeenInOldFolder(const BackupToMove& backup) const {
+  return std::all_of(backup.files.begin(), backup.files.end(), [&](const auto& file) {
+    return sizeOf(pathIn(pathIn(oldFolder_, backup.name), file.first)) >= 0;
+  });
+}
+
+// A copy loses its name before anything of it goes. One whose original has gone meanwhile, as on a drive that
+// was pulled, may be all that is left of the backup and stays for the next move.
+void BackupFolderMove::takeBack() const {
+  for (const BackupToMove& backup : backups_) {
+    if (!backup.isNamed) continue;
+    File_platformIndependent copy(pathIn(newFolder_, backup.name));
+    if (!isSeenInOldFolder(backup) || !copy.renameTo(pathIn(copiesFolder(), backup.name)))
+      writeLog(u"The copy of a backup stays in the new folder: " + copy.path());
+  }
   Directory_new(copiesFolder()).remove();
 }
 
-// The description goes last: as long as a file is left the next move knows the backup and goes on with it.
+// The description goes first: a folder of which half is gone isn't to be taken for a backup. The next move
+// knows from the new folder's description what it was and goes on with it.
 void BackupFolderMove::removeOldBackup(const BackupToMove& backup) const {
   PathBelowRoot folder(pathIn(oldFolder_, backup.name));
   const auto isGone = [&](const WideText& path) {
@@ -321,17 +394,17 @@ void BackupFolderMove::removeOldBackup(const BackupToMove& backup) const {
     return file &&
            (File_platformIndependent(*file).remove() || File_platformIndependent(*file).isCertainlyMissing());
   };
-  bool allGone = true;
-  for (const auto& [path, file] : backup.files)
-    if (path != backup.descriptionName()) allGone = isGone(path) && allGone;
-  removeEmptyFoldersIn(folder.root());
-  if (!allGone || !isGone(backup.descriptionName())) return;
+  if (isGone(backup.descriptionName()) && Directory_new(folder.root()).syncEntries()) {
+    for (const auto& [path, file] : backup.files) static_cast<void>(isGone(path));
+    removeEmptyFoldersIn(folder.root());
+  }
   platform::ErrorCode error;
-  disk().removeFolder(folder.root(), error);
+  if (!disk().removeFolder(folder.root(), error))
+    writeLog(u"Not all of a backup's folder could be removed: " + folder.root());
 }
 
 WideText BackupFolderMove::copiesFolder() const {
-  return pathIn(newFolder_, writeProbeName);
+  return probeIn(newFolder_);
 }
 
 }  // namespace ZelmoraTevra

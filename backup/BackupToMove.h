@@ -9,8 +9,11 @@ namespace ZelmoraTevra {
 // One backup on its way from one backup folder to another.
 struct BackupToMove {
   WideText name;  // of its folder
-  // By path below the backup's folder, with "\" as separator; the description is one of them.
+  // By path below the backup's folder, with "\" as separator; the description is one of them. The sizes are
+  // those of the list until a copy is there, and the copy's from then on.
   BackupFiles files;
+  // Its description isn't in the old folder any more: an interrupted move was about to remove the rest of it.
+  bool isLeftover = false;
   // A whole copy stands in the new folder already, as an interrupted move leaves it: only the old files are
   // still to go.
   bool isInPlace = false;

@@ -46,9 +46,4 @@ bool isSameOrBelowFolder(const WideText& path, const WideText& folder) {
   return true;
 }
 
-bool isLinkAt(const WideText& path) {
-  platform::ErrorCode error;
-  return platform::machine().files->isLink(path, error);
-}
-
 }  // namespace ZelmoraTevra

@@ -15,7 +15,4 @@ namespace ZelmoraTevra {
 // does.
 [[nodiscard]] bool isSameOrBelowFolder(const WideText& path, const WideText& folder);
 
-// True if the entry itself is a symbolic link.
-[[nodiscard]] bool isLinkAt(const WideText& path);
-
 }  // namespace ZelmoraTevra

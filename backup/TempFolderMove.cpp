@@ -7,6 +7,7 @@
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
+#include "core/PathBelowRoot.h"
 #include "core/Text.h"
 #include "platform/Machine.h"
 
@@ -29,12 +30,17 @@ void useTempFolder(const WideText& folder) {
 }
 
 // Where the status is, whatever the user's temporary folder.
-WideText defaultPlace() {
-  return jobFolderIn(platform::machine().processes->environment(u"TMP"));
+WideText systemTempFolder() {
+  return platform::machine().processes->environment(u"TMP");
 }
 
-bool holdsBackups(const WideText& folder) {
-  return Directory_new(backupRootFolder).exists() && isSameOrBelowFolder(backupRootFolder, folder);
+bool holds(const WideText& folder, const WideText& other) {
+  return Directory_new(other).exists() && isSameOrBelowFolder(other, folder);
+}
+
+// Neither the backups nor the folder of the status go with a job's folder.
+bool mayBeEmptied(const WideText& jobFolder) {
+  return !holds(jobFolder, backupRootFolder) && !holds(jobFolder, systemTempFolder());
 }
 
 }  // namespace
@@ -77,23 +83,24 @@ bool TempFolderMove::isValidNewFolder() const {
 bool TempFolderMove::makeNewFolder() const {
   const WideText path = jobFolderIn(newFolder_);
   // A job's name that leads elsewhere would have that emptied.
-  if (!isBackupName(toWide(channelName)) || holdsBackups(path)) return false;
+  if (!isBackupName(toWide(channelName)) || !mayBeEmptied(path)) return false;
+  platform::FileSystem& disk = *platform::machine().files;
   platform::ErrorCode error;
-  if (isLinkAt(path)) platform::machine().files->removeFile(path, error);
-  Directory_new folder(path);
-  folder.remove();
-  return folder.create();
+  if (isLinkAt(path)) disk.removeFile(path, error);
+  Directory_new(path).remove();
+  // Fails if something of the old one is left.
+  return disk.createFolder(path, error);
 }
 
 void TempFolderMove::clearOldFolder() const {
   const WideText path = jobFolderIn(oldFolder_);
   if (isSameFolder(path, workTempFolder)) return;
-  if (holdsBackups(path)) {
-    writeLog(u"The old temp folder holds the backups and stays: " + path);
+  if (!mayBeEmptied(path)) {
+    writeLog(u"The old temp folder holds the backups or the status and stays: " + path);
     return;
   }
   Directory_new folder(path);
-  const WideText inUse = defaultPlace();
+  const WideText inUse = jobFolderIn(systemTempFolder());
   const bool staysInUse = shortForm(path) == shortForm(inUse) || isSameFolder(path, inUse);
   if (!isLinkAt(path)) folder.removeContent();
   if (!staysInUse) folder.remove();

@@ -11,11 +11,6 @@ namespace ZelmoraTevra {
 
 namespace {
 
-bool isLink(const WideText& path) {
-  platform::ErrorCode error;
-  return platform::machine().files->isLink(path, error);
-}
-
 // A path of which nothing can be learned isn't missing: whoever asks next tells of it.
 bool isMissing(const WideText& path) {
   platform::ErrorCode error;
@@ -63,6 +58,11 @@ bool staysBelowRoot(WideView path) {
   return namesSomething;
 }
 
+bool isLinkAt(const WideText& path) {
+  platform::ErrorCode error;
+  return platform::machine().files->isLink(path, error);
+}
+
 WideText comparablePath(WideView path) {
   WideText comparable;
   for (const WideText& component : split(toForwardSlashes(WideText(path)), u'/')) {
@@ -78,19 +78,19 @@ PathBelowRoot::PathBelowRoot(WideText root) : root_(std::move(root)) {}
 
 std::optional<WideText> PathBelowRoot::join(const WideText& relativePath) {
   std::optional<WideText> path = joinInFolder(relativePath);
-  if (path && isLink(*path)) path.reset();
+  if (path && isLinkAt(*path)) path.reset();
   return path;
 }
 
 std::optional<WideText> PathBelowRoot::joinInPresentFolder(const WideText& relativePath) {
   std::optional<WideText> path = joinInFolder(relativePath);
-  if (path && (lastFolderIs_ == Folder::missing || isLink(*path))) path.reset();
+  if (path && (lastFolderIs_ == Folder::missing || isLinkAt(*path))) path.reset();
   return path;
 }
 
 std::optional<WideText> PathBelowRoot::joinExisting(const WideText& relativePath) {
   std::optional<WideText> path = joinInFolder(relativePath);
-  if (path && (isMissing(*path) || isLink(*path))) path.reset();
+  if (path && (isMissing(*path) || isLinkAt(*path))) path.reset();
   return path;
 }
 
@@ -111,7 +111,7 @@ PathBelowRoot::Folder PathBelowRoot::lookAt(const WideText& relativeFolder) cons
   for (const WideText& name : split(toForwardSlashes(relativeFolder), u'/')) {
     if (name.empty()) continue;
     path += u'\\' + name;
-    if (isLink(path)) return Folder::behindLink;
+    if (isLinkAt(path)) return Folder::behindLink;
     // Below a folder that isn't there is no link either, however long the path goes on.
     if (isMissing(path)) return Folder::missing;
   }

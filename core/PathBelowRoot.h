@@ -10,6 +10,9 @@ namespace ZelmoraTevra {
 // has no drive letter, no ".." and no NUL. False also for a path of more than 4,096 units or 256 components.
 [[nodiscard]] bool staysBelowRoot(WideView relativePath);
 
+// True if the entry itself is a symbolic link, whatever it leads to.
+[[nodiscard]] bool isLinkAt(const WideText& path);
+
 // One spelling for all relative paths that name the same file on a device, where upper and lower case are the
 // same.
 [[nodiscard]] WideText comparablePath(WideView relativePath);

@@ -9,6 +9,7 @@
 #include "core/Directory_new.h"
 #include "core/EditableXml.h"
 #include "core/File_platformIndependent.h"
+#include "core/PathBelowRoot.h"
 #include "core/SetAsideFiles.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
@@ -26,17 +27,12 @@ WideText unfinishedPath(const WideText& path) {
   return path + WideText(unfinishedEnding);
 }
 
-bool isLink(const WideText& path) {
-  platform::ErrorCode ignored;
-  return platform::machine().files->isLink(path, ignored);
-}
-
 WideText freeDamagedPath(const WideText& path) {
   for (std::int64_t number = 1;; ++number) {
     WideText candidate = path + WideText(damagedEnding) + numberText(number);
     platform::ErrorCode error;
     if (platform::machine().files->kind(candidate, error) == platform::EntryKind::missing &&
-        !isLink(candidate))
+        !isLinkAt(candidate))
       return candidate;
   }
 }
@@ -119,7 +115,7 @@ void recoverDeviceFile(const WideText& path) {
   const WideText target = toBackslashes(path);
   const WideText unfinished = unfinishedPath(target);
   const std::vector<WideText> setAside = SetAsideFiles::of(target);
-  if (isLink(unfinished)) removeEntry(unfinished);
+  if (isLinkAt(unfinished)) removeEntry(unfinished);
   const bool hasUnfinished = File_platformIndependent(unfinished).exists();
   if (setAside.empty() && !hasUnfinished) return;
 

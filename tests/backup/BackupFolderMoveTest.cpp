@@ -247,10 +247,11 @@ TEST_F(BackupFolderMoveTest, WhateverBearsTheProbesNameInTheNewFolderGoes) {
   addTwoBackups();
   const Tree before = treeAt("backups");
   writeFile(path(u"precious"), "p");
+  makeFolder(path(u"elsewhere"));
   const std::vector<std::function<void()>> leftovers = {
       [this] { writeFile(path(u"new/Tevra_131284_tmp/Alps/x"), "x"); },
       [this] { writeFile(path(u"new/Tevra_131284_tmp"), "x"); },
-      [this] { link("..", "new/Tevra_131284_tmp"); }, [this] { link("../precious", "new/Tevra_131284_tmp"); },
+      [this] { link("../elsewhere", "new/Tevra_131284_tmp"); }, [this] { link("../precious", "new/Tevra_131284_tmp"); },
       [this] { link("nowhere", "new/Tevra_131284_tmp"); }};
   for (const auto& leave : leftovers) {
     leave();
@@ -621,6 +622,9 @@ class CaselessFileSystem : public platform::ForwardingFileSystem {
                                              platform::ErrorCode& error) override {
     return target().open(folded(path), mode, error);
   }
+  std::int64_t fileSize(const WideText& path, platform::ErrorCode& error) override {
+    return target().fileSize(folded(path), error);
+  }
   bool createFolder(const WideText& path, platform::ErrorCode& error) override {
     return target().createFolder(folded(path), error);
   }
@@ -836,7 +840,8 @@ TEST_F(BackupFolderMoveFaultTest, NothingOldGoesBeforeTheNewPlaceHasEverythingOn
     }
   };
   EXPECT_EQ(moveWatched(watched), 0);
-  EXPECT_THAT(order, ElementsAre("syncVolume", "syncFolder"));
+  // The last two: of each backup nothing goes before its description.
+  EXPECT_THAT(order, ElementsAre("syncVolume", "syncFolder", "syncFolder", "syncFolder"));
 }
 
 TEST_F(BackupFolderMoveFaultTest, ACopyThatSomebodyTakesAwayKeepsTheOldFiles) {
