@@ -227,7 +227,7 @@ int BackupFolderMove::chooseWhatToCopy() {
   for (BackupToMove& backup : backups_) {
     const Place place = placeOf(backup);
     if (place == Place::unknown) {
-      static_cast<void>(reportCopy(CopyResult::aborted, {}));
+      ProgressObserver::instance().reportAbort({});
       return -1;
     }
     backup.isInPlace = place == Place::holdsCopy;

@@ -30,6 +30,8 @@ TEST(ShortFormTest, OnlyNamesOfMoreThanEightUnitsAreShortened) {
       {u"/home/someone-else/tmp/", u"\\home\\SOMEON~1\\tmp"},
       {u"\\\\server\\collections", u"\\\\server\\COLLEC~1"},
       {u"Übergröße", u"ÜBERGR~1"},
+      {u"größenwahn", u"GRÖßEN~1"},
+      {u"àþ÷ÿzz more", u"ÀÞ÷ÿZZ~1"},
   };
   for (const auto& [path, form] : cases) EXPECT_EQ(shortForm(path), form) << toUtf8(path);
 }

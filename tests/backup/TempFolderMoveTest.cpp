@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -263,6 +264,48 @@ TEST_F(TempFolderMoveTest, BackupsInEitherJobsFolderAreNotTouched) {
   EXPECT_EQ(readFile(backupRootFolder + u"/Alps/Alps.xml"), "x");
 }
 
+TEST_F(TempFolderMoveTest, TheSystemsTemporaryFolderInEitherJobsFolderIsNotTouched) {
+  const auto useTemp = [](const std::string& native) {
+    fs::create_directories(native + "/ZELMORATevra_tmp");
+    std::ofstream(native + "/users.tmp") << "u";
+  };
+  {
+    const std::string native = (folder.native() / "new/ZELMORATevra_tmp/system").string();
+    const ScopedEnvironment inNew("TMP", native);
+    useTemp(native);
+    EXPECT_EQ(move(), -1);
+    expectNotMade(newFolder);
+    EXPECT_TRUE(existsAt("new/ZELMORATevra_tmp/system/users.tmp"));
+    expectOldWhole();
+  }
+  fs::remove_all(folder.native() / "new/ZELMORATevra_tmp");
+  for (const char* place : {"temp/ZELMORATevra_tmp", "temp/ZELMORATevra_tmp/system"}) {
+    const std::string native = (folder.native() / place).string();
+    const ScopedEnvironment inOld("TMP", native);
+    useTemp(native);
+    StatusXml::destroy();
+    EXPECT_EQ(move(), 0);
+    EXPECT_EQ(status().exitCode(), u"1010");
+    EXPECT_TRUE(existsAt(std::string(place) + "/users.tmp"));
+    expectOldWhole();
+  }
+}
+
+TEST_F(TempFolderMoveTest, ALinkThatCanNotBeRemovedIs1009AndNotUsed) {
+  writeFile(path(u"precious/p"), "p");
+  link("../precious", "new/ZELMORATevra_tmp");
+  FaultyFileSystem faulty(files());
+  faulty.before = [&](int number, const std::string& operation) {
+    if (operation == "removeFile" && existsAt("new/ZELMORATevra_tmp")) faulty.failAt = number;
+  };
+  useFileSystem(faulty);
+  EXPECT_EQ(move(), -1);
+  useFileSystem(files());
+  expectNotMade(newFolder);
+  EXPECT_EQ(readFile(path(u"precious/p")), "p");
+  expectOldWhole();
+}
+
 TEST_F(TempFolderMoveTest, AJobsNameThatIsNoFoldersNameEmptiesNothing) {
   for (const char* name : {"", ".", "..", "../precious", "a/b"}) {
     channelName = name;
@@ -288,6 +331,8 @@ TEST_F(TempFolderMoveTest, AFailureAtAnyOperationLeavesOneUsablePlaceAndTheUsers
     ASSERT_EQ(workTempFolder, (result == 0 ? newFolder : oldFolder) + u"\\ZELMORATevra_tmp");
     ASSERT_EQ(status().exitCode(), result == 0 ? u"1010" : u"1009");
     ASSERT_EQ(readFile(oldFolder + u"/users.txt"), "user");
+    if (result != 0) continue;
+    ASSERT_THAT(tree(newFolder), ElementsAre("ZELMORATevra_tmp/"));
   }
 }
 

@@ -176,6 +176,8 @@ TEST_F(MoveFolderJobTest, ANewPlaceThatIsPulledLosesNothing) {
     };
   });
   EXPECT_EQ(result.exitValue, 255);
+  EXPECT_EQ(result.last.state, 7);
+  EXPECT_EQ(result.last.exitCode(), u"1026");
   EXPECT_EQ(job.tree("backups"), before);
   EXPECT_FALSE(job.exists("card"));
 }
