@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "backup/RestoreChecks.h"
-#include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/ProgressObserver.h"
+#include "core/SyncStorages.h"
 #include "core/Text.h"
 
 namespace ZelmoraTevra {
@@ -30,12 +30,6 @@ int failOnDestination(const WideText& destination, const RestoreTarget& target) 
 int failOnCopy(const WideText& source) {
   return fail(ErrorReport(1094, u"An error occurred at the copy process!")
                   .attribute(u"FILE", toForwardSlashes(source)));
-}
-
-bool reachMedium(const WideText& flashFolder, const WideText& cardFolder) {
-  const Directory_new flash(flashFolder);
-  if (!flash.syncVolume()) return false;
-  return cardFolder.empty() || flash.isOnSameVolume(cardFolder) || Directory_new(cardFolder).syncVolume();
 }
 
 }  // namespace
@@ -70,7 +64,7 @@ int RestoreCopy::run(const BackupFiles& files) {
     if (restore(file) != 0) return -1;
   }
   // The user pulls the cable as soon as success is told.
-  if (reachMedium(flashFolder_, cardFolder_)) return 0;
+  if (syncStorages({flashFolder_, cardFolder_})) return 0;
   return failOnCopy(backupFolder_);
 }
 

@@ -23,10 +23,12 @@ platform::FileSystem& disk() {
 bool openDestination(const File_platformIndependent& source, File_platformIndependent& destination,
                      bool isNew) {
   if (destination.openForWriting(platform::OpenMode::createNew)) return true;
-  if (isNew) return false;
-  if (source.isSameAs(destination.path())) return false;
+  if (isNew || source.isSameAs(destination.path())) return false;
   platform::ErrorCode error;
-  if (disk().isLink(destination.path(), error)) disk().removeFile(destination.path(), error);
+  if (disk().isLink(destination.path(), error))
+    disk().removeFile(destination.path(), error);
+  else if (destination.isCertainlyMissing())
+    return false;
   if (disk().kind(destination.path(), error) == platform::EntryKind::other) return false;
   return destination.openForWriting(platform::OpenMode::truncate);
 }

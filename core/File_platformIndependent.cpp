@@ -21,6 +21,11 @@ platform::FileSystem& disk() {
   return *platform::machine().files;
 }
 
+bool tellsMissing(const ErrorCode& error) {
+  return error == boost::system::errc::no_such_file_or_directory ||
+         error == boost::system::errc::not_a_directory;
+}
+
 }  // namespace
 
 File_platformIndependent::File_platformIndependent(WideText path, bool normalise)
@@ -42,7 +47,7 @@ std::int64_t File_platformIndependent::size() const {
   ErrorCode error;
   const std::int64_t bytes = disk().fileSize(path_, error);
   if (!error) return bytes;
-  if (exists()) writeLog(u"FILE: exception when try to get size of " + path_);
+  if (!tellsMissing(error) && exists()) writeLog(u"FILE: exception when try to get size of " + path_);
   return -1;
 }
 
@@ -76,7 +81,7 @@ bool File_platformIndependent::open() {
   handle_ = disk().open(path_, OpenMode::read, error);
   if (handle_) return true;
   // A drive that gives no answer is told of in the log, where a missing file is not.
-  static_cast<void>(exists());
+  if (!tellsMissing(error)) static_cast<void>(exists());
   return false;
 }
 

@@ -6,6 +6,7 @@
 #include "core/BackendLogger.h"
 #include "core/Directory_new.h"
 #include "core/Globals.h"
+#include "core/SyncStorages.h"
 
 namespace ZelmoraTevra {
 
@@ -41,20 +42,10 @@ bool DeviceRegister::close() {
 }
 
 bool DeviceRegister::prepareToBring() {
-  if (recorded_ > 0) isMediumSound_ = bringPlacedFilesToMedium() && isMediumSound_;
+  if (recorded_ > 0) isMediumSound_ = syncStorages(storages_) && isMediumSound_;
   recorded_ = 0;
   recordedAtNextSave_ = 1;
   return updates_.save() && isMediumSound_;
-}
-
-// A storage that lies on the disk of the work folder is none that can be pulled.
-bool DeviceRegister::bringPlacedFilesToMedium() const {
-  bool brought = true;
-  for (const WideText& root : storages_) {
-    const Directory_new folder(root);
-    if (!folder.isOnSameVolume(workTempFolder)) brought = folder.syncVolume() && brought;
-  }
-  return brought;
 }
 
 }  // namespace ZelmoraTevra

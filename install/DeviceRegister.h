@@ -36,7 +36,6 @@ class DeviceRegister {
 
  private:
   [[nodiscard]] bool prepareToBring();
-  [[nodiscard]] bool bringPlacedFilesToMedium() const;
 
   std::vector<WideText> storages_;  // those that are there at the start
   ClientUpdatesXmlFile file_;

@@ -1038,9 +1038,14 @@ TEST_F(BackupFolderMoveFaultTest, AnOldPlaceThatGivesNoAnswerBehindTheCopyKeepsT
     SilentFolder(platform::FileSystem& target, WideText folder)
         : ForwardingFileSystem(target), folder_(toBackslashes(std::move(folder))) {}
     platform::EntryKind kind(const WideText& path, platform::ErrorCode& error) override {
-      if (!isSilent || !toBackslashes(path).starts_with(folder_)) return target().kind(path, error);
+      if (!isSilentAt(path)) return target().kind(path, error);
       error = boost::system::errc::make_error_code(boost::system::errc::io_error);
       return platform::EntryKind::missing;
+    }
+    std::int64_t fileSize(const WideText& path, platform::ErrorCode& error) override {
+      if (!isSilentAt(path)) return target().fileSize(path, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return -1;
     }
     bool syncFolder(const WideText& path, platform::ErrorCode& error) override {
       isSilent = true;
@@ -1048,6 +1053,10 @@ TEST_F(BackupFolderMoveFaultTest, AnOldPlaceThatGivesNoAnswerBehindTheCopyKeepsT
     }
 
    private:
+    [[nodiscard]] bool isSilentAt(const WideText& path) const {
+      return isSilent && toBackslashes(path).starts_with(folder_);
+    }
+
     bool isSilent = false;
     WideText folder_;
   };

@@ -134,8 +134,17 @@ TEST_F(RestoreCopyTest, AFailedCopyNamesItsSource) {
 }
 
 TEST_F(RestoreCopyTest, AMediumThatDoesNotTakeAllIsAFailedCopy) {
+  // The device has a volume of its own, as one that can be pulled.
+  class DeviceVolume : public FaultyFileSystem {
+   public:
+    using FaultyFileSystem::FaultyFileSystem;
+    bool areOnSameVolume(const WideText&, const WideText&, platform::ErrorCode& error) override {
+      error.clear();
+      return false;
+    }
+  };
   writeSource("storage_for_software/a", "a");
-  FaultyFileSystem faulty(*platform::machine().files);
+  DeviceVolume faulty(*platform::machine().files);
   faulty.before = [&](int count, const std::string& operation) {
     if (operation == "syncVolume") faulty.failAt = count;
   };

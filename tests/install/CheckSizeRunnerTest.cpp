@@ -369,7 +369,8 @@ TEST_F(CheckSizeRunnerTest, OlderAndLocatedPackagesTogetherAre1046WhicheverComes
 TEST_F(CheckSizeRunnerTest, ADeviceThatGoesMeanwhileIs1249) {
   writeFile(flash + u"/none", "x");
   disk.beforeSize = [this] {
-    std::filesystem::rename((folder.native() / "card"), folder.native() / "pulled");
+    std::error_code gone;
+    std::filesystem::rename(folder.native() / "card", folder.native() / "pulled", gone);
   };
   addPackage(software(100'000));
   CheckSizeRunner runner;

@@ -69,7 +69,7 @@ void MemoryStorages::remove(const WideText& path) {
 
 EntryKind MemoryStorages::kind(const WideText& path, ErrorCode& error) {
   ask(path);
-  ++kindQuestions[path];
+  ++looks[path];
   if (!isMine(path)) return target().kind(path, error);
   error.clear();
   if (files_.contains(canonical(path))) return EntryKind::file;
@@ -85,6 +85,7 @@ bool MemoryStorages::isLink(const WideText& path, ErrorCode& error) {
 
 std::int64_t MemoryStorages::fileSize(const WideText& path, ErrorCode& error) {
   ask(path);
+  ++looks[path];
   if (!isMine(path)) return target().fileSize(path, error);
   const auto found = files_.find(canonical(path));
   error = found == files_.end() ? notThere() : ErrorCode();

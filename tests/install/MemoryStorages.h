@@ -25,7 +25,7 @@ class MemoryStorages : public platform::ForwardingFileSystem {
   void remove(const WideText& folder);
 
   // How often it was asked what stands at each path, spelled as asked.
-  std::map<WideText, int> kindQuestions;
+  std::map<WideText, int> looks;
   // Every path that any question named, on whatever volume.
   std::set<WideText> questions;
   // Called before each answer with the path.

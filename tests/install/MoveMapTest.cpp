@@ -168,10 +168,10 @@ TEST_F(MoveMapChoiceTest, AfterAResetNothingIsKnown) {
 TEST_F(MoveMapChoiceTest, AFolderOfManyFilesCostsOneLookAtEach) {
   constexpr int count = 100'000;
   for (int number = 0; number < count; ++number) addMap(numberText(number) + u".map", 300 + number % 7);
-  storages.kindQuestions.clear();
+  storages.looks.clear();
   EXPECT_NE(optimal(305), u"");
   int looks = 0;
-  for (const auto& [path, questions] : storages.kindQuestions) looks += questions;
+  for (const auto& [path, questions] : storages.looks) looks += questions;
   EXPECT_LT(looks, count + 100);
 }
 

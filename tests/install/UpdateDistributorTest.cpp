@@ -565,7 +565,7 @@ TEST_F(UpdateDistributorTest, EachFileIsAskedForOnceOnEachStorage) {
                               file(u"c", installFileIfMissing), file(u"d", replaceFileIfPresent)}));
   for (const WideText& root : {flash, card})
     for (const WideText name : {u"a", u"b", u"c", u"d"})
-      EXPECT_EQ(storages.kindQuestions[root + u"\\" + name], 1) << toUtf8(root + u"\\" + name);
+      EXPECT_EQ(storages.looks[root + u"\\" + name], 1) << toUtf8(root + u"\\" + name);
 }
 
 TEST_F(UpdateDistributorTest, FolderDeletionBecomesDeletionsOfItsFilesThenItsFolders) {
@@ -840,7 +840,7 @@ TEST_F(OlderDistributionTest, EachFileIsAskedForOnceOnEachStorage) {
   EXPECT_EQ(distributeOlder(batch, 1000), 0);
   for (const WideText& root : {flash, card})
     for (const WideText name : {u"a", u"b", u"c"})
-      EXPECT_EQ(storages.kindQuestions[root + u"\\" + name], 1) << toUtf8(root + u"\\" + name);
+      EXPECT_EQ(storages.looks[root + u"\\" + name], 1) << toUtf8(root + u"\\" + name);
 }
 
 // On a real disk, where there are links.
