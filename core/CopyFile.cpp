@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/File_platformIndependent.h"
+#include "core/PathBelowRoot.h"
 #include "core/ProgressObserver.h"
 #include "platform/Machine.h"
 
@@ -25,12 +26,13 @@ bool openDestination(const File_platformIndependent& source, File_platformIndepe
   if (destination.openForWriting(platform::OpenMode::createNew)) return true;
   if (isNew || source.isSameAs(destination.path())) return false;
   platform::ErrorCode error;
-  if (disk().isLink(destination.path(), error))
+  if (isLinkAt(destination.path()))
     disk().removeFile(destination.path(), error);
   else if (destination.isCertainlyMissing())
     return false;
   if (disk().kind(destination.path(), error) == platform::EntryKind::other) return false;
-  return destination.openForWriting(platform::OpenMode::truncate);
+  // A link that stays is no place for the copy.
+  return destination.openForWriting(platform::OpenMode::truncateEntry);
 }
 
 // By the time that the system has set up a copy of its own, so many bytes have come and gone.

@@ -97,7 +97,7 @@ bool Directory_new::isWriteProtected() {
   // What a device has under this name may be a link to a file of the user's.
   ErrorCode error;
   if (disk().isLink(probe.path(), error)) disk().removeFile(probe.path(), error);
-  if (!probe.create()) return true;
+  if (!probe.openForWriting(platform::OpenMode::truncateEntry)) return true;
   probe.close();
   probe.remove();
   return false;

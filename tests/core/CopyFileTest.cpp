@@ -68,6 +68,17 @@ class ReadsTold : public platform::ForwardingFileSystem {
   };
 };
 
+// No link can be removed, as in a folder that is somebody else's.
+class StuckLinks : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+  bool removeFile(const WideText& path, platform::ErrorCode& error) override {
+    if (!target().isLink(path, error)) return target().removeFile(path, error);
+    error = boost::system::errc::make_error_code(boost::system::errc::permission_denied);
+    return false;
+  }
+};
+
 class CopyFileTest : public JobTest {
  protected:
   CopyFileTest() {
@@ -204,6 +215,19 @@ TEST_F(CopyFileTest, ALinkAtTheDestinationMakesWayAndIsNotWrittenThrough) {
     EXPECT_THAT(tree(path(u"mine")), ElementsAre("letter"));
     EXPECT_EQ(readFile(path(u"mine/letter")), "a letter");
     ProgressObserver::destroy();
+  }
+}
+
+TEST_F(CopyFileTest, ALinkAtTheDestinationThatStaysIsNotWrittenThrough) {
+  StuckLinks stuck(files());
+  useFileSystem(stuck);
+  writeFile(path(u"mine/letter"), "a letter");
+  for (const char* target : {"../mine/letter", "../mine/new"}) {
+    std::filesystem::remove(folder.native() / "to/copy");
+    std::filesystem::create_symlink(target, folder.native() / "to/copy");
+    EXPECT_EQ(copyFile(source, destination, inJob), CopyResult::cannotCreateDestination);
+    EXPECT_THAT(tree(path(u"mine")), ElementsAre("letter"));
+    EXPECT_EQ(readFile(path(u"mine/letter")), "a letter");
   }
 }
 

@@ -285,6 +285,23 @@ TEST_F(Directory_newTest, TheTestForWritingLeavesTheFileAloneThatALinkOfItsNameL
   EXPECT_TRUE(tree(path(u"device")).empty());
 }
 
+TEST_F(Directory_newTest, AFolderWhoseTestFileIsALinkThatStaysIsWriteProtected) {
+  class StuckLinks : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool removeFile(const WideText&, platform::ErrorCode& error) override {
+      error = boost::system::errc::make_error_code(boost::system::errc::permission_denied);
+      return false;
+    }
+  } stuck(files());
+  writeFile(path(u"mine"), "user's");
+  makeFolder(path(u"device"));
+  fs::create_symlink(folder.native() / "mine", folder.native() / "device/Tevra_131284_tmp");
+  useFileSystem(stuck);
+  EXPECT_TRUE(Directory_new(path(u"device")).isWriteProtected());
+  EXPECT_EQ(readFile(path(u"mine")), "user's");
+}
+
 TEST_F(Directory_newTest, RemovingALinkToAFolderLeavesWhatItLeadsTo) {
   writeFile(path(u"outside/keep"), "user's");
   fs::create_directory_symlink(folder.native() / "outside", folder.native() / "link");
