@@ -6,6 +6,7 @@
 #include "backup/BackupCopy.h"
 #include "backup/BackupFolder.h"
 #include "backup/BackupIdentity.h"
+#include "backup/FolderRelation.h"
 #include "core/BackendLogger.h"
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
@@ -13,7 +14,6 @@
 #include "core/ProgressObserver.h"
 #include "core/Text.h"
 #include "platform/AbsolutePath.h"
-#include "platform/DrivePath.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
@@ -40,18 +40,6 @@ WideText folderText(const WideText& folder) {
 WideText uniqueSuffix() {
   std::random_device random;
   return numberText(platform::machine().clock->tickMilliseconds()) + numberText(random());
-}
-
-// Where a path leads without its drive letter, as far as the machine tells.
-WideText resolved(const WideText& path) {
-  const char16_t letter = platform::driveLetter(path);
-  if (letter == 0) return platform::absolutePath(path);
-  const auto* const volume = platform::volumeOfLetter(platform::machine().volumes->volumes(), letter);
-  return volume == nullptr ? path : platform::absolutePath(volume->folder + path.substr(2));
-}
-
-bool isBelow(const WideText& path, const WideText& folder) {
-  return !path.empty() && platform::isSameOrBelow(resolved(path), resolved(folder));
 }
 
 }  // namespace
@@ -208,7 +196,7 @@ std::vector<WideText> BackupJob::findSupersededBackups() const {
 }
 
 bool BackupJob::holdsStorage(const WideText& folder) const {
-  return isBelow(sourceFolder_, folder) || isBelow(secondaryFolder_, folder);
+  return isSameOrBelowFolder(sourceFolder_, folder) || isSameOrBelowFolder(secondaryFolder_, folder);
 }
 
 }  // namespace ZelmoraTevra

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 
-#include "backup/EmptiedStorage.h"
+#include "backup/FolderRelation.h"
 #include "core/BackendLogger.h"
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
 #include "core/IndicatorFile.h"
+#include "core/SaturatingInt64.h"
 #include "core/Text.h"
 #include "device/FormatDevice.h"
 #include "install/PackageCheck.h"
@@ -66,18 +67,7 @@ DeviceRestoreJob::DeviceRestoreJob() : reports_(installationReports()) {}
 
 int DeviceRestoreJob::prepareDeviceRestore(const CommandRecord& command) {
   command_ = command;
-  Directory_new main(command_.storageCardDriveLetter);
-  if (!main.takesWrites()) {
-    writeLog(u"Primary path: " + command_.storageCardDriveLetter);
-    static_cast<void>(main.exists() ? failOnRejectedWrites(1256) : failOnMissingStorage(1250));
-    return -1;
-  }
-  Directory_new second(command_.secondDriveLetter);
-  if (!command_.secondDriveLetter.empty() && !second.takesWrites()) {
-    writeLog(u"Secondary path: " + command_.secondDriveLetter);
-    static_cast<void>(second.exists() ? failOnRejectedWrites(1257) : failOnMissingStorage(1258));
-    return -1;
-  }
+  if (!storagesTakeWrites() || !storagesAreApart()) return -1;
   const bool areDescribed =
       std::all_of(command_.packages.begin(), command_.packages.end(), [](const ContentEntry& package) {
         return package.installXml != nullptr && package.installXml->isValid();
@@ -87,12 +77,35 @@ int DeviceRestoreJob::prepareDeviceRestore(const CommandRecord& command) {
     return -1;
   }
   plan_.packages = command_.packages;
-  plan_.primaryRoot = main.path();
-  plan_.secondaryRoot = second.path();
+  plan_.primaryRoot = Directory_new(command_.storageCardDriveLetter).path();
+  plan_.secondaryRoot = Directory_new(command_.secondDriveLetter).path();
   plan_.checkHashFile = command_.checkHashFile;
   plan_.emptyDevice = [this] { return emptyDevice(); };
   ready_ = true;
   return 0;
+}
+
+bool DeviceRestoreJob::storagesTakeWrites() const {
+  Directory_new main(command_.storageCardDriveLetter);
+  if (!main.takesWrites()) {
+    writeLog(u"Primary path: " + command_.storageCardDriveLetter);
+    return main.exists() ? failOnRejectedWrites(1256) : failOnMissingStorage(1250);
+  }
+  Directory_new second(command_.secondDriveLetter);
+  if (!command_.secondDriveLetter.empty() && !second.takesWrites()) {
+    writeLog(u"Secondary path: " + command_.secondDriveLetter);
+    return second.exists() ? failOnRejectedWrites(1257) : failOnMissingStorage(1258);
+  }
+  return true;
+}
+
+bool DeviceRestoreJob::storagesAreApart() const {
+  const WideText& main = command_.storageCardDriveLetter;
+  const WideText& second = command_.secondDriveLetter;
+  if (!isSameOrBelowFolder(second, main) && !isSameOrBelowFolder(main, second)) return true;
+  writeLog(u"Secondary path: " + second);
+  writeLog(u"The two storages are one, or one lies on the other.");
+  return failOnMissingStorage(1258);
 }
 
 int DeviceRestoreJob::runDeviceRestore() {
@@ -112,7 +125,13 @@ int DeviceRestoreJob::runDeviceRestore() {
   }
   if (!downloadPackages(plan_.packages, command_, plan_.downloadedFiles)) return -1;
   // What was downloaded has the digest that it should have; of a local zip nothing is known.
-  if (!zipsHoldFiles(plan_.updates, command_.localInstall ? ZipReading::contents : ZipReading::directory)) {
+  const bool areWhole =
+      zipsHoldFiles(plan_.updates, command_.localInstall ? ZipReading::contents : ZipReading::directory);
+  if (*StatusXml::instance().abortRequested()) {
+    saveState(statAbort);
+    return -1;
+  }
+  if (!areWhole) {
     failOnInvalidPackages(restoreCodes.unresolved);
     return -1;
   }
@@ -174,11 +193,23 @@ bool DeviceRestoreJob::distribute() {
   Distribution distribution;
   const int result = isOlder_ ? sequence_.distributeWhole(distributor, distribution)
                               : sequence_.distribute(distributor, distribution);
-  if (result != 0) return false;
+  if (result != 0) {
+    // A main storage that has gone since the look at its room isn't told yet.
+    if (distribution.deficitSoftware == -1) failOnMissingStorage(1250);
+    return false;
+  }
   fits_ = distribution.fits;
   figures_ = spaceFigures(distribution);
   figures_.availableSoftware = capacity;
   figures_.availableContent = cardCapacity;
+  figures_.temporarySoftware = sequence_.temporarySpaceSoftware();
+  figures_.temporaryContent = sequence_.temporarySpaceContent();
+  if (plan_.secondaryRoot.empty()) {
+    // Everything goes to the main storage.
+    figures_.temporarySoftware =
+        (SaturatingInt64(figures_.temporarySoftware) + figures_.temporaryContent).value();
+    figures_.temporaryContent = 0;
+  }
   if (isOlder_ && !fits_) {
     figures_.neededSoftware = sequence_.updateSize();
     figures_.neededContent = plan_.secondaryRoot.empty() ? 0 : sequence_.updateSize();
@@ -203,6 +234,8 @@ bool DeviceRestoreJob::mayBeEmptied() const {
 }
 
 bool DeviceRestoreJob::emptyDevice() const {
+  // The downloads may have taken hours.
+  if (!storagesTakeWrites()) return false;
   const FormatJob job{.primaryDrive = command_.storageCardDriveLetter,
                       .secondaryDrive = command_.secondDriveLetter,
                       .keepPrimaryFormat = command_.disableFormatFirst,
@@ -228,7 +261,7 @@ bool DeviceRestoreJob::emptyDevice() const {
 }
 
 bool DeviceRestoreJob::goesWithDevice(const WideText& path) const {
-  return goesWithStorage(path, plan_.primaryRoot) || goesWithStorage(path, plan_.secondaryRoot);
+  return isSameOrBelowFolder(path, plan_.primaryRoot) || isSameOrBelowFolder(path, plan_.secondaryRoot);
 }
 
 }  // namespace ZelmoraTevra

@@ -36,6 +36,9 @@ class DeviceRestoreJob {
   [[nodiscard]] int checkDeviceRestoreSize();
 
  private:
+  // These two: false after a report.
+  [[nodiscard]] bool storagesTakeWrites() const;
+  [[nodiscard]] bool storagesAreApart() const;
   // Finds out what is to go where, and whether it fits. False after a report.
   [[nodiscard]] bool reckon(const DeviceRestoreCodes& codes);
   // False if the packages can't be installed on an empty device; the log says why.

@@ -9,12 +9,16 @@ namespace ZelmoraTevra {
 
 namespace {
 
-// Deeper than any folder lies; a file system on which no root is its own parent ends the way up.
-constexpr int maximalLevels = 256;
-
 bool areSameOnDisk(const WideText& left, const WideText& right) {
   platform::ErrorCode error;
   return platform::machine().files->areSame(left, right, error);
+}
+
+// The folder above a path from the system's root; nothing above the root.
+WideText placeAbove(const WideText& path) {
+  WideText parent = parentFolder(path);
+  const bool isInRoot = parent.empty() && path.size() > 1 && platform::isSeparator(path.front());
+  return isInRoot ? path.substr(0, 1) : parent;
 }
 
 WideText comparableText(const WideText& path) {
@@ -34,16 +38,12 @@ bool isSameFolder(const WideText& left, const WideText& right) {
 }
 
 bool isSameOrBelowFolder(const WideText& path, const WideText& folder) {
-  if (folder.empty()) return false;
-  WideText step = path;
-  for (int level = 0; level < maximalLevels; ++level) {
-    if (areSameOnDisk(step, folder)) return true;
-    // The system itself goes up: the text's own parent is another folder where the path leads through a link.
-    WideText parent = pathIn(step, u"..");
-    if (areSameOnDisk(step, parent)) return false;
-    step = std::move(parent);
-  }
-  return true;
+  if (path.empty() || folder.empty()) return false;
+  platform::FileSystem& disk = *platform::machine().files;
+  platform::ErrorCode error;
+  for (WideText place = disk.resolved(path); !place.empty(); place = placeAbove(place))
+    if (disk.areSame(place, folder, error) || error) return true;
+  return false;
 }
 
 }  // namespace ZelmoraTevra

@@ -11,8 +11,9 @@ namespace ZelmoraTevra {
 // their texts are, separators aside.
 [[nodiscard]] bool isSameFolder(const WideText& left, const WideText& right);
 
-// Whether a folder that exists is another one or lies in it, also by way of a symbolic link. In doubt it
-// does.
+// Whether a file or folder is the folder or lies in it, or would once it is made, however the two are
+// spelled and be it by way of symbolic links. In doubt it does. An empty path is none, and nothing lies in a
+// folder that isn't there.
 [[nodiscard]] bool isSameOrBelowFolder(const WideText& path, const WideText& folder);
 
 }  // namespace ZelmoraTevra

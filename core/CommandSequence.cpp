@@ -1,5 +1,6 @@
 #include "core/CommandSequence.h"
 
+#include <set>
 #include <utility>
 
 #include "core/BackendLogger.h"
@@ -18,7 +19,16 @@ CommandSequence::CommandSequence(const CommandTable& table) : table_(table) {}
 
 CommandSequence::~CommandSequence() {
   if (!indicatorContent_ || commands_.empty()) return;
-  if (removeIndicatorFile(commands_.front().storageCardDriveLetter)) writeLog(u"Deleted indicator file!");
+  // A command that empties its device writes the file there again, which needn't be the first one's device.
+  std::set<WideText> roots;
+  for (const CommandRecord& record : commands_) {
+    const auto command = table_.find(record.commandName);
+    if (command != table_.end() && command->second.writesIndicatorFile)
+      roots.insert(record.storageCardDriveLetter);
+  }
+  roots.insert(commands_.front().storageCardDriveLetter);
+  for (const WideText& root : roots)
+    if (removeIndicatorFile(root)) writeLog(u"Deleted indicator file!");
 }
 
 bool CommandSequence::readCommandSequence(WideText commandSource, WideText tempFolder,

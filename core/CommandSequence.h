@@ -16,7 +16,8 @@ class CommandSequence {
  public:
   // The table must outlive the sequence.
   explicit CommandSequence(const CommandTable& table);
-  // Removes the indicator file, if the job was asked to make one.
+  // Removes the indicator file wherever a command of the job may have put it, if the job was asked to make
+  // one.
   ~CommandSequence();
   CommandSequence(const CommandSequence&) = delete;
   CommandSequence& operator=(const CommandSequence&) = delete;

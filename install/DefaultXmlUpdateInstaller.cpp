@@ -68,11 +68,6 @@ std::optional<XmlEdit> editOf(const InstallXmlEntry& entry) {
   }
 }
 
-bool makesNewFile(std::int32_t creationFlag) {
-  return creationFlag == appendElements || creationFlag == replaceOrAppendElement ||
-         creationFlag == removeElement;
-}
-
 bool apply(const XmlEdit& edit, std::int32_t creationFlag, XmlEdits& edits) {
   switch (creationFlag) {
     case appendElements:
@@ -89,6 +84,11 @@ bool apply(const XmlEdit& edit, std::int32_t creationFlag, XmlEdits& edits) {
 }
 
 }  // namespace
+
+bool makesNewFile(std::int32_t creationFlag) {
+  return creationFlag == appendElements || creationFlag == replaceOrAppendElement ||
+         creationFlag == removeElement;
+}
 
 DefaultXmlUpdateInstaller::DefaultXmlUpdateInstaller()
     : atProcessEnd_([] { static_cast<void>(bringLastTargetBack()); }) {}

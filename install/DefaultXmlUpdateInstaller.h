@@ -1,11 +1,16 @@
 #pragma once
 
+#include <cstdint>
+
 #include "core/PathBelowRoot.h"
 #include "core/ProcessEnd.h"
 #include "core/SetAsideFiles.h"
 #include "install/IUpdateInstaller.h"
 
 namespace ZelmoraTevra {
+
+// Whether an XML entry with this creation flag makes the file that it is for where there is none.
+[[nodiscard]] bool makesNewFile(std::int32_t creationFlag);
 
 // Carries out the XML entries of an update: merges elements into XML files of the device, changes values in
 // them and removes elements. All these files are on the main storage.

@@ -9,8 +9,10 @@
 
 #include "core/BackendLogger.h"
 #include "core/PathBelowRoot.h"
+#include "core/StatusXml.h"
 #include "core/Text.h"
 #include "install/ClientUpdatesXmlFile.h"
+#include "install/DefaultXmlUpdateInstaller.h"
 #include "install/ZipArchive.h"
 #include "install/ZipFileSource.h"
 
@@ -35,20 +37,41 @@ bool isKnownFlag(std::int32_t flag) {
   }
 }
 
-// A file that replaces another one has nothing to replace there, as long as no update of the same job has
-// placed one.
-bool isPlacedOnEmptyDevice(const InstallFile& file) {
+bool isPlacedAnywhere(const InstallFile& file) {
   return file.updateFlag == installFile || file.updateFlag == installFileIfMissing ||
          file.updateFlag == installFileToo;
 }
 
 bool mayBePlaced(const InstallFile& file) {
-  return isPlacedOnEmptyDevice(file) || file.updateFlag == replaceFileIfPresent;
+  return isPlacedAnywhere(file) || file.updateFlag == replaceFileIfPresent;
 }
+
+// Which files come to stand on an empty device, if it is told of the updates in their order.
+class EmptyDevice {
+ public:
+  // Whether the file is placed. One that replaces another has nothing to replace unless something before it
+  // has brought it, on either storage.
+  [[nodiscard]] bool takes(const InstallFile& file) {
+    if (isRegisterPlace(file.client)) return false;
+    if (file.updateFlag == replaceFileIfPresent) return brought_.contains(comparablePath(file.client));
+    if (isPlacedAnywhere(file)) brought_.insert(comparablePath(file.client));
+    return isPlacedAnywhere(file);
+  }
+  void take(const InstallXmlEntry& entry) {
+    if (makesNewFile(entry.creationFlag)) brought_.insert(comparablePath(entry.file));
+  }
+
+ private:
+  std::set<WideText> brought_;
+};
 
 bool isPlaceable(const InstallFile& file) {
   if (!isKnownFlag(file.updateFlag)) return false;
   return !mayBePlaced(file) || (staysBelowRoot(file.client) && staysBelowRoot(file.local));
+}
+
+bool isAborted() {
+  return *StatusXml::instance().abortRequested();
 }
 
 // One zip, with a memory of what was found in it.
@@ -77,8 +100,10 @@ class ZipCheck {
   [[nodiscard]] bool isSound() {
     if (archive_->openEntry() != 0) return false;
     int count = 0;
-    do count = archive_->readEntry(chunk_.get(), chunkSize);
-    while (count > 0);
+    do {
+      count = archive_->readEntry(chunk_.get(), chunkSize);
+      StatusXml::instance().checkAbort();
+    } while (count > 0 && !isAborted());
     const int closed = archive_->closeEntry();
     return count == 0 && closed == 0;
   }
@@ -90,9 +115,9 @@ class ZipCheck {
   std::set<WideText> read_;
 };
 
-// The register itself is no package's to write.
+// The register itself is no package's to write, and what leaves the device isn't written.
 bool isInRegisterFolder(const WideText& path) {
-  if (isRegisterPlace(path)) return false;
+  if (isRegisterPlace(path) || !staysBelowRoot(path)) return false;
   const WideText comparable = comparablePath(path);
   return comparable.starts_with(u"ZELMORA\\") || comparable.starts_with(u"KD3\\");
 }
@@ -111,29 +136,33 @@ bool arePlaceable(const std::vector<InstallUpdate>& updates) {
 }
 
 bool zipsHoldFiles(const std::vector<InstallUpdate*>& updates, ZipReading reading) {
+  EmptyDevice device;
   std::unique_ptr<ZipCheck> zip;
   for (const InstallUpdate* update : updates) {
     for (const InstallFile& file : update->files) {
-      if (!isPlacedOnEmptyDevice(file) || isRegisterPlace(file.client)) continue;
+      if (!device.takes(file)) continue;
       if (zip == nullptr || zip->path() != update->localSource)
         zip = std::make_unique<ZipCheck>(update->localSource, reading);
       if (zip->isOpen() && zip->holds(file.local)) continue;
-      writeLog(u"The zip " + update->localSource + u" doesn't hold " + file.local);
+      if (!isAborted()) writeLog(u"The zip " + update->localSource + u" doesn't hold " + file.local);
       return false;
     }
+    for (const InstallXmlEntry& entry : update->xmlEntries) device.take(entry);
   }
   return true;
 }
 
 bool bringRegisterFolder(const std::vector<InstallUpdate*>& updates) {
-  return std::any_of(updates.begin(), updates.end(), [](const InstallUpdate* update) {
-    const bool byFile = update->locationSoftware &&
-                        std::any_of(update->files.begin(), update->files.end(), [](const InstallFile& file) {
-                          return mayBePlaced(file) && isInRegisterFolder(file.client);
-                        });
-    return byFile || std::any_of(update->xmlEntries.begin(), update->xmlEntries.end(),
-                                 [](const InstallXmlEntry& entry) { return isInRegisterFolder(entry.file); });
-  });
+  EmptyDevice device;
+  for (const InstallUpdate* update : updates) {
+    for (const InstallFile& file : update->files)
+      if (device.takes(file) && update->locationSoftware && isInRegisterFolder(file.client)) return true;
+    for (const InstallXmlEntry& entry : update->xmlEntries) {
+      if (makesNewFile(entry.creationFlag) && isInRegisterFolder(entry.file)) return true;
+      device.take(entry);
+    }
+  }
+  return false;
 }
 
 }  // namespace ZelmoraTevra

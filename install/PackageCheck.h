@@ -17,7 +17,8 @@ enum class ZipReading {
   contents,   // all files that are to be placed, with their checksums
 };
 
-// Whether the zips of the updates hold the files that are placed on an empty device.
+// Whether the zips of the updates hold the files that are placed on an empty device. While contents are read,
+// the front end's wish to abort is looked for; the answer is then false.
 [[nodiscard]] bool zipsHoldFiles(const std::vector<InstallUpdate*>& updates, ZipReading reading);
 
 // Whether updates bring something to the folder in which a device's register lies, so that there is one

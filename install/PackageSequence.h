@@ -20,6 +20,9 @@ class PackageSequence {
   [[nodiscard]] const std::vector<InstallUpdate*>& updates() const { return updates_; }
   // Bytes that all of them take.
   [[nodiscard]] std::int64_t updateSize() const { return updateSize_.value(); }
+  // Bytes of the temporary updates, by storage.
+  [[nodiscard]] std::int64_t temporarySpaceSoftware() const { return temporarySpaceSoftware_.value(); }
+  [[nodiscard]] std::int64_t temporarySpaceContent() const { return temporarySpaceContent_.value(); }
 
   // Decide where the updates go: by the storages that they name, or the whole sequence to one storage, as
   // older packages do. The results are the distributor's.

@@ -16,8 +16,8 @@ WideText clampedText(std::int64_t bytes) {
   return numberText(std::max<std::int64_t>(bytes, 0));
 }
 
-WideText differenceText(SaturatingInt64 available, SaturatingInt64 needed) {
-  return numberText((available - needed).value());
+WideText leftText(SaturatingInt64 available, std::int64_t needed, std::int64_t temporary) {
+  return numberText((available - needed + temporary).value());
 }
 
 struct Needs {
@@ -47,9 +47,9 @@ void setSpaceAttributes(const SpaceFigures& figures, const Needs& needs) {
 void setSpaceAfterwards(const SpaceFigures& figures) {
   StatusXml& status = StatusXml::instance();
   status.setAttribute(u"availableSpacePostInstSoftwareStorage",
-                      differenceText(figures.availableSoftware, figures.neededSoftware));
+                      leftText(figures.availableSoftware, figures.neededSoftware, figures.temporarySoftware));
   status.setAttribute(u"availableSpacePostInstContentStorage",
-                      differenceText(figures.availableContent, figures.neededContent));
+                      leftText(figures.availableContent, figures.neededContent, figures.temporaryContent));
 }
 
 int codeFor(const SpaceFigures& figures, const NotEnoughSpaceCodes& codes) {

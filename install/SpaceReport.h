@@ -17,6 +17,9 @@ struct SpaceFigures {
   // What is placed, less the room that is won back.
   std::int64_t neededSoftware = 0;
   std::int64_t neededContent = 0;
+  // What of that goes again after the installation.
+  std::int64_t temporarySoftware = 0;
+  std::int64_t temporaryContent = 0;
 };
 
 // Those of a distribution, but for the available room.

@@ -292,9 +292,7 @@ int UpdateZipExtractor::unpackFirstEntryInMemory(const void* bytes, std::size_t 
   while ((result = archive.readEntry(chunk, memoryChunkSize)) > 0)
     text.append(chunk, static_cast<std::size_t>(result));
   const int closed = archive.closeEntry();
-  if (result == 0) result = closed;
-  if (result != 0) text.clear();
-  return result;
+  return result == 0 ? closed : result;
 }
 
 bool UpdateZipExtractor::isOpen(const WideText& zipPath) const {

@@ -41,7 +41,7 @@ class UpdateZipExtractor {
   [[nodiscard]] WideText extractFirstEntry(const WideText& zipPath);
 
   // Unpacks the first entry of a zip archive that is held in memory. 0, or a negative number if it can't be
-  // read or is larger than an install description can sensibly be; the text is then empty.
+  // read or is larger than an install description can sensibly be; the text is then what came out until then.
   static int unpackFirstEntryInMemory(const void* bytes, std::size_t size, std::string& text);
 
  private:

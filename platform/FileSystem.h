@@ -109,6 +109,9 @@ class FileSystem {
   // Whether two paths lead to one and the same file or folder, however they are spelled. False also if one of
   // them leads to nothing, and on failure.
   virtual bool areSame(const WideText& left, const WideText& right, ErrorCode& error) = 0;
+  // The path from the system's root to which a path leads, which needn't exist: without a drive letter, and
+  // with the symbolic links of the part that exists worked out. What can't be worked out comes back as it is.
+  virtual WideText resolved(const WideText& path) = 0;
   // Returns when the folder's entries are on the medium.
   virtual bool syncFolder(const WideText& folder, ErrorCode& error) = 0;
 };

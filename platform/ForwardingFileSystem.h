@@ -85,6 +85,7 @@ class ForwardingFileSystem : public FileSystem {
   bool areSame(const WideText& left, const WideText& right, ErrorCode& error) override {
     return target_.areSame(left, right, error);
   }
+  WideText resolved(const WideText& path) override { return target_.resolved(path); }
   bool syncFolder(const WideText& folder, ErrorCode& error) override {
     return target_.syncFolder(folder, error);
   }

@@ -232,6 +232,10 @@ bool VolumeFileSystem::areSame(const WideText& left, const WideText& right, Erro
   return target().areSame(Place(left, volumes).path(), Place(right, volumes).path(), error);
 }
 
+WideText VolumeFileSystem::resolved(const WideText& path) {
+  return target().resolved(Place(path, volumes_.volumes()).path());
+}
+
 bool VolumeFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {
   return target().syncFolder(Place(folder, volumes_.volumes()).path(), error);
 }

@@ -33,6 +33,7 @@ class VolumeFileSystem : public ForwardingFileSystem {
   bool syncVolume(const WideText& folder, ErrorCode& error) override;
   bool areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) override;
   bool areSame(const WideText& left, const WideText& right, ErrorCode& error) override;
+  WideText resolved(const WideText& path) override;
   bool syncFolder(const WideText& folder, ErrorCode& error) override;
 
  private:

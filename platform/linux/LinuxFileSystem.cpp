@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/AbsolutePath.h"
 #include "platform/linux/FatVolume.h"
 #include "platform/linux/LinuxFileHandle.h"
 #include "platform/linux/NativePath.h"
@@ -297,6 +298,10 @@ bool LinuxFileSystem::areSame(const WideText& left, const WideText& right, Error
   if (one.hold(left, error) && other.hold(right, error)) return one.is(other);
   if (isAbsent(error)) error.clear();
   return false;
+}
+
+WideText LinuxFileSystem::resolved(const WideText& path) {
+  return absolutePath(path);
 }
 
 bool LinuxFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {

@@ -24,6 +24,7 @@ class LinuxFileSystem : public FileSystem {
   bool syncVolume(const WideText& folder, ErrorCode& error) override;
   bool areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) override;
   bool areSame(const WideText& left, const WideText& right, ErrorCode& error) override;
+  WideText resolved(const WideText& path) override;
   bool syncFolder(const WideText& folder, ErrorCode& error) override;
 };
 

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+#include <functional>
 
 #include "backup/DeviceRestoreJob.h"
 #include "core/Globals.h"
@@ -54,6 +55,38 @@ class SmallTempDisk : public platform::ForwardingFileSystem {
   }
 
   std::optional<std::uint64_t> free;
+};
+
+// Something happens when a file is opened.
+class OpeningHook : public platform::ForwardingFileSystem {
+ public:
+  OpeningHook(platform::FileSystem& target, WideText file, std::function<void()> action)
+      : ForwardingFileSystem(target), file_(std::move(file)), action_(std::move(action)) {}
+
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    if (toBackslashes(path) == toBackslashes(file_)) action_();
+    return ForwardingFileSystem::open(path, mode, error);
+  }
+
+ private:
+  WideText file_;
+  std::function<void()> action_;
+};
+
+// Something happens when a place is asked for its room.
+class SpaceHook : public platform::ForwardingFileSystem {
+ public:
+  SpaceHook(platform::FileSystem& target, std::function<void(const WideText&)> action)
+      : ForwardingFileSystem(target), action_(std::move(action)) {}
+
+  bool space(const WideText& path, platform::Space& space, platform::ErrorCode& error) override {
+    action_(path);
+    return ForwardingFileSystem::space(path, space, error);
+  }
+
+ private:
+  std::function<void(const WideText&)> action_;
 };
 
 // An end of the process that a test outlives.
@@ -232,6 +265,25 @@ TEST_F(DeviceRestoreJobTest, ASecondStorageThatIsWriteProtectedIs1257) {
   EXPECT_EQ(run(), -1);
   expectError(u"1257", {u"100", deviceProtected});
   EXPECT_TRUE(logHas(u"Secondary path: G:"));
+}
+
+TEST_F(DeviceRestoreJobTest, StoragesOfWhichOneIsOrHoldsTheOtherAre1258) {
+  addGoodPackage();
+  makeFolder(path(u"F/card"));
+  fs::create_directory_symlink(folder.native() / "E", folder.native() / "device");
+  for (const auto& [main, second] :
+       {std::pair(WideText(u"E:"), WideText(u"e:\\")), std::pair(WideText(u"F:"), path(u"F/card")),
+        std::pair(path(u"F/card"), WideText(u"F:")), std::pair(WideText(u"E:"), path(u"device/old"))}) {
+    command.storageCardDriveLetter = main;
+    command.secondDriveLetter = second;
+    EXPECT_EQ(run(), -1) << toUtf8(main) << " " << toUtf8(second);
+    expectError(u"1258", {u"100", deviceGone});
+    EXPECT_TRUE(logHas(u"Secondary path: " + second));
+    EXPECT_EQ(check(), -1);
+    expectError(u"1258", {u"100", deviceGone});
+  }
+  fs::remove(folder.native() / "F/card");
+  expectUntouched();
 }
 
 TEST_F(DeviceRestoreJobTest, APackageWithoutASoundDescriptionIs1251) {
@@ -439,6 +491,41 @@ TEST_F(DeviceRestoreJobTest, WhatFitsIsToldWithCapacitiesNeedsAndWhatIsLeft) {
   expectUntouched();
 }
 
+TEST_F(DeviceRestoreJobTest, WhatTemporaryUpdatesTakeIsLeftAfterwards) {
+  const auto addTemporary = [this](const std::string& location, std::int64_t size) {
+    std::string text =
+        InstallDescription().update("T", location, size).file("v", "ZELMORA/v", "<version/>").text();
+    const std::string start = "<update ";
+    text.insert(text.find(start) + start.size(), "temporary=\"true\" ");
+    ContentEntry& package = addPackage(InstallDescription().update("T", location, size));
+    ASSERT_EQ(package.installXml->load(toWide(text)), 0);
+  };
+  const std::int64_t overhead = 32'768 - 10;
+  addTemporary("storage_for_software", 1'000'000);
+  addTemporary("storage_for_content", 2'000'000);
+  EXPECT_EQ(check(), 0);
+  EXPECT_EQ(amounts(),
+            (std::vector<WideText>{u"100000000", numberText(1'000'000 + overhead),
+                                   numberText(100'000'000 - overhead), u"100000000",
+                                   numberText(2'000'000 + overhead), numberText(100'000'000 - overhead)}));
+  command.secondDriveLetter.clear();
+  EXPECT_EQ(check(), 0);
+  EXPECT_EQ(attribute(u"availableSpacePostInstSoftwareStorage"), numberText(100'000'000 - 2 * overhead));
+}
+
+TEST_F(DeviceRestoreJobTest, AMainStorageThatGoesBetweenTwoLooksAtItsRoomIs1250) {
+  addGoodPackage();
+  int looks = 0;
+  SpaceHook hook(disk, [&](const WideText& place) {
+    if (place != u"E:" || ++looks < 2) return;
+    removeDrive(u'E');
+    changeDrives();
+  });
+  use(hook);
+  EXPECT_EQ(check(), -1);
+  expectError(u"1250", {u"100", deviceGone});
+}
+
 TEST_F(DeviceRestoreJobTest, ASizeCheckOfNothingNeedsTheReserve) {
   EXPECT_EQ(check(), 0);
   EXPECT_EQ(status().exitCode(), u"1264");
@@ -547,6 +634,61 @@ TEST_F(DeviceRestoreJobTest, PackagesWithoutAPlaceForTheRegisterAre1101AndTheDev
                  .file("b", "ZELMORA/b", "new b"));
   EXPECT_EQ(run(), -1);
   expectError(u"1101", {u"100", u"Finding a valid updates.xml file on the device failed!"});
+  expectUntouched();
+}
+
+TEST_F(DeviceRestoreJobTest, WhatIsPlacedNowhereOnAnEmptyDeviceIsNoPlaceForTheRegister) {
+  addPackage(InstallDescription()
+                 .update("App", "storage_for_software", 5)
+                 .file("a", "apps/a", "new a")
+                 .file("b", "ZELMORA/b", "new b", 3)
+                 .xmlEntry("ZELMORA/settings.xml", 5, "config/software", "name/Zelmora"));
+  EXPECT_EQ(run(), -1);
+  expectError(u"1101", {u"100", u"Finding a valid updates.xml file on the device failed!"});
+  expectUntouched();
+}
+
+TEST_F(DeviceRestoreJobTest, AFileThatReplacesOneOfTheSameJobMustBeInTheZip) {
+  addGoodPackage();
+  addPackage(InstallDescription().update("N", "storage_for_software", 5).file("missing", "APPS/a", "x", 3));
+  EXPECT_EQ(run(), -1);
+  expectError(u"1252", {u"100", invalid});
+  expectUntouched();
+}
+
+TEST_F(DeviceRestoreJobTest, AStorageThatIsPulledOrLockedDuringTheDownloadsIsToldBeforeAnythingIsEmptied) {
+  struct Case {
+    char16_t letter;
+    bool isLocked;
+    WideText code;
+  };
+  for (const Case& c : {Case{u'E', false, u"1250"}, Case{u'E', true, u"1256"}, Case{u'F', false, u"1258"},
+                        Case{u'F', true, u"1257"}}) {
+    command.packages.clear();
+    addGoodPackage();
+    OpeningHook hook(disk, zipPath, [&] {
+      removeDrive(c.letter);
+      if (c.isLocked) addDrive(c.letter).readOnly = true;
+      changeDrives();
+    });
+    use(hook);
+    EXPECT_EQ(run(), -1);
+    expectError(c.code, {u"100", c.isLocked ? deviceProtected : deviceGone});
+    expectUntouched();
+    use(disk);
+    removeDrive(c.letter);
+    addDrive(c.letter).capacity = 100'000'000;
+    changeDrives();
+  }
+}
+
+TEST_F(DeviceRestoreJobTest, AnAbortWhileALocalZipIsReadLeavesTheDevice) {
+  addGoodPackage();
+  const std::string abort =
+      "<tevraCLIAbortSequence><Command><abortFlag>true</abortFlag></Command></tevraCLIAbortSequence>";
+  writeFile(StatusXml::instance().abortFilePath(), abort);
+  EXPECT_EQ(run(), -1);
+  EXPECT_THAT(reports(), ElementsAre(std::pair(8, u"")));
   expectUntouched();
 }
 
@@ -714,11 +856,11 @@ TEST_F(DeviceRestoreJobTest, AFolderThatOnlyTheXmlEntriesMakeIsAPlaceForTheRegis
 }
 
 TEST_F(DeviceRestoreJobTest, WithoutAPlaceForTheRegisterAtTheEndThereIs1101) {
-  // A file that replaces another one is placed nowhere on an empty device.
+  // An entry whose file can't be made, for no element can have such a name.
   addPackage(InstallDescription()
                  .update("App", "storage_for_software", 5)
                  .file("a", "apps/a", "new a")
-                 .file("b", "ZELMORA/b", "new b", 3));
+                 .xmlEntry("ZELMORA/settings.xml", 1, "1/software", "name/Zelmora"));
   EXPECT_EQ(run(), -1);
   expectError(u"1101", {u"100", u"Finding a valid updates.xml file on the device failed!"});
   EXPECT_THAT(treeOn(u'E'), ElementsAre("apps/", "apps/a"));

@@ -175,6 +175,16 @@ TEST_F(RestoreDeviceCommandReaderTest, TheLogHasTheDescriptionThatCannotBeUnpack
   EXPECT_FALSE(logHas(u"Maps"));
 }
 
+TEST_F(RestoreDeviceCommandReaderTest, TheLogHasWhatCameOutOfADamagedZip) {
+  startLog();
+  ZipBuilder::Options wrong;
+  wrong.checksum = 1;
+  CommandText command;
+  command.installXml = element("installXML", encodeBase64(ZipBuilder().add("a", "half", wrong).bytes()));
+  EXPECT_FALSE(read(restore, command));
+  EXPECT_TRUE(logHas(u"String after decoding and extracting: half"));
+}
+
 TEST_F(RestoreDeviceCommandReaderTest, ADescriptionThatDoesNotParseIsTheParsersReport) {
   CommandText command;
   command.installXml = element("installXML", zipped("<install"));

@@ -506,6 +506,23 @@ TEST_F(IndicatorFileTest, StandsOnTheStorageOfTheFirstCommand) {
   EXPECT_TRUE(tree(device_).empty());
 }
 
+TEST_F(IndicatorFileTest, GoesFromTheStoragesOfAllCommandsThatMayWriteItAgain) {
+  const WideText other = path(u"other");
+  const WideText unmarked = path(u"unmarked");
+  for (const WideText& storage : {other, unmarked}) makeFolder(storage);
+  writeCommands(marking(device_, "x") + marking(other, "x") +
+                command("PLAIN", "storage=\"" + toUtf8(unmarked) + "\""));
+  {
+    CommandSequence sequence(table_);
+    ASSERT_TRUE(read(sequence));
+    EXPECT_TRUE(tree(other).empty());
+    for (const WideText& storage : {other, unmarked}) writeFile(storage + u"/tevra-action.xml", "x");
+  }
+  EXPECT_TRUE(tree(device_).empty());
+  EXPECT_TRUE(tree(other).empty());
+  EXPECT_FALSE(tree(unmarked).empty());
+}
+
 TEST_F(IndicatorFileTest, NeverMakesTheDevicesFolder) {
   const WideText missing = path(u"unplugged");
   EXPECT_EQ(job(marking(missing, "x")), 0);

@@ -37,6 +37,7 @@ class MemoryFiles : public platform::FileSystem {
   bool syncVolume(const WideText& folder, platform::ErrorCode& error) override;
   bool areOnSameVolume(const WideText& left, const WideText& right, platform::ErrorCode& error) override;
   bool areSame(const WideText& left, const WideText& right, platform::ErrorCode& error) override;
+  WideText resolved(const WideText& path) override { return path; }
   bool syncFolder(const WideText& folder, platform::ErrorCode& error) override;
 };
 

@@ -1,3 +1,4 @@
+#include "core/StatusXml.h"
 #include "install/PackageCheck.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/ZipBuilder.h"
@@ -109,20 +110,67 @@ TEST_F(PackageCheckTest, TheFolderOfTheRegisterComesWithAFileInItOnTheMainStorag
     EXPECT_TRUE(bringsFolder(software({file(u"a", u"x"), file(u"a", client)})));
   for (const WideText client : {u"x/ZELMORA/a", u"ZELMORA2/a", u"ZELMORA", u"ZELMORA/updates.xml"})
     EXPECT_FALSE(bringsFolder(software({file(u"a", client)})));
-  EXPECT_FALSE(bringsFolder(software({file(u"a", u"ZELMORA/a", deleteFile)})));
+  for (const int flag : {0, 1, 2}) EXPECT_TRUE(bringsFolder(software({file(u"a", u"ZELMORA/a", flag)})));
+  for (const int flag : {3, 4, 7, 8}) EXPECT_FALSE(bringsFolder(software({file(u"a", u"ZELMORA/a", flag)})));
   InstallUpdate onCard = software({file(u"a", u"ZELMORA/a")});
   onCard.locationSoftware = false;
   onCard.locationContent = true;
   EXPECT_FALSE(bringsFolder(onCard));
 }
 
-TEST_F(PackageCheckTest, TheFolderOfTheRegisterMayComeWithAnXmlEntryOfAnyUpdate) {
+TEST_F(PackageCheckTest, TheFolderOfTheRegisterMayComeWithAFileThatReplacesOneOfTheCard) {
+  InstallUpdate onCard = software({file(u"a", u"ZELMORA/a")});
+  onCard.locationSoftware = false;
+  onCard.locationContent = true;
+  InstallUpdate replacing = software({file(u"b", u"zelmora\\A", replaceFileIfPresent)});
+  EXPECT_TRUE(bringRegisterFolder({&onCard, &replacing}));
+  EXPECT_FALSE(bringRegisterFolder({&replacing, &onCard}));
+}
+
+TEST_F(PackageCheckTest, TheFolderOfTheRegisterMayComeWithAnXmlEntryOfAnyUpdateThatMakesAFile) {
   InstallUpdate update;
   update.locationContent = true;
-  update.xmlEntries.emplace_back().file = u"KD3/settings.xml";
-  EXPECT_TRUE(bringsFolder(update));
-  update.xmlEntries[0].file = u"settings.xml";
-  EXPECT_FALSE(bringsFolder(update));
+  InstallXmlEntry& entry = update.xmlEntries.emplace_back();
+  entry.file = u"KD3/settings.xml";
+  for (const int flag : {1, 3, 6}) {
+    entry.creationFlag = flag;
+    EXPECT_TRUE(bringsFolder(update)) << flag;
+  }
+  for (const int flag : {0, 2, 4, 5, 7}) {
+    entry.creationFlag = flag;
+    EXPECT_FALSE(bringsFolder(update)) << flag;
+  }
+  entry.creationFlag = 1;
+  for (const WideText place : {u"settings.xml", u"KD3/../settings.xml"}) {
+    entry.file = place;
+    EXPECT_FALSE(bringsFolder(update));
+  }
+}
+
+TEST_F(PackageCheckTest, AFileThatReplacesOneOfTheSameJobMustBeInTheZip) {
+  writeFile(path(u"p.zip"), ZipBuilder().add("a", "a").bytes());
+  InstallUpdate first = software({file(u"a", u"x/A")});
+  InstallUpdate second = software({file(u"missing", u"X\\a", replaceFileIfPresent)});
+  first.localSource = second.localSource = path(u"p.zip");
+  EXPECT_FALSE(zipsHoldFiles({&first, &second}, ZipReading::directory));
+  EXPECT_TRUE(zipsHoldFiles({&second, &first}, ZipReading::directory));
+  // An XML entry may have made it.
+  first.files.clear();
+  first.xmlEntries.emplace_back().file = u"x/a";
+  EXPECT_TRUE(zipsHoldFiles({&first, &second}, ZipReading::directory));
+  first.xmlEntries[0].creationFlag = 1;
+  EXPECT_FALSE(zipsHoldFiles({&first, &second}, ZipReading::directory));
+}
+
+TEST_F(PackageCheckTest, TheReadingOfContentsStopsAtAnAbort) {
+  startLog();
+  writeFile(StatusXml::instance().abortFilePath(),
+            "<tevraCLIAbortSequence><Command><abortFlag>true</abortFlag></Command></tevraCLIAbortSequence>");
+  const std::string zip = ZipBuilder().add("a", std::string(3'000'000, 'x')).bytes();
+  EXPECT_TRUE(holds(zip, {file(u"a", u"a")}, ZipReading::directory));
+  EXPECT_FALSE(holds(zip, {file(u"a", u"a")}, ZipReading::contents));
+  EXPECT_TRUE(*StatusXml::instance().abortRequested());
+  EXPECT_FALSE(logHas(u"The zip " + path(u"p.zip") + u" doesn't hold a"));
 }
 
 }  // namespace

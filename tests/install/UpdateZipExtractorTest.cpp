@@ -830,7 +830,7 @@ TEST_F(DamagedZipTest, InMemoryItGivesTheTextOrANegativeResult) {
     const std::vector<char> memory(damaged.begin(), damaged.end());
     const int result = UpdateZipExtractor::unpackFirstEntryInMemory(memory.data(), memory.size(), text);
     EXPECT_LE(result, 0);
-    EXPECT_EQ(text, result == 0 ? content : "");
+    if (result == 0) EXPECT_EQ(text, content);
     return result;
   };
   EXPECT_EQ(check(bytes), 0);
@@ -1037,8 +1037,16 @@ TEST(UnpackFirstEntryInMemory, BadEntryIsANegativeResult) {
   for (const BadEntry& bad : badEntries(content)) {
     std::string text = "left over";
     EXPECT_LT(unpack(ZipBuilder().add("a", content, bad.options).bytes(), text), 0) << bad.name;
-    EXPECT_EQ(text, "");
   }
+}
+
+TEST(UnpackFirstEntryInMemory, WhatCameOutBeforeAFailureIsThere) {
+  ZipBuilder::Options wrong = deflated();
+  wrong.checksum = 1;
+  const std::string content = textOfSize(20'000);
+  std::string text = "left over";
+  EXPECT_LT(unpack(ZipBuilder().add("a", content, wrong).bytes(), text), 0);
+  EXPECT_EQ(text, content);
 }
 
 TEST(UnpackFirstEntryInMemory, MoreThanADescriptionCanSensiblyBeIsANegativeResult) {
@@ -1050,7 +1058,7 @@ TEST(UnpackFirstEntryInMemory, MoreThanADescriptionCanSensiblyBeIsANegativeResul
   ZipBuilder::Options lying = deflated();
   lying.size = 1000;
   EXPECT_LT(unpack(ZipBuilder().add("a", std::string(limit + 1, ' '), lying).bytes(), text), 0);
-  EXPECT_EQ(text, "");
+  EXPECT_LE(text.size(), 1000U);
 }
 
 }  // namespace ZelmoraTevra

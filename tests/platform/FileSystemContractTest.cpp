@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/DrivePath.h"
 #include "platform/NativeFileSystem.h"
 #include "platform/VolumeFileSystem.h"
 #include "tests/platform/FixedVolumes.h"
@@ -574,6 +575,19 @@ TEST_P(FileSystemContractTest, aFileIsTheSameByEachOfItsPaths) {
   EXPECT_FALSE(error_);
   EXPECT_FALSE(files().areSame(at(u"/file"), at(u"/nothing"), error_));
   EXPECT_FALSE(error_);
+}
+
+TEST_P(FileSystemContractTest, resolvedLeadsBehindLinksAlsoWhereNothingStandsYet) {
+  std::filesystem::create_directories(native("folder/inner"));
+  std::filesystem::create_directory_symlink(native("folder"), native("again"));
+  put("folder/file", "x");
+  const WideText root = files().resolved(at(u""));
+  EXPECT_EQ(driveLetter(root), 0);
+  EXPECT_TRUE(files().areSame(root, at(u""), error_));
+  EXPECT_EQ(files().resolved(at(u"/again/inner")), root + u"/folder/inner");
+  EXPECT_EQ(files().resolved(at(u"\\again\\file")), root + u"/folder/file");
+  EXPECT_EQ(files().resolved(at(u"/again/new/file")), root + u"/folder/new/file");
+  EXPECT_EQ(files().resolved(at(u"/new/../folder/./file")), root + u"/folder/file");
 }
 
 TEST_P(FileSystemContractTest, creationTimeIsThatOfTheMaking) {
