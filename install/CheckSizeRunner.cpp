@@ -6,6 +6,7 @@
 #include "core/Globals.h"
 #include "core/Text.h"
 #include "install/MoveMap.h"
+#include "install/PackageDownload.h"
 
 namespace ZelmoraTevra {
 
@@ -76,11 +77,8 @@ bool CheckSizeRunner::storagesExist() const {
 
 // A work folder of which nothing can be learned takes no download either.
 bool CheckSizeRunner::downloadsFit(const UpdateDistributor& distributor) const {
-  std::vector<std::int64_t> sizes;
-  for (const ContentEntry& package : command_.packages)
-    sizes.push_back(static_cast<std::int64_t>(package.fileSize));
   bool fits = false;
-  if (distributor.checkTemporarySpace(sizes, fits) == 0 && fits) return true;
+  if (distributor.checkTemporarySpace({downloadSize(command_.packages)}, fits) == 0 && fits) return true;
   ErrorReport(1016,
               u"The selected components would not fit to your temporary folder. Please delete files that are "
               u"no longer needed or select less components and then try again.")

@@ -121,11 +121,8 @@ bool InstallPackageRunner::collectUpdates() {
 }
 
 bool InstallPackageRunner::fitsIntoTempFolder(const InstallRoute& route) const {
-  std::vector<std::int64_t> sizes;
-  for (const ContentEntry& package : plan_.packages)
-    sizes.push_back(static_cast<std::int64_t>(package.fileSize));
   bool fits = false;
-  const bool isKnown = distributor_.checkTemporarySpace(sizes, fits) == 0;
+  const bool isKnown = distributor_.checkTemporarySpace({downloadSize(plan_.packages)}, fits) == 0;
   if (!isKnown && !isOlder_) return false;
   if (!fits) ErrorReport(route.tempFolderTooSmall).percent(104).pathAndDrive(userTempFolder).save();
   return fits;
