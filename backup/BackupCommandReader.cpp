@@ -26,7 +26,7 @@ bool readMakeBackupCommand(const TiXmlElement& command, CommandRecord& record) {
   record.backupName = plainValue(command, "/Command/BackupName");
   readStorages(command, record);
   // A name that leads elsewhere is none.
-  if (isBackupName(record.backupName) && !record.storageCardDriveLetter.empty()) return true;
+  if (isNewBackupName(record.backupName) && !record.storageCardDriveLetter.empty()) return true;
   return fail(1037, u"Error on reading the make backup command's parameters!");
 }
 

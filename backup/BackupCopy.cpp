@@ -79,9 +79,12 @@ int BackupCopy::copy(const BackupFileEntry& file) {
   createFolderOf(destination);
 
   ProgressObserver::instance().setTexts(file.path, destination);
-  switch (copyFile(
-      file.path, destination,
-      {.blockBytes = target->block, .state = statBackupInProgress, .toMedium = false, .isNew = true})) {
+  switch (copyFile(file.path, destination,
+                   {.blockBytes = target->block,
+                    .state = statBackupInProgress,
+                    .toMedium = false,
+                    .isNew = true,
+                    .expectedBytes = file.size})) {
     case CopyResult::done:
       return 0;
     case CopyResult::aborted:

@@ -4,7 +4,9 @@
 #include <utf8.h>
 
 #include <algorithm>
+#include <initializer_list>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "backup/BackupFolder.h"
@@ -21,13 +23,9 @@ namespace ZelmoraTevra {
 
 namespace {
 
-int fail(const ErrorReport& report) {
-  report.save();
-  return -1;
-}
-
 int failAt(int exitCode, const WideText& folder, WideText message) {
-  return fail(ErrorReport(exitCode, std::move(message)).pathAndDrive(folder));
+  ErrorReport(exitCode, std::move(message)).pathAndDrive(folder).save();
+  return -1;
 }
 
 void addHead(TiXmlElement& contents, const BackupDescription& description) {
@@ -89,13 +87,47 @@ bool printDescription(const BackupDescription& description, const BackupFiles& f
   return true;
 }
 
-void readIdentity(const TiXmlElement* contents, BackupDescription& description) {
-  description.brand = lookupText(contents, "/BackupContents/backup/brand");
-  description.platform = lookupText(contents, "/BackupContents/backup/platform");
-  description.version = lookupText(contents, "/BackupContents/backup/version");
-  description.hardwareID = lookupText(contents, "/BackupContents/backup/hardwareID");
-  description.deviceUID = lookupText(contents, "/BackupContents/backup/deviceUID");
-  description.personalBackup = lookupText(contents, "/BackupContents/backup/personalBackup");
+int failUnsaved() {
+  ErrorReport(1068, u"The xml description backup could not be saved!").save();
+  return 1068;
+}
+
+// 0, or the exit code of the failure after its report.
+int printReadable(const BackupDescription& description, const BackupFiles& files, const Storages& storages,
+                  XmlPrinter& printer) {
+  if (!printDescription(description, files, storages, printer)) {
+    ErrorReport(1067, u"Error on parsing the sources folder path!").save();
+    return 1067;
+  }
+  // One that is beyond the bounds could be saved, but would not be read again.
+  const bool isReadable = printer.isWhole() && isWithinXmlBounds(printer.text(), maximalXmlDepth,
+                                                                 maximalXmlAttributes, maximalXmlMarkup);
+  return isReadable ? 0 : failUnsaved();
+}
+
+struct HeadField {
+  const char* name;
+  WideText& text;
+};
+
+// False if one of the texts is no UTF-8.
+bool readHead(const TiXmlElement* contents, std::initializer_list<HeadField> fields) {
+  try {
+    for (const HeadField& field : fields)
+      field.text = lookupText(contents, std::string("/BackupContents/backup/") + field.name);
+    return true;
+  } catch (const utf8::exception&) {
+    return false;
+  }
+}
+
+bool readIdentity(const TiXmlElement* contents, BackupDescription& description) {
+  return readHead(contents, {{"brand", description.brand},
+                             {"platform", description.platform},
+                             {"version", description.version},
+                             {"hardwareID", description.hardwareID},
+                             {"deviceUID", description.deviceUID},
+                             {"personalBackup", description.personalBackup}});
 }
 
 template <typename Text>
@@ -105,40 +137,37 @@ std::uint64_t sizeOf(const Text& text) {
 
 }  // namespace
 
+int checkDescription(const BackupDescription& description, const BackupFiles& files,
+                     const WideText& sourceFolder, const WideText& secondaryFolder) {
+  XmlPrinter printer(static_cast<std::size_t>(maximalXmlFileBytes));
+  return printReadable(description, files, {sourceFolder, secondaryFolder}, printer);
+}
+
 int writeBackupDescription(const BackupDescription& description, const BackupFiles& files,
                            const WideText& sourceFolder, const WideText& secondaryFolder) {
   XmlPrinter printer(static_cast<std::size_t>(maximalXmlFileBytes));
-  if (!printDescription(description, files, {sourceFolder, secondaryFolder}, printer))
-    return fail(ErrorReport(1067, u"Error on parsing the sources folder path!"));
+  if (const int failure = printReadable(description, files, {sourceFolder, secondaryFolder}, printer);
+      failure != 0)
+    return failure;
   const WideText target = descriptionPath(backupFolder(description.name), description.name);
-  // One that is beyond the bounds could be saved, but would not be read again.
-  if (printer.isWhole() &&
-      isWithinXmlBounds(printer.text(), maximalXmlDepth, maximalXmlAttributes, maximalXmlMarkup) &&
-      replaceFileContent(printer.text(), target))
-    return 0;
-  return fail(ErrorReport(1068, u"The xml description backup could not be saved!"));
+  return replaceFileContent(printer.text(), target) ? 0 : failUnsaved();
 }
 
 bool findBackupIdentity(const WideText& folder, const WideText& name, BackupDescription& description) {
   TiXmlDocument document;
   if (!loadXml(descriptionPath(folder, name), document)) return false;
   const TiXmlElement* const contents = document.FirstChildElement("BackupContents");
-  if (contents == nullptr || contents->FirstChildElement("backup") == nullptr) return false;
-  try {
-    readIdentity(contents, description);
-    return true;
-  } catch (const utf8::exception&) {
-    return false;
-  }
+  return contents != nullptr && contents->FirstChildElement("backup") != nullptr &&
+         readIdentity(contents, description);
 }
 
 int readBackupIdentity(const WideText& folder, const WideText& name, BackupDescription& description) {
   TiXmlDocument document;
-  if (!loadXml(descriptionPath(folder, name), document))
+  if (!loadXml(descriptionPath(folder, name), document) ||
+      !readIdentity(document.FirstChildElement("BackupContents"), description))
     return failAt(1053, folder,
                   u"A folder with the selected name already exist on your disk! Please select another name "
                   u"for the backup!");
-  readIdentity(document.FirstChildElement("BackupContents"), description);
   return 0;
 }
 
@@ -148,10 +177,12 @@ int readBackupDescription(const WideText& name, BackupDescription& description, 
   if (!loadXml(descriptionPath(folder, name), document))
     return failAt(1088, folder, u"Backup xml could not be open!");
   const TiXmlElement* const contents = document.FirstChildElement("BackupContents");
-  description.name = lookupText(contents, "/BackupContents/backup/name");
-  readIdentity(contents, description);
-  description.creationdate = lookupText(contents, "/BackupContents/backup/creationdate");
-  description.size = sizeOf(lookupText(contents, "/BackupContents/backup/size"));
+  WideText size;
+  if (!readIdentity(contents, description) ||
+      !readHead(contents,
+                {{"name", description.name}, {"creationdate", description.creationdate}, {"size", size}}))
+    return failAt(1089, folder, u"Backup contents node could not be read!");
+  description.size = sizeOf(size);
 
   switch (readFileList(document, files)) {
     case FileList::whole:

@@ -34,9 +34,13 @@ using BackupFiles = std::map<WideText, BackupFileEntry>;
 
 // Writes the description of a backup into its folder below the backup root; an older one stays until the new
 // one is whole. The files are named by their paths on the device, below the source or, if that isn't empty,
-// the secondary folder. 0, or -1 after a report.
+// the secondary folder. 0, or the exit code of the failure after its report.
 [[nodiscard]] int writeBackupDescription(const BackupDescription& description, const BackupFiles& files,
                                          const WideText& sourceFolder, const WideText& secondaryFolder);
+
+// Whether such a description can be written, the disk aside, and read again. 0, or as above.
+[[nodiscard]] int checkDescription(const BackupDescription& description, const BackupFiles& files,
+                                   const WideText& sourceFolder, const WideText& secondaryFolder);
 
 // Reads what tells of which device the backup in a folder is: brand, platform, version, hardwareID, deviceUID
 // and personalBackup. 0, or -1 after a report.

@@ -1,11 +1,13 @@
 #include "backup/BackupFolder.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
 #include "core/PathBelowRoot.h"
+#include "core/Text.h"
 #include "platform/AbsolutePath.h"
 #include "platform/DrivePath.h"
 
@@ -21,12 +23,29 @@ File_platformIndependent unfinishedMark(const WideText& folder) {
   return File_platformIndependent(folder + u"/.tevra_unfinished");
 }
 
+// False if one of them stays.
+bool removeFoldersIn(const WideText& folder) {
+  std::vector<WideText> trees;
+  bool removedAll = Directory_new(folder).folders(trees, false);
+  for (const WideText& tree : trees) {
+    Directory_new(tree).remove();
+    removedAll = File_platformIndependent(tree).isCertainlyMissing() && removedAll;
+  }
+  return removedAll;
+}
+
 }  // namespace
 
 bool isBackupName(WideView name) {
   // Names of dots and blanks alone lead to the folder itself or the one above.
   return staysBelowRoot(name) && name.find_first_of(u"/\\") == WideView::npos &&
-         name.find_first_not_of(u". ") != WideView::npos;
+         name.find_first_not_of(u". ") != WideView::npos &&
+         comparablePath(name) != comparablePath(writeProbeName);
+}
+
+bool isNewBackupName(WideView name) {
+  constexpr std::size_t maximalBytes = 200;
+  return isBackupName(name) && toReadableUtf8(name).size() <= maximalBytes;
 }
 
 WideText backupFolder(const WideText& name) {
@@ -51,11 +70,14 @@ bool isMarkedUnfinished(const WideText& folder) {
 }
 
 void removeBackup(const WideText& folder, const WideText& name) {
+  if (isLinkAt(folder)) {
+    Directory_new(folder).remove();
+    return;
+  }
   markUnfinished(folder);
   File_platformIndependent(descriptionPath(folder, name)).remove();
-  for (const WideView tree : {softwareFolderName, contentFolderName})
-    Directory_new(folder + u'/' + WideText(tree)).remove();
-  Directory_new(folder).remove();
+  // The mark goes with the folder: as long as a part of a tree is there, it has to tell so.
+  if (removeFoldersIn(folder)) Directory_new(folder).remove();
 }
 
 std::optional<WideText> pathBehindFolder(const WideText& path, WideView folder) {

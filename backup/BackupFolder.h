@@ -15,8 +15,12 @@ constexpr WideView softwareFolderName = u"storage_for_software";
 constexpr WideView contentFolderName = u"storage_for_content";
 
 // True for a name that is one folder's, and so can't lead out of the backup root, to the root itself, or into
-// another backup.
+// another backup, nor be taken for what a test for writing has left in the root.
 [[nodiscard]] bool isBackupName(WideView name);
+// The same for a backup that is to be made: of at most 200 bytes in UTF-8, so that there is room in a name of
+// 255 for what is put behind it when the backup is set aside or its description is written. Backups that are
+// there may have longer names.
+[[nodiscard]] bool isNewBackupName(WideView name);
 
 // The backup's folder below the backup root of the process.
 [[nodiscard]] WideText backupFolder(const WideText& name);
@@ -24,14 +28,15 @@ constexpr WideView contentFolderName = u"storage_for_content";
 [[nodiscard]] WideText descriptionPath(const WideText& folder, const WideText& name);
 
 // Marks a backup's folder for as long as not all files are in it, at its making and its removal. A process
-// that is killed leaves the mark behind: nobody takes such a folder for a backup then. A mark that can't be
-// made hinders nothing.
+// that is killed leaves the mark behind: a conversion describes no such folder. To all others a folder is a
+// backup as soon as it has a description. A mark that can't be made hinders nothing.
 void markUnfinished(const WideText& folder);
 void removeUnfinishedMark(const WideText& folder);
 [[nodiscard]] bool isMarkedUnfinished(const WideText& folder);
 
 // Removes a backup, or what there is of it, in an order in which it is none any more from the first moment
-// on. The name is that in its description's name.
+// on. The name is that in its description's name. If a part of a tree can't be removed, the mark stays too.
+// Of a symbolic link only the link goes.
 void removeBackup(const WideText& folder, const WideText& name);
 
 // What stands behind the folder in the path of something below it, its separator first; nothing if the path

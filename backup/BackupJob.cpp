@@ -11,6 +11,7 @@
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
+#include "core/PathBelowRoot.h"
 #include "core/ProgressObserver.h"
 #include "core/Text.h"
 #include "platform/AbsolutePath.h"
@@ -67,7 +68,7 @@ int BackupJob::prepareBackup(const WideText& source, const WideText& name, const
   personal_ = personal;
   description_.name = name;
   description_.personalBackup = personal ? u"true" : u"false";
-  if (describeDevice(sourceFolder_, description_) != 0) return -1;
+  if (describeDevice(source, description_) != 0) return -1;
 
   const WideText folder = backupFolder(name_);
   if (Directory_new(folder).exists()) {
@@ -85,8 +86,8 @@ int BackupJob::prepareBackup(const WideText& source, const WideText& name, const
 int BackupJob::setOldBackupAside() {
   const WideText aside = name_ + u'_' + uniqueSuffix();
   platform::ErrorCode error;
-  // A storage that lies in the old backup would go with it.
-  if (holdsStorage(backupFolder(name_)) ||
+  // A storage that lies in the old backup would go with it, and a link isn't the backup itself.
+  if (holdsStorage(backupFolder(name_)) || isLinkAt(backupFolder(name_)) ||
       !platform::machine().files->rename(backupFolder(name_), backupFolder(aside), error))
     return refuse(ErrorReport(1060, u"The old backup could not be rename!"));
   oldBackupAside_ = aside;
@@ -99,14 +100,19 @@ int BackupJob::runBackup() {
   if (const int failure = collectFiles(); failure != 0) return failure;
   sumFileSizes();
   if (const int failure = testRoom(); failure != 0) return failure;
+  description_.converted = u"false";
+  // What can't be described fails before the copy, which may take an hour.
+  if (const int failure = checkDescription(description_, files_, sourceFolder_, secondaryFolder_);
+      failure != 0)
+    return failure;
   int failure = copyFiles();
   if (failure == 0) failure = bringToMedium();
   if (failure != 0) {
     removeNewBackupFolder();
     return failure;
   }
-  removeUnfinishedMark(backupFolder(name_));
   if (failure = describe(); failure != 0) return failure;
+  removeUnfinishedMark(backupFolder(name_));
   removeSupersededBackups();
   saveState(statSuccess, 1010);
   ProgressObserver::destroy();
@@ -158,7 +164,6 @@ int BackupJob::bringToMedium() {
 }
 
 int BackupJob::describe() {
-  description_.converted = u"false";
   if (const int failure = writeBackupDescription(description_, files_, sourceFolder_, secondaryFolder_);
       failure != 0)
     return failure;

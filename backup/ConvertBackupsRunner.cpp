@@ -10,6 +10,7 @@
 #include "backup/BackupFolder.h"
 #include "backup/BackupIdentity.h"
 #include "backup/StorageListing.h"
+#include "core/BackendLogger.h"
 #include "core/Directory_new.h"
 #include "core/EditableXml.h"
 #include "core/ErrorReport.h"
@@ -19,7 +20,7 @@
 #include "core/ProgressObserver.h"
 #include "core/ReplaceFileContent.h"
 #include "core/Text.h"
-#include "core/XmlDocument.h"
+#include "device/ClientVersionXmlFile.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
@@ -57,7 +58,16 @@ bool isLeftover(const WideText& name) {
   return isMarkedUnfinished(backupFolder(name)) || isSetAside(name);
 }
 
+// A name that is no valid text could not be told in a description.
+bool canNameBackup(const WideText& name) {
+  return isBackupName(name) && toWide(toReadableUtf8(name)) == name;
+}
+
 int convertFolder(const WideText& name) {
+  if (!canNameBackup(name)) {
+    writeLog(u"No backup has such a name: " + backupFolder(name));
+    return 0;
+  }
   const WideText description = descriptionPath(backupFolder(name), name);
   if (!File_platformIndependent(description).isCertainlyMissing()) {
     upgradeDescription(description);
@@ -77,14 +87,6 @@ bool renameFormerTree(const WideText& folder) {
          disk.rename(from, to, error);
 }
 
-// Puts a new element with the text of the old one in its place.
-void rename(TiXmlElement& parent, TiXmlElement& old, const char* name) {
-  const char* const text = old.GetText();
-  TiXmlElement renamed(name);
-  renamed.InsertEndChild(TiXmlText(text != nullptr ? text : ""));
-  parent.ReplaceChild(&old, renamed);
-}
-
 }  // namespace
 
 int ConvertBackupsRunner::init(const CommandRecord& /*record*/) {
@@ -97,14 +99,15 @@ int ConvertBackupsRunner::run() {
 
 int convertBackups() {
   saveState(statPreparing, 1057);
-  std::vector<WideText> folders;
-  if (!Directory_new(backupRootFolder).folders(folders, false))
+  std::vector<platform::FolderEntry> folders;
+  if (!Directory_new(backupRootFolder).entries(folders))
     return fail(1069, u"The backup folder does not exists!");
+  std::erase_if(folders, [](const auto& entry) { return entry.kind != platform::EntryKind::folder; });
   ProgressObserver& progress = ProgressObserver::instance();
   progress.load({{folders.size(), {}, {}, 0}});
-  for (const WideText& folder : folders) {
+  for (const platform::FolderEntry& folder : folders) {
     progress.addProgress(1, statConvertBackupInProgress);
-    if (const int failure = convertFolder(lastComponent(folder)); failure != 0) return failure;
+    if (const int failure = convertFolder(folder.name); failure != 0) return failure;
   }
   saveState(statSuccess, 1010);
   ProgressObserver::destroy();
@@ -116,8 +119,11 @@ int convertOneBackup(const WideText& name) {
   if (!Directory_new(folder).exists()) return fail(1069, u"The backup folder does not exists!");
   if (!renameFormerTree(folder)) return fail(1070, u"Error on converting old backup!");
 
-  BackupFiles files;
+  // What is listed is what stays.
+  const WideText source = folder + u'/' + WideText(softwareFolderName);
+  recoverVersionFile(source);
   removeUnfinishedContent(descriptionPath(folder, name));
+  BackupFiles files;
   if (!listStorage(folder, nullptr, files))
     return fail(1056, u"The file from xml description does not exist!");
   BackupDescription description;
@@ -125,7 +131,6 @@ int convertOneBackup(const WideText& name) {
   description.size = sumOfSizes(files);
   description.personalBackup = u"false";
   description.converted = u"true";
-  const WideText source = folder + u'/' + WideText(softwareFolderName);
   if (const int failure = describeDevice(source, description); failure != 0) return failure;
   return writeBackupDescription(description, files, source, folder + u'/' + WideText(contentFolderName));
 }
@@ -136,13 +141,13 @@ void upgradeDescription(const WideText& path) {
   TiXmlElement* const contents = document.FirstChildElement("BackupContents");
   TiXmlElement* const backup = contents != nullptr ? contents->FirstChildElement("backup") : nullptr;
   if (backup == nullptr) return;
+  // In the place of the former elements and with all that they hold.
   TiXmlElement* const hardwareId = backup->FirstChildElement("id");
   TiXmlElement* const deviceUid = backup->FirstChildElement("productid");
   if (hardwareId == nullptr || deviceUid == nullptr) return;
-  rename(*backup, *hardwareId, "hardwareID");
-  rename(*backup, *deviceUid, "deviceUID");
-  const std::string text = printXml(document);
-  if (isReadWhole(text)) static_cast<void>(replaceFileContent(text, path));
+  hardwareId->SetValue("hardwareID");
+  deviceUid->SetValue("deviceUID");
+  if (const auto text = printEditableXml(document)) static_cast<void>(replaceFileContent(*text, path));
 }
 
 }  // namespace ZelmoraTevra

@@ -55,7 +55,9 @@ std::int64_t copyBlock(File_platformIndependent& source, File_platformIndependen
 CopyResult copyBlocks(File_platformIndependent& source, File_platformIndependent& destination,
                       const CopySettings& settings) {
   const std::int64_t size = source.openSize();
-  if (size < 0) return CopyResult::failed;
+  const bool isExpected =
+      !settings.expectedBytes || *settings.expectedBytes == static_cast<std::uint64_t>(size);
+  if (size < 0 || !isExpected) return CopyResult::failed;
   const std::size_t blockBytes =
       std::clamp<std::size_t>(static_cast<std::size_t>(size), 1, settings.blockBytes);
   std::vector<char> block(blockBytes <= smallBytes ? blockBytes : 0);

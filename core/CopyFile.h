@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 
 #include "core/StatusXml.h"
@@ -17,6 +18,7 @@ struct CopySettings {
   std::optional<Status> state = {};
   bool toMedium = false;  // returns when the copy is on the medium
   bool isNew = false;     // nothing may stand at the destination, and nothing is replaced there
+  std::optional<std::uint64_t> expectedBytes = {};  // a source of another size is a failure
 };
 
 // Copies a file's content into a file that is created or emptied; its folder must exist. A symbolic link at

@@ -204,12 +204,17 @@ bool loadEditableXml(const WideText& path, TiXmlDocument& document) {
   return readXmlText(path, text) && parseEditableXml(text, document);
 }
 
-bool saveEditableXml(const TiXmlDocument& document, const WideText& path) {
+std::optional<std::string> printEditableXml(const TiXmlDocument& document) {
   XmlPrinter printer(maximalXmlFileBytes);
   document.Accept(&printer);
   TiXmlDocument readAgain;
-  return printer.isWhole() && parseEditableXml(printer.text(), readAgain) &&
-         saveXmlText(printer.text(), path);
+  if (!printer.isWhole() || !parseEditableXml(printer.text(), readAgain)) return std::nullopt;
+  return printer.takeText();
+}
+
+bool saveEditableXml(const TiXmlDocument& document, const WideText& path) {
+  const std::optional<std::string> text = printEditableXml(document);
+  return text && saveXmlText(*text, path);
 }
 
 }  // namespace ZelmoraTevra

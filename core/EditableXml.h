@@ -2,6 +2,8 @@
 
 #include <tinyxml.h>
 
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "platform/Text.h"
@@ -20,8 +22,11 @@ namespace ZelmoraTevra {
 
 // As loadXml; false also for a file that isn't editable and one without a root.
 [[nodiscard]] bool loadEditableXml(const WideText& path, TiXmlDocument& document);
-// As saveXml, with a line feed behind each line. False, and the file is as it was, also for a document that
-// couldn't be loaded again by loadEditableXml; printing one that gets too long ends at the limit.
+// The printed document; nothing for one that couldn't be loaded again by loadEditableXml. Printing one that
+// gets too long ends at the limit.
+[[nodiscard]] std::optional<std::string> printEditableXml(const TiXmlDocument& document);
+// As saveXml, with a line feed behind each line. False, and the file is as it was, also if nothing could be
+// printed.
 [[nodiscard]] bool saveEditableXml(const TiXmlDocument& document, const WideText& path);
 
 }  // namespace ZelmoraTevra
