@@ -99,15 +99,14 @@ int ConvertBackupsRunner::run() {
 
 int convertBackups() {
   saveState(statPreparing, 1057);
-  std::vector<platform::FolderEntry> folders;
-  if (!Directory_new(backupRootFolder).entries(folders))
+  std::vector<WideText> folders;
+  if (!Directory_new(backupRootFolder).folders(folders, false))
     return fail(1069, u"The backup folder does not exists!");
-  std::erase_if(folders, [](const auto& entry) { return entry.kind != platform::EntryKind::folder; });
   ProgressObserver& progress = ProgressObserver::instance();
   progress.load({{folders.size(), {}, {}, 0}});
-  for (const platform::FolderEntry& folder : folders) {
+  for (const WideText& folder : folders) {
     progress.addProgress(1, statConvertBackupInProgress);
-    if (const int failure = convertFolder(folder.name); failure != 0) return failure;
+    if (const int failure = convertFolder(lastComponent(folder)); failure != 0) return failure;
   }
   saveState(statSuccess, 1010);
   ProgressObserver::destroy();

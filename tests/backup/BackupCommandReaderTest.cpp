@@ -74,6 +74,19 @@ TEST_F(BackupCommandReaderTest, AMakeCommandTakesNoNameThatLeadsElsewhere) {
     expectNoBackup(make().plain("BackupName", name).encoded("StorageCardDriveLetter", "E:"));
 }
 
+TEST_F(BackupCommandReaderTest, AMakeCommandTakesNoNameThatATestForWritingWouldRemove) {
+  for (const std::string name : {"Tevra_131284_tmp", "TEVRA_131284_TMP", "Tevra_131284_tmp."})
+    expectNoBackup(make().plain("BackupName", name).encoded("StorageCardDriveLetter", "E:"));
+}
+
+TEST_F(BackupCommandReaderTest, AMakeCommandTakesNoNameThatIsTooLong) {
+  const auto named = [](std::size_t length) {
+    return make().plain("BackupName", std::string(length, 'b')).encoded("StorageCardDriveLetter", "E:");
+  };
+  EXPECT_TRUE(read(readMakeBackupCommand, named(200)));
+  expectNoBackup(named(201));
+}
+
 TEST_F(BackupCommandReaderTest, ARestoreCommandTakesTheNumberingOfUnitsToo) {
   EXPECT_TRUE(read(readRestoreBackupCommand, restore()
                                                  .attribute("windows7", "1")

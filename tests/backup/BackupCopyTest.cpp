@@ -192,6 +192,16 @@ TEST_F(BackupCopyTest, AWriteThatFailsIsReported) {
   EXPECT_EQ(tree(target), (std::vector<std::string>{"storage_for_software/"}));
 }
 
+TEST_F(BackupCopyTest, AFileWhoseSizeHasChangedSinceItWasListedIsReported) {
+  writeFile(flash + u"/a", "12345");
+  for (const std::uint64_t listed : {4U, 6U}) {
+    list(flash + u"\\a", listed);
+    EXPECT_EQ(copy(), 1065);
+    expectFailure(u"1065", {u"100", u"An error occurred at the copy process!" + flash + u"\\a"});
+    EXPECT_EQ(tree(target), (std::vector<std::string>{"storage_for_software/"}));
+  }
+}
+
 TEST_F(BackupCopyTest, AnAbortIsReportedAndNothingElse) {
   writeFile(flash + u"/a", "1234");
   writeFile(flash + u"/b", "1234");

@@ -139,7 +139,7 @@ TEST_F(ConvertBackupsRunnerTest, WhatAKilledJobHasLeftIsNoOldBackup) {
   // Any other file is one that doesn't belong there.
   putTree(u"other_1234567", u"storage_for_software");
   writeFile(root + u"/other_1234567/stray.xml", descriptionText("stray"));
-  EXPECT_EQ(convertBackups(), -1);
+  EXPECT_EQ(convertBackups(), 1067);
   EXPECT_EQ(status().exitCode(), u"1067");
 }
 
@@ -171,7 +171,7 @@ TEST_F(ConvertBackupsRunnerTest, ABackupThatHasVanishedIsReported) {
 TEST_F(ConvertBackupsRunnerTest, AFileOutsideOfBothTreesIsReported) {
   putTree(u"a");
   writeFile(root + u"/a/stray", "x");
-  EXPECT_EQ(convertBackups(), -1);
+  EXPECT_EQ(convertBackups(), 1067);
   expectFailure(u"1067", {u"100", u"Error on parsing the sources folder path!"});
   EXPECT_EQ(description(u"a"), "<missing>");
 }
@@ -227,9 +227,49 @@ TEST_F(ConvertBackupsRunnerTest, FormerIdentifiersGetTheirPresentNamesAndAllElse
 TEST_F(ConvertBackupsRunnerTest, EmptyFormerIdentifiersAreUpgradedToo) {
   putDescription(u"a", withHead("<backup><id/><productid></productid></backup>"));
   EXPECT_EQ(convertBackups(), 0);
-  EXPECT_NE(description(u"a").find("<hardwareID></hardwareID>\n        <deviceUID></deviceUID>"),
-            std::string::npos)
+  EXPECT_NE(description(u"a").find("<hardwareID />\n        <deviceUID />"), std::string::npos)
       << description(u"a");
+}
+
+TEST_F(ConvertBackupsRunnerTest, WhatAFormerIdentifierHoldsBesidesItsTextStaysToo) {
+  putDescription(u"a", withHead("<backup><id kind=\"x\">1<!-- kept --></id><productid><!-- too -->2"
+                                "</productid></backup>"));
+  EXPECT_EQ(convertBackups(), 0);
+  const std::string upgraded = description(u"a");
+  for (const std::string part : {"<hardwareID kind=\"x\">", "<!-- kept -->", "<deviceUID>", "<!-- too -->"})
+    EXPECT_NE(upgraded.find(part), std::string::npos) << upgraded;
+  EXPECT_EQ(upgraded.find("productid"), std::string::npos);
+}
+
+TEST_F(ConvertBackupsRunnerTest, ADescriptionThatCouldNotBeReadAgainIsNotTouched) {
+  std::string deep = "<backup><id>1</id><productid>2</productid></backup>";
+  for (int level = 0; level < 120; ++level) deep += "<a>";
+  for (int count = 0; count < 150'000; ++count) deep += "<b/>";
+  for (int level = 0; level < 120; ++level) deep += "</a>";
+  expectStaysAsItIs(withHead(deep));
+}
+
+TEST_F(ConvertBackupsRunnerTest, AFolderThatCannotBeABackupByItsNameIsPassedOver) {
+  startLog();
+  putTree(u"Tevra_131284_tmp");
+  const std::filesystem::path noText = native(root) / "no text \x80";
+  std::filesystem::copy(native(root + u"/Tevra_131284_tmp"), noText,
+                        std::filesystem::copy_options::recursive);
+  putTree(u"good");
+  EXPECT_EQ(convertBackups(), 0);
+  EXPECT_NE(description(u"good").find("<converted>true</converted>"), std::string::npos);
+  EXPECT_TRUE(fileExists(root + u"/Tevra_131284_tmp/single/map/a.map"));
+  EXPECT_TRUE(std::filesystem::exists(noText / "single/map/a.map"));
+  EXPECT_FALSE(std::filesystem::exists(noText / "storage_for_software"));
+  EXPECT_TRUE(logHas(u"No backup has such a name: " + root + u"/Tevra_131284_tmp"));
+}
+
+TEST_F(ConvertBackupsRunnerTest, WhatAReplacementOfTheVersionFileHasLeftIsNotListed) {
+  putTree(u"a");
+  writeFile(root + u"/a/single/ZELMORA/version.xml_tevra_new", versionFile("100", "200"));
+  EXPECT_EQ(convertBackups(), 0);
+  EXPECT_FALSE(fileExists(root + u"/a/storage_for_software/ZELMORA/version.xml_tevra_new"));
+  EXPECT_EQ(description(u"a").find("_tevra_new"), std::string::npos) << description(u"a");
 }
 
 TEST_F(ConvertBackupsRunnerTest, ADescriptionThatNeedsNoUpgradeStaysByteForByte) {

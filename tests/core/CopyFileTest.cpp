@@ -372,6 +372,21 @@ TEST_F(CopyFileTest, WhereANewFileIsWantedNothingIsReplaced) {
   EXPECT_EQ(copied().size(), 2U);
 }
 
+TEST_F(CopyFileTest, ASourceOfAnotherSizeThanExpectedIsAFailure) {
+  const auto copyOf = [this](std::uint64_t expected) {
+    return copyFile(source, destination,
+                    {.blockBytes = blockBytes,
+                     .state = {},
+                     .toMedium = false,
+                     .isNew = false,
+                     .expectedBytes = expected});
+  };
+  EXPECT_EQ(copyOf(content.size() - 1), CopyResult::failed);
+  EXPECT_EQ(copyOf(content.size() + 1), CopyResult::failed);
+  EXPECT_THAT(copied(), IsEmpty());
+  EXPECT_EQ(copyOf(content.size()), CopyResult::done);
+}
+
 }  // namespace
 
 }  // namespace ZelmoraTevra
