@@ -7,6 +7,7 @@
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
 #include "core/PathBelowRoot.h"
+#include "core/SyncStorages.h"
 #include "userdata/FileNames.h"
 #include "userdata/GroupCopy.h"
 #include "userdata/GroupFolder.h"
@@ -51,10 +52,13 @@ int AddFileRunner::run() {
 
 AddFileRunner::Candidate AddFileRunner::lookAt(const WideText& storage) const {
   Candidate candidate;
-  candidate.takesWrites = !storage.empty() && Directory_new(storage).takesWrites();
-  if (!candidate.takesWrites) return candidate;
-  candidate.freeBytes = Directory_new(storage).freeSpace();
+  if (storage.empty() || !Directory_new(storage).takesWrites()) return candidate;
   GroupFolder folder(storage, job_.searchingFolder);
+  folder.removeUnfinishedCopy();
+  candidate.freeBytes = Directory_new(storage).freeSpace();
+  // A storage that doesn't tell its room may go at the next operation too.
+  candidate.takesWrites = candidate.freeBytes >= 0;
+  if (!candidate.takesWrites) return candidate;
   candidate.presentFile = folder.find(name_, extension_);
   if (!candidate.presentFile) candidate.presentFile = folder.findFirst(name_, job_.optionalExtensions);
   if (!candidate.presentFile) return candidate;
@@ -63,23 +67,23 @@ AddFileRunner::Candidate AddFileRunner::lookAt(const WideText& storage) const {
   return candidate;
 }
 
-// Where there is room for both, the present file stays until the new one is whole. A folder that can't be
-// made shows when the copy can't be.
+// Where there is room for both, the present file stays until the new one is on the medium. A folder that
+// can't be made shows when the copy can't be.
 int AddFileRunner::addTo(const WideText& storage, const Candidate& target) const {
+  const WideText message = u"An error occurred at copy process.";
   static_cast<void>(GroupFolder(storage, job_.searchingFolder).create());
-  const WideText place =
-      GroupFolder(storage, job_.searchingFolder).placeOf(name_, extension_).value_or(WideText());
-  const auto removePresentFile = [&](const WideText& keptFile) {
-    if (!target.presentFile) return;
-    File_platformIndependent present(*target.presentFile);
-    if (!present.isSameAs(keptFile)) present.remove();
-  };
-  if (bytes_ > target.freeBytes) removePresentFile(job_.fileName);
-  const CopyResult result = copyGroup({{job_.fileName, place}}, statImportKmlInProgress);
+  const std::optional<WideText> place = GroupFolder(storage, job_.searchingFolder).placeOf(name_, extension_);
+  if (!place) return fail(1228, message);
+  UserCopySettings settings{.state = statImportKmlInProgress, .toMedium = true};
+  if (target.presentFile && bytes_ > target.freeBytes) settings.makesWay = *target.presentFile;
+  const CopyResult result = copyGroup({{job_.fileName, *place}}, settings).result;
   if (result == CopyResult::aborted) return -1;
-  if (result != CopyResult::done) return fail(1228, u"An error occurred at copy process.");
-  // Where upper and lower case are the same, the present file may be the new one by now.
-  removePresentFile(place);
+  if (result != CopyResult::done || !syncStorages({storage})) return fail(1228, message);
+  if (target.presentFile) {
+    File_platformIndependent present(*target.presentFile);
+    // Where upper and lower case are the same, it may be the new one by now.
+    if (!present.isSameAs(*place)) present.remove();
+  }
   saveState(statSuccess, 1010);
   return 0;
 }

@@ -40,6 +40,9 @@ constexpr std::array<Field, 5> telephoneFields = {
     &Contact::business2Telephone, &Contact::mobileTelephone,
 };
 
+// An address book of some hundred thousand contacts, with all fields, is none to be refused.
+constexpr std::size_t maximalMarkup = 10'000'000;
+
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view firstLine = "[Tevra imported contacts]\n";
 // Nine fields that a front end's list doesn't fill.
@@ -85,10 +88,18 @@ void appendFields(std::string& line, const Contact& contact, const std::array<Fi
   }
 }
 
-// A reference such as "&#xD800;" parses, and is no character.
+bool endsWithMarkup(WideView xml) {
+  const std::size_t last = xml.find_last_not_of(u" \t\r\n");
+  return last != WideView::npos && xml[last] == u'>';
+}
+
+// A reference such as "&#xD800;" or "&#0;" parses, and is no character.
 bool readContact(const TiXmlElement& element, Contact& contact) {
   try {
-    for (const auto& [path, field] : fieldPaths) contact.*field = lookupText(&element, path);
+    for (const auto& [path, field] : fieldPaths) {
+      contact.*field = lookupText(&element, path);
+      if ((contact.*field).find(u'\0') != WideText::npos) return false;
+    }
     return true;
   } catch (const std::exception&) {
     return false;
@@ -99,10 +110,11 @@ bool readContact(const TiXmlElement& element, Contact& contact) {
 
 bool readContacts(const WideText& xml, std::vector<Contact>& contacts) {
   TiXmlDocument document;
-  // A declaration that is cut off parses too.
-  if (!parseXml(toUtf8(xml), document) || document.RootElement() == nullptr) return false;
-  const TiXmlElement* const list = document.FirstChildElement("contacts");
-  if (list == nullptr) return true;
+  if (!parseXml(toUtf8(xml), document, maximalMarkup)) return false;
+  const TiXmlElement* const list = document.RootElement();
+  // What has no element parses, and is an empty list: but also a declaration that is cut off parses.
+  if (list == nullptr) return endsWithMarkup(xml);
+  if (list->ValueStr() != "contacts") return true;
   for (const TiXmlElement* element = list->FirstChildElement("contact"); element != nullptr;
        element = element->NextSiblingElement("contact"))
     if (!readContact(*element, contacts.emplace_back())) return false;

@@ -55,16 +55,26 @@ std::optional<std::string> ContactsFile::read() const {
   return content;
 }
 
+void ContactsFile::removeUnfinished() const {
+  if (const auto folder = PathBelowRoot(storage_).join(WideText(folderBelowStorage)))
+    removeUnfinishedContent(storage_ + u'\\' + WideText(fileBelowStorage));
+}
+
 bool ContactsFile::replace(const std::string& content) const {
   const std::optional<WideText> folder = PathBelowRoot(storage_).join(WideText(folderBelowStorage));
   if (!folder || !Directory_new(*folder).create()) return false;
   const WideText path = storage_ + u'\\' + WideText(fileBelowStorage);
+  File_platformIndependent old(path, false);
   const std::int64_t oldSize = size();
-  if (oldSize > 0) File_platformIndependent(path, false).clearMarks();
+  if (oldSize > 0) old.clearMarks();
+  const std::int64_t freeBytes = Directory_new(storage_).freeSpace();
+  // Room of which nothing can be learned is no reason to give up the old file.
   const bool hasRoomForBoth =
-      oldSize == 0 || Directory_new(storage_).freeSpace() >= static_cast<std::int64_t>(content.size());
+      oldSize == 0 || freeBytes < 0 || freeBytes >= static_cast<std::int64_t>(content.size());
   const bool replaced =
       hasRoomForBoth ? replaceFileContent(content, path) : overwriteFileContent(content, path);
+  // Half a list would pass for the user's whole one.
+  if (!replaced && !hasRoomForBoth) old.remove();
   return replaced && Directory_new(*folder).syncEntries();
 }
 

@@ -12,8 +12,8 @@ namespace ZelmoraTevra {
 // written through a symbolic link on it.
 class ContactsFile {
  public:
-  // No device makes an address book that is larger; one that is has not been read.
-  static constexpr std::int64_t maximalBytes = 16 << 20;
+  // More than any import can make; a file that is larger has not been read.
+  static constexpr std::int64_t maximalBytes = 64 << 20;
 
   explicit ContactsFile(WideText storage);
 
@@ -24,8 +24,10 @@ class ContactsFile {
   [[nodiscard]] std::int64_t size() const;
   // The whole file; nothing if there is none, or it can't be read or is too large.
   [[nodiscard]] std::optional<std::string> read() const;
-  // Replaces the file, its folder being made if need be, one level. False if that fails; unless the storage
-  // has no room for both, the old file is still there then.
+  // Takes away what an import that was cut off has left, which would take up room for good.
+  void removeUnfinished() const;
+  // Replaces the file, its folder being made if need be, one level. False if that fails: the old file is
+  // still there then or, where the storage is known to have no room for both, none.
   [[nodiscard]] bool replace(const std::string& content) const;
 
  private:

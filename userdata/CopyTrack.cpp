@@ -5,21 +5,14 @@
 
 #include "core/File_platformIndependent.h"
 #include "core/ProgressObserver.h"
-#include "userdata/FileCopy.h"
 
 namespace ZelmoraTevra {
 
-namespace {
-
-constexpr std::size_t blockBytes = 0x40000;
-
-}  // namespace
-
-bool copyTrack(const WideText& source, const WideText& destination, Status state) {
+bool copyTrack(const WideText& source, const WideText& destination, const UserCopySettings& settings) {
   ProgressObserver::destroy();
   const std::int64_t size = std::max<std::int64_t>(File_platformIndependent(source).size(), 0);
   ProgressObserver::instance().load({{static_cast<std::uint64_t>(size), {}, {}, 0}});
-  const CopyResult result = copyUserFile(source, destination, blockBytes, state);
+  const CopyResult result = copyUserFile(source, destination, settings);
   ProgressObserver::destroy();
   return result == CopyResult::done;
 }

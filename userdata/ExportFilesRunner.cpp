@@ -38,6 +38,7 @@ int ExportFilesRunner::run() {
     ErrorReport(1214, u"The destination folder does not exist or is write protected.").save();
     return -1;
   }
+  removeUnfinishedCopy(job_.destinationFolder);
   if (found.bytes > destination.freeSpace()) {
     ErrorReport(1215, u"The files could not fit to the destination folder.")
         .pathAndDrive(job_.destinationFolder)
@@ -50,7 +51,7 @@ int ExportFilesRunner::run() {
     copies.push_back(
         {found.paths[index], job_.destinationFolder + u'/' + withExtension(name_, job_.extensions[index])});
   }
-  const CopyResult result = copyGroup(copies, statExportKmlInProgress);
+  const CopyResult result = copyGroup(copies, {.state = statExportKmlInProgress}).result;
   if (result == CopyResult::done) {
     saveState(statSuccess, 1010);
     return 0;

@@ -41,6 +41,7 @@ int ExportKmlFileRunner::exportTrack(const WideText& track, Codes codes) const {
         .save();
     return -1;
   }
+  removeUnfinishedCopy(job_.destinationFolder);
   const std::int64_t size = File_platformIndependent(track).size();
   if (size > destination.freeSpace()) {
     ErrorReport(codes.noRoom, u"There is not enough space on destination folder!")
@@ -49,7 +50,8 @@ int ExportKmlFileRunner::exportTrack(const WideText& track, Codes codes) const {
         .save();
     return -1;
   }
-  if (!copyTrack(track, job_.destinationFolder + u'\\' + job_.filePath, statExportKmlInProgress)) return -1;
+  const WideText destinationFile = job_.destinationFolder + u'\\' + job_.filePath;
+  if (!copyTrack(track, destinationFile, {.state = statExportKmlInProgress})) return -1;
   saveState(statSuccess, 1010);
   return 0;
 }

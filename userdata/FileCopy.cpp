@@ -22,40 +22,53 @@ bool takesCopy(const File_platformIndependent& source, const WideText& destinati
                     (kind == platform::EntryKind::file && !source.isSameAs(destination)));
 }
 
+// Whether all that can be known beforehand says that the copy will be made.
+CopyResult lookBeforeCopy(const File_platformIndependent& source, const WideText& destination,
+                          const UserCopySettings& settings) {
+  if (!File_platformIndependent(source.path()).open()) return CopyResult::cannotOpenSource;
+  if (destination.empty() || isUnfinishedCopy(destination) || !takesCopy(source, destination))
+    return CopyResult::cannotCreateDestination;
+  if (settings.makesWay.empty()) return CopyResult::done;
+  if (source.isSameAs(settings.makesWay) || !Directory_new(parentFolder(destination)).takesWrites())
+    return CopyResult::cannotCreateDestination;
+  StatusXml::instance().checkAbort();
+  return *StatusXml::instance().abortRequested() ? CopyResult::aborted : CopyResult::done;
+}
+
 // The copy gets the name when it is whole; one that replaces a file, when it is on the medium.
-CopyResult copyBeside(const WideText& source, const WideText& destination, bool replaces,
-                      CopySettings settings) {
+CopyResult copyBeside(const WideText& source, const WideText& destination, const UserCopySettings& settings) {
   const WideText folder = parentFolder(destination);
-  File_platformIndependent beside(folder + u'\\' + WideText(unfinishedCopyName), false);
-  if (beside.exists()) beside.remove();
-  settings.toMedium = replaces;
-  const CopyResult result = copyFile(source, beside.path(), settings);
-  if (result != CopyResult::done) return result;
   File_platformIndependent old(destination, false);
+  const bool replaces = old.exists();
+  const bool toMedium = settings.toMedium || replaces;
+  removeUnfinishedCopy(folder);
+  File_platformIndependent beside(folder + u'\\' + WideText(unfinishedCopyName), false);
+  const CopyResult result =
+      copyFile(source, beside.path(),
+               {.blockBytes = settings.blockBytes, .state = settings.state, .toMedium = toMedium});
+  if (result != CopyResult::done) return result;
   if (replaces) old.clearMarks();
-  if (beside.renameTo(destination) && (!replaces || Directory_new(folder).syncEntries())) return result;
+  if (beside.renameTo(destination) && (!toMedium || Directory_new(folder).syncEntries())) return result;
   beside.remove();
   return CopyResult::failed;
 }
 
 CopyResult copyWithoutReport(const WideText& source, const WideText& destination,
-                             const CopySettings& settings) {
+                             const UserCopySettings& settings) {
   const File_platformIndependent from(source);
-  if (!from.exists()) return CopyResult::cannotOpenSource;
-  if (!takesCopy(from, destination)) return CopyResult::cannotCreateDestination;
-  const bool replaces = File_platformIndependent(destination).exists();
-  if (replaces && from.size() > Directory_new(parentFolder(destination)).freeSpace())
-    return copyFile(source, destination, settings);
-  return copyBeside(source, destination, replaces, settings);
+  if (isUnfinishedCopy(source)) return CopyResult::cannotOpenSource;
+  const CopyResult outlook = lookBeforeCopy(from, destination, settings);
+  if (outlook != CopyResult::done) return outlook;
+  if (!settings.makesWay.empty()) File_platformIndependent(settings.makesWay).remove();
+  return copyBeside(source, destination, settings);
 }
 
 }  // namespace
 
-CopyResult copyUserFile(const WideText& source, const WideText& destination, std::size_t blockBytes,
-                        Status state) {
+CopyResult copyUserFile(const WideText& source, const WideText& destination,
+                        const UserCopySettings& settings) {
   const WideText target = toBackslashes(destination);
-  const CopyResult result =
-      copyWithoutReport(source, target, {.blockBytes = blockBytes, .state = state, .toMedium = false});
+  const CopyResult result = copyWithoutReport(source, target, settings);
   switch (result) {
     case CopyResult::done:
       break;
@@ -78,6 +91,14 @@ CopyResult copyUserFile(const WideText& source, const WideText& destination, std
       break;
   }
   return result;
+}
+
+void removeUnfinishedCopy(const WideText& folder) {
+  if (!folder.empty()) File_platformIndependent(folder + u'\\' + WideText(unfinishedCopyName)).remove();
+}
+
+bool isUnfinishedCopy(WideView path) {
+  return equalsIgnoringAsciiCase(lastComponent(path), unfinishedCopyName);
 }
 
 }  // namespace ZelmoraTevra

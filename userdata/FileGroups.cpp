@@ -130,7 +130,9 @@ bool findFileGroups(const FileCommandJob& job, std::vector<FileGroup>& groups) {
   GroupSearch search(job, groups);
   for (const WideText& storage : {job.mainFolder, job.secondFolder}) {
     const std::optional<WideText> folder = GroupFolder(storage, job.searchingFolder).path();
-    if (!folder || !Directory_new(*folder).exists()) continue;
+    const bool holdsNothing = !folder || File_platformIndependent(*folder).isCertainlyMissing() ||
+                              File_platformIndependent(*folder).exists();
+    if (holdsNothing) continue;
     if (!search.searchBelow(toForwardSlashes(*folder))) return false;
   }
   return true;

@@ -1,6 +1,7 @@
 #include "userdata/FileNames.h"
 
-#include <algorithm>
+#include <unordered_set>
+#include <utility>
 
 #include "core/PathBelowRoot.h"
 #include "core/Text.h"
@@ -20,9 +21,9 @@ std::size_t lastDotOfName(WideView path) {
 
 std::vector<WideText> splitExtensions(WideView list) {
   std::vector<WideText> extensions;
+  std::unordered_set<WideText> known;
   for (WideText& item : split(list, u';')) {
-    if (item.empty() || std::find(extensions.begin(), extensions.end(), item) != extensions.end()) continue;
-    extensions.push_back(std::move(item));
+    if (!item.empty() && known.insert(item).second) extensions.push_back(std::move(item));
   }
   return extensions;
 }

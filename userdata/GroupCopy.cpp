@@ -6,13 +6,10 @@
 #include "core/File_platformIndependent.h"
 #include "core/ProgressObserver.h"
 #include "core/Text.h"
-#include "userdata/FileCopy.h"
 
 namespace ZelmoraTevra {
 
 namespace {
-
-constexpr std::size_t blockBytes = 0x40000;
 
 ProgressEntry progressEntry(const FileToCopy& file) {
   const std::int64_t size = std::max<std::int64_t>(File_platformIndependent(file.source).size(), 0);
@@ -22,20 +19,22 @@ ProgressEntry progressEntry(const FileToCopy& file) {
 
 }  // namespace
 
-CopyResult copyGroup(const std::vector<FileToCopy>& files, Status state) {
+GroupCopyResult copyGroup(const std::vector<FileToCopy>& files, const UserCopySettings& settings) {
   ProgressObserver::destroy();
   ProgressObserver& observer = ProgressObserver::instance();
   std::vector<ProgressEntry> entries;
   for (const FileToCopy& file : files) entries.push_back(progressEntry(file));
   observer.load(std::move(entries));
 
-  CopyResult result = CopyResult::done;
-  for (std::uint32_t index = 0; index < files.size() && result == CopyResult::done; ++index) {
-    observer.setPosition(index);
-    result = copyUserFile(files[index].source, files[index].destination, blockBytes, state);
+  GroupCopyResult copied;
+  for (const FileToCopy& file : files) {
+    observer.setPosition(static_cast<std::uint32_t>(copied.filesCopied));
+    copied.result = copyUserFile(file.source, file.destination, settings);
+    if (copied.result != CopyResult::done) break;
+    ++copied.filesCopied;
   }
   ProgressObserver::destroy();
-  return result;
+  return copied;
 }
 
 }  // namespace ZelmoraTevra

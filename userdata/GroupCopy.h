@@ -2,9 +2,8 @@
 
 #include <vector>
 
-#include "core/CopyFile.h"
-#include "core/StatusXml.h"
 #include "platform/Text.h"
+#include "userdata/FileCopy.h"
 
 namespace ZelmoraTevra {
 
@@ -13,8 +12,14 @@ struct FileToCopy {
   WideText destination;
 };
 
+struct GroupCopyResult {
+  CopyResult result = CopyResult::done;  // of the last file that was begun
+  std::size_t filesCopied = 0;
+};
+
 // Copies the files one after the other up to the first that fails or is aborted, with a list of the progress
 // observer's own. Reports as copyUserFile does.
-[[nodiscard]] CopyResult copyGroup(const std::vector<FileToCopy>& files, Status state);
+[[nodiscard]] GroupCopyResult copyGroup(const std::vector<FileToCopy>& files,
+                                        const UserCopySettings& settings);
 
 }  // namespace ZelmoraTevra

@@ -3,6 +3,7 @@
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
 #include "platform/AbsolutePath.h"
+#include "userdata/FileCopy.h"
 #include "userdata/FileNames.h"
 
 namespace ZelmoraTevra {
@@ -44,6 +45,10 @@ std::optional<WideText> GroupFolder::findFirst(const WideText& name,
 bool GroupFolder::create() {
   const std::optional<WideText> folder = path();
   return folder && Directory_new(*folder).create();
+}
+
+void GroupFolder::removeUnfinishedCopy() {
+  if (const std::optional<WideText> folder = path()) ZelmoraTevra::removeUnfinishedCopy(*folder);
 }
 
 void removeCompanion(const WideText& storage, const WideText& folder, const WideText& name,

@@ -29,6 +29,8 @@ class GroupFolder {
                                                   const std::vector<WideText>& extensions);
   // One level.
   [[nodiscard]] bool create();
+  // Takes away what an import that was cut off has left.
+  void removeUnfinishedCopy();
 
  private:
   [[nodiscard]] std::optional<WideText> relativePath(const WideText& name, const WideText& extension) const;

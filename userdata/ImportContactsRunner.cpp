@@ -6,6 +6,7 @@
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
+#include "core/SyncStorages.h"
 #include "userdata/ContactList.h"
 #include "userdata/ContactsFile.h"
 
@@ -32,6 +33,7 @@ int ImportContactsRunner::run() {
 int ImportContactsRunner::writeFile() const {
   const ContactsFile file(job_.mainFolder);
   const std::string content = contactsFileContent(job_.contacts);
+  file.removeUnfinished();
   const std::int64_t room = Directory_new(job_.mainFolder).freeSpace() + file.size();
   const std::int64_t need = static_cast<std::int64_t>(content.size()) + reserveBytes;
   if (room < need) {
@@ -41,7 +43,8 @@ int ImportContactsRunner::writeFile() const {
         .save();
     return -1;
   }
-  if (file.replace(content)) return 0;
+  // The file's folder may be new too.
+  if (file.replace(content) && syncStorages({job_.mainFolder})) return 0;
   ErrorReport(1285, u"The contacts file could not be created!").save();
   return -1;
 }

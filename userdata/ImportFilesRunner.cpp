@@ -4,14 +4,14 @@
 #include <optional>
 #include <utility>
 
+#include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
+#include "core/SyncStorages.h"
 #include "core/Text.h"
 #include "userdata/FileNames.h"
-#include "userdata/GroupCopy.h"
 #include "userdata/GroupFolder.h"
-#include "userdata/StorageRoom.h"
 
 namespace ZelmoraTevra {
 
@@ -29,6 +29,11 @@ bool failOnFile(int exitCode, WideText message, const WideText& file) {
   return false;
 }
 
+bool hasRoomFor(const WideText& storage, std::int64_t bytes) {
+  Directory_new folder(storage);
+  return folder.takesWrites() && folder.freeSpace() >= bytes;
+}
+
 }  // namespace
 
 int ImportFilesRunner::init(const CommandRecord& record) {
@@ -41,13 +46,9 @@ int ImportFilesRunner::run() {
   if (!collectSources()) return -1;
   const WideText* const target = chooseTarget();
   if (target == nullptr) return -1;
-  if (!GroupFolder(*target, job_.searchingFolder).create()) {
-    fail(1221, u"The destination file could not be create.");
-    return -1;
-  }
-  if (!job_.overwrite && !isFreeOnDevice(*target)) return -1;
+  if (!choosePlaces(*target)) return -1;
+  if (!job_.overwrite && !areFreeOnDevice()) return -1;
   if (!copyTo(*target)) return -1;
-  removeCompanion(*target, job_.optionalSearchingFolder, leaf_, job_.optionalDeleteExtension);
   saveState(statSuccess, usedOptionalFile_ ? 1224 : 1225);
   return 0;
 }
@@ -69,7 +70,8 @@ bool ImportFilesRunner::collectSources() {
 
   for (const SourceFile& file : sources_) {
     // Without a path its files would be looked for where the program happens to run.
-    const std::int64_t size = leaf_.empty() ? -1 : File_platformIndependent(file.path).size();
+    const bool isFile = !leaf_.empty() && !isUnfinishedCopy(file.path);
+    const std::int64_t size = isFile ? File_platformIndependent(file.path).size() : -1;
     if (size < 0) return failOnFile(1218, u"The files you specified does not exist.", job_.fileName);
     bytes_ += size;
   }
@@ -80,6 +82,8 @@ bool ImportFilesRunner::collectSources() {
 
 const WideText* ImportFilesRunner::chooseTarget() const {
   const std::int64_t need = bytes_ + reserveBytes;
+  for (const WideText* storage : {&job_.mainFolder, &job_.secondFolder})
+    GroupFolder(*storage, job_.searchingFolder).removeUnfinishedCopy();
   if (hasRoomFor(job_.root(), need)) return &job_.root();
   const bool hasSecond = !job_.secondFolder.empty();
   if (hasSecond && hasRoomFor(job_.secondFolder, need)) return &job_.secondFolder;
@@ -90,28 +94,36 @@ const WideText* ImportFilesRunner::chooseTarget() const {
   return nullptr;
 }
 
-WideText ImportFilesRunner::placeOf(const SourceFile& file, const WideText& target) const {
-  return GroupFolder(target, job_.searchingFolder).placeOf(leaf_, file.extension).value_or(WideText());
+bool ImportFilesRunner::choosePlaces(const WideText& target) {
+  const WideText message = u"The destination file could not be create.";
+  if (!GroupFolder(target, job_.searchingFolder).create()) return fail(1221, message);
+  GroupFolder folder(target, job_.searchingFolder);
+  for (const SourceFile& file : sources_) {
+    const std::optional<WideText> place = folder.placeOf(leaf_, file.extension);
+    if (!place) return fail(1221, message);
+    copies_.push_back({file.path, *place});
+  }
+  return true;
 }
 
-bool ImportFilesRunner::isFreeOnDevice(const WideText& target) const {
+bool ImportFilesRunner::areFreeOnDevice() const {
   const WideText message = u"A file with the same name exist on the device.";
-  for (const SourceFile& file : sources_) {
-    const WideText place = placeOf(file, target);
-    if (!File_platformIndependent(place).exists()) continue;
-    const bool isOptional = &file == &sources_.back();
-    return failOnFile(isOptional ? 1203 : 1222, message, place);
+  for (const FileToCopy& copy : copies_) {
+    if (!File_platformIndependent(copy.destination).exists()) continue;
+    const bool isOptional = &copy == &copies_.back();
+    return failOnFile(isOptional ? 1203 : 1222, message, copy.destination);
   }
   return true;
 }
 
 bool ImportFilesRunner::copyTo(const WideText& target) const {
-  std::vector<FileToCopy> copies;
-  for (const SourceFile& file : sources_) copies.push_back({file.path, placeOf(file, target)});
-  const CopyResult result = copyGroup(copies, statImportKmlInProgress);
-  if (result == CopyResult::done) return true;
-  if (result != CopyResult::aborted) fail(1223, u"An error occurred at copy process.");
-  return false;
+  const GroupCopyResult copied = copyGroup(copies_, {.state = statImportKmlInProgress, .toMedium = true});
+  // What the device made from the old group is wrong as soon as one of its files is new.
+  if (copied.filesCopied > 0)
+    removeCompanion(target, job_.optionalSearchingFolder, leaf_, job_.optionalDeleteExtension);
+  if (copied.result == CopyResult::aborted) return false;
+  if (copied.result == CopyResult::done && syncStorages({target})) return true;
+  return fail(1223, u"An error occurred at copy process.");
 }
 
 }  // namespace ZelmoraTevra

@@ -5,6 +5,7 @@
 
 #include "core/CommandTable.h"
 #include "userdata/FileCommandJob.h"
+#include "userdata/GroupCopy.h"
 
 namespace ZelmoraTevra {
 
@@ -26,14 +27,14 @@ class ImportFilesRunner : public ICommandWorker {
   [[nodiscard]] bool collectSources();
   // Null for no storage that takes the group.
   [[nodiscard]] const WideText* chooseTarget() const;
-  [[nodiscard]] bool isFreeOnDevice(const WideText& target) const;
+  [[nodiscard]] bool choosePlaces(const WideText& target);
+  [[nodiscard]] bool areFreeOnDevice() const;
   [[nodiscard]] bool copyTo(const WideText& target) const;
-
-  [[nodiscard]] WideText placeOf(const SourceFile& file, const WideText& target) const;
 
   FileCommandJob job_;
   WideText leaf_;                    // base name of the group
   std::vector<SourceFile> sources_;  // the required files, then the optional or the default one
+  std::vector<FileToCopy> copies_;   // of each of them
   std::int64_t bytes_ = 0;           // of all of them
   bool usedOptionalFile_ = false;
 };

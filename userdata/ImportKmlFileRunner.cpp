@@ -5,6 +5,7 @@
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
 #include "core/SaturatingInt64.h"
+#include "core/SyncStorages.h"
 #include "core/Text.h"
 #include "userdata/CopyTrack.h"
 #include "userdata/TrackFolder.h"
@@ -65,7 +66,10 @@ int ImportKmlFileRunner::importTo(const WideText& storage) const {
     saveState(statSuccess, 1232);
     return 0;
   }
-  if (!copyTrack(job_.filePath, *destination, statImportKmlInProgress)) return -1;
+  if (!copyTrack(job_.filePath, *destination, {.state = statImportKmlInProgress, .toMedium = true}))
+    return -1;
+  // The folder may be new too.
+  if (!syncStorages({storage})) return fail(ErrorReport(1189, u"An error occurred at the copy process!"));
   saveState(statSuccess, 1010);
   return 0;
 }

@@ -15,7 +15,7 @@ namespace {
 constexpr WideView folderBelowStorage = u"ZELMORA\\Tracks";
 
 bool isTrackName(WideView name) {
-  return staysBelowRoot(name) && name.find_first_of(u"/\\") == WideView::npos;
+  return staysBelowRoot(name) && name.find_first_of(u"/\\") == WideView::npos && !isUnfinishedCopy(name);
 }
 
 }  // namespace
@@ -47,7 +47,8 @@ void TrackFolder::create() const {
 }
 
 void TrackFolder::removeUnfinishedCopy() const {
-  if (const auto left = find(WideText(unfinishedCopyName))) File_platformIndependent(*left).remove();
+  if (const auto folder = PathBelowRoot(storage_).join(WideText(folderBelowStorage)))
+    ZelmoraTevra::removeUnfinishedCopy(*folder);
 }
 
 void TrackFolder::list(std::vector<KmlFileEntry>& files) const {

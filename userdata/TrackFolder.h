@@ -12,7 +12,8 @@ namespace ZelmoraTevra {
 
 // The folder of recorded tracks on one storage of a device. Names come from a front end and the folder from a
 // device: whatever they are, nothing outside of the folder is read or written, be it by "..", by an absolute
-// path or through a symbolic link. A track's name has no separator.
+// path or through a symbolic link. A track's name has no separator, and isn't
+// that of an unfinished copy.
 class TrackFolder {
  public:
   // An empty storage has no tracks.

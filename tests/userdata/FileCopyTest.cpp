@@ -18,7 +18,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr std::size_t blockBytes = 1000;
+const UserCopySettings settings{.state = statImportKmlInProgress, .blockBytes = 1000};
 
 class FileCopyTest : public JobTest {
  protected:
@@ -29,7 +29,7 @@ class FileCopyTest : public JobTest {
     // The first snapshot is due at once; it isn't one of the copy's operations.
     ProgressObserver::instance().addProgress(0, statImportKmlInProgress);
   }
-  CopyResult copy() { return copyUserFile(source, destination, blockBytes, statImportKmlInProgress); }
+  CopyResult copy() { return copyUserFile(source, destination, settings); }
   void expectReport(const WideText& exitCode, const WideText& message) {
     const SavedStatus saved = status();
     EXPECT_EQ(saved.state, 7);
@@ -81,16 +81,14 @@ TEST_F(FileCopyTest, ReportsTheProgressInTheStateOfTheJob) {
 
 TEST_F(FileCopyTest, AMissingSourceIs1187) {
   writeFile(destination, "old");
-  EXPECT_EQ(copyUserFile(path(u"none"), destination, blockBytes, statImportKmlInProgress),
-            CopyResult::cannotOpenSource);
+  EXPECT_EQ(copyUserFile(path(u"none"), destination, settings), CopyResult::cannotOpenSource);
   expectReport(u"1187", u"Could not open the sources file!");
   EXPECT_EQ(status().attributes.at(u"FILE"), path(u"none"));
   EXPECT_EQ(readFile(destination), "old");
 }
 
 TEST_F(FileCopyTest, AFolderThatIsntThereForTheDestinationIs1188) {
-  EXPECT_EQ(copyUserFile(source, path(u"gone/copy"), blockBytes, statImportKmlInProgress),
-            CopyResult::cannotCreateDestination);
+  EXPECT_EQ(copyUserFile(source, path(u"gone/copy"), settings), CopyResult::cannotCreateDestination);
   expectReport(u"1188", u"Could not create the destination file!");
   EXPECT_EQ(status().attributes.at(u"FILE"), path(u"gone/copy"));
   EXPECT_EQ(status().attributes.at(u"PATH"), path(u"gone"));
@@ -105,8 +103,7 @@ TEST_F(FileCopyTest, AFolderAtTheDestinationIs1188AndStays) {
 }
 
 TEST_F(FileCopyTest, AFileIsNeverCopiedOntoItself) {
-  EXPECT_EQ(copyUserFile(source, source, blockBytes, statImportKmlInProgress),
-            CopyResult::cannotCreateDestination);
+  EXPECT_EQ(copyUserFile(source, source, settings), CopyResult::cannotCreateDestination);
   std::filesystem::create_symlink("../from/source", folder.native() / "to/copy");
   EXPECT_EQ(copy(), CopyResult::cannotCreateDestination);
   EXPECT_EQ(readFile(source), content);
