@@ -3,8 +3,10 @@
 #include <tinyxml.h>
 
 #include <array>
-#include <exception>
+#include <charconv>
+#include <cstdint>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "core/XmlDocument.h"
@@ -93,31 +95,43 @@ bool endsWithMarkup(WideView xml) {
   return last != WideView::npos && xml[last] == u'>';
 }
 
-// A reference such as "&#xD800;" or "&#0;" parses, and is no character.
-bool readContact(const TiXmlElement& element, Contact& contact) {
-  try {
-    for (const auto& [path, field] : fieldPaths) {
-      contact.*field = lookupText(&element, path);
-      if ((contact.*field).find(u'\0') != WideText::npos) return false;
-    }
-    return true;
-  } catch (const std::exception&) {
-    return false;
+// Whether each reference such as "&#65;" is to a character. The parser takes others for nothing, or for the
+// end of a text.
+bool refersToCharactersOnly(std::string_view xml) {
+  for (std::size_t at = xml.find("&#"); at != std::string_view::npos; at = xml.find("&#", at)) {
+    at += 2;
+    const bool isHexadecimal = xml.substr(at, 1) == "x";
+    if (isHexadecimal) ++at;
+    std::uint32_t number = 0;
+    const auto [end, error] =
+        std::from_chars(xml.data() + at, xml.data() + xml.size(), number, isHexadecimal ? 16 : 10);
+    // What isn't even a number is left to the parser.
+    if (error == std::errc::invalid_argument) continue;
+    const bool isSurrogate = number >= 0xD800 && number <= 0xDFFF;
+    if (error != std::errc() || number == 0 || number > 0x10FFFF || isSurrogate) return false;
   }
+  return true;
+}
+
+Contact readContact(const TiXmlElement& element) {
+  Contact contact;
+  for (const auto& [path, field] : fieldPaths) contact.*field = lookupText(&element, path);
+  return contact;
 }
 
 }  // namespace
 
 bool readContacts(const WideText& xml, std::vector<Contact>& contacts) {
   TiXmlDocument document;
-  if (!parseXml(toUtf8(xml), document, maximalMarkup)) return false;
+  std::string text = toUtf8(xml);
+  if (!refersToCharactersOnly(text) || !parseXml(std::move(text), document, maximalMarkup)) return false;
   const TiXmlElement* const list = document.RootElement();
   // What has no element parses, and is an empty list: but also a declaration that is cut off parses.
   if (list == nullptr) return endsWithMarkup(xml);
   if (list->ValueStr() != "contacts") return true;
   for (const TiXmlElement* element = list->FirstChildElement("contact"); element != nullptr;
        element = element->NextSiblingElement("contact"))
-    if (!readContact(*element, contacts.emplace_back())) return false;
+    contacts.push_back(readContact(*element));
   return true;
 }
 

@@ -12,7 +12,7 @@ namespace ZelmoraTevra {
 // written through a symbolic link on it.
 class ContactsFile {
  public:
-  // More than any import can make; a file that is larger has not been read.
+  // No address book is larger; a file that is has not been read.
   static constexpr std::int64_t maximalBytes = 64 << 20;
 
   explicit ContactsFile(WideText storage);

@@ -68,6 +68,7 @@ TEST(ContactListTest, ABarStaysAsItIs) {
 TEST(ContactListTest, UnicodeBeyondTheBasicPlaneIsKept) {
   const std::string name = "\xC3\x84 \xE6\xB1\x89 \xF0\x9F\x98\x80 \xF4\x8F\xBF\xBF";
   EXPECT_EQ(contentOfName(name), head + lineOfName(name));
+  EXPECT_EQ(contentOfName("&#128512;"), head + lineOfName("\xF0\x9F\x98\x80"));
   EXPECT_EQ(contentOfName("&#x1F600;"), head + lineOfName("\xF0\x9F\x98\x80"));
 }
 
@@ -92,28 +93,36 @@ TEST(ContactListTest, OnlyTheFirstElementOfANameCountsAndOthersAreIgnored) {
 }
 
 TEST(ContactListTest, ATextWithoutAnyContactIsAnEmptyList) {
-  for (const std::string& list : {listOf(""), std::string("<other/>"), element("other", fullContact),
-                                  listOf(element("Contact", "")), std::string("<contact/>")})
+  for (const std::string& list :
+       {listOf(""), std::string("<other/>"), element("other", fullContact), listOf(element("Contact", "")),
+        std::string("<contact/>"), std::string("<!-- contacts -->"), std::string("<?xml version=\"1.0\"?>\n"),
+        "<other/>" + element("contacts", fullContact)})
     EXPECT_EQ(contentOf(list), head) << list;
 }
 
 TEST(ContactListTest, WhatIsNotWellFormedDoesNotParse) {
   for (const std::string& list :
-       {std::string("contacts"), std::string("<contacts>"), std::string(" "),
-        std::string("<!-- contacts -->"), std::string("<contacts><contact></contacts>"),
+       {std::string("contacts"), std::string("<contacts>"), std::string(" "), std::string("<!-- contacts"),
+        std::string("<?xml version=\"1.0\""), std::string("<contacts><contact></contacts>"),
         std::string("\0<contacts/>", 12), listOf("<contact><name>a</nam></contact>")})
     EXPECT_EQ(contentOf(list), "<none>") << list;
 }
 
 TEST(ContactListTest, AReferenceToNoCharacterDoesNotParse) {
-  for (const char* reference : {"&#xD800;", "&#xDFFF;", "&#x110000;"})
+  for (const char* reference : {"&#xD800;", "&#xDFFF;", "&#x110000;", "&#0;", "&#x0;", "a&#000;b", "&#x000;",
+                                "&#x200000;", "&#4294967296;", "&#18446744073709551616;"})
     EXPECT_EQ(contentOfName(reference), "<none>") << reference;
 }
 
 TEST(ContactListTest, AListThatIsCutAnywhereDoesNotParse) {
   const std::string list = listOf(fullContact + fullContact);
-  for (std::size_t length = 0; length < list.size(); ++length)
-    EXPECT_EQ(contentOf(list.substr(0, length)), "<none>") << list.substr(0, length);
+  const std::string declaration = list.substr(0, list.find('>') + 1);
+  for (std::size_t length = 0; length < list.size(); ++length) {
+    const std::string cut = list.substr(0, length);
+    // A declaration alone is an empty list, which takes nothing away.
+    const bool hasNoElement = cut == declaration || cut == declaration + '\n';
+    EXPECT_EQ(contentOf(cut), hasNoElement ? head : "<none>") << cut;
+  }
   EXPECT_EQ(contentOf(list), head + fullLine + fullLine);
 }
 
@@ -141,6 +150,16 @@ TEST(ContactListTest, TenThousandContactsAreWrittenByteForByte) {
     const std::string text = std::to_string(number);
     contacts += element("contact", element("name", "N&amp;" + text) + element("mobileTelephone", text));
     lines += "-|N&amp;" + text + "|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|-|" + text + "\n";
+  }
+  EXPECT_TRUE(contentOf(listOf(contacts)) == head + lines);
+}
+
+TEST(ContactListTest, AnAddressBookOfMoreThanAMillionTagsIsRead) {
+  std::string contacts;
+  std::string lines;
+  for (int number = 0; number < 260'000; ++number) {
+    contacts += "<contact><name>a</name></contact>";
+    lines += lineOfName("a");
   }
   EXPECT_TRUE(contentOf(listOf(contacts)) == head + lines);
 }

@@ -41,6 +41,9 @@ class FileCopyTest : public JobTest {
         StatusXml::instance().abortFilePath(),
         "<tevraCLIAbortSequence><Command><abortFlag>true</abortFlag></Command></tevraCLIAbortSequence>");
   }
+  [[nodiscard]] static UserCopySettings makingWay(const WideText& old) {
+    return {.state = statImportKmlInProgress, .makesWay = old};
+  }
   [[nodiscard]] std::vector<std::string> copied() { return tree(path(u"to")); }
 
   const std::string content = std::string(3500, 'n');
@@ -189,17 +192,94 @@ TEST_F(FileCopyTest, WheneverTheProcessIsKilledTheOldFileOrTheNewOneStandsThereW
   EXPECT_EQ(readFile(destination), content);
 }
 
-TEST_F(FileCopyTest, WithoutRoomForBothTheOldFileGoesFirst) {
+TEST_F(FileCopyTest, WithoutRoomForBothTheOldFileStays) {
   const SmallVolume volume(folder.native() / "to", 64 * 1024);
   if (!volume.isMounted()) GTEST_SKIP() << "a volume of its own needs the rights of the superuser";
   writeFile(destination, std::string(40'000, 'o'));
   writeFile(source, std::string(40'000, 'n'));
-  EXPECT_EQ(copy(), CopyResult::done);
-  EXPECT_EQ(readFile(destination), std::string(40'000, 'n'));
-  writeFile(source, std::string(100'000, 'n'));
   EXPECT_EQ(copy(), CopyResult::failed);
   EXPECT_EQ(status().exitCode(), u"1189");
-  EXPECT_THAT(copied(), IsEmpty());
+  EXPECT_THAT(copied(), ElementsAre("copy"));
+  EXPECT_TRUE(readFile(destination) == std::string(40'000, 'o'));
+}
+
+TEST_F(FileCopyTest, AVolumeThatFillsUpInTheMiddleOfALargeFileKeepsTheOldOne) {
+  const SmallVolume volume(folder.native() / "to", 1'500'000);
+  if (!volume.isMounted()) GTEST_SKIP() << "a volume of its own needs the rights of the superuser";
+  writeFile(destination, std::string(500'000, 'o'));
+  writeFile(source, std::string(2'000'000, 'n'));
+  EXPECT_EQ(copyUserFile(source, destination, {.state = statImportKmlInProgress}), CopyResult::failed);
+  EXPECT_EQ(status().exitCode(), u"1189");
+  EXPECT_THAT(copied(), ElementsAre("copy"));
+  EXPECT_TRUE(readFile(destination) == std::string(500'000, 'o'));
+}
+
+TEST_F(FileCopyTest, AFileThatMakesWayGoesBeforeTheCopyIsBegun) {
+  const SmallVolume volume(folder.native() / "to", 64 * 1024);
+  if (!volume.isMounted()) GTEST_SKIP() << "a volume of its own needs the rights of the superuser";
+  writeFile(source, std::string(40'000, 'n'));
+  for (const WideText old : {u"to/old", u"to/copy"}) {
+    writeFile(path(old), std::string(40'000, 'o'));
+    EXPECT_EQ(copyUserFile(source, destination, makingWay(path(old))), CopyResult::done);
+    EXPECT_TRUE(readFile(destination) == std::string(40'000, 'n'));
+    EXPECT_THAT(copied(), ElementsAre("copy"));
+    std::filesystem::remove(folder.native() / "to/copy");
+  }
+}
+
+TEST_F(FileCopyTest, AFileThatMakesWayStaysIfTheCopyCantBeMadeAnyhow) {
+  const WideText old = path(u"to/old");
+  writeFile(old, "old");
+  EXPECT_EQ(copyUserFile(path(u"none"), destination, makingWay(old)), CopyResult::cannotOpenSource);
+  EXPECT_EQ(copyUserFile(source, path(u"gone/copy"), makingWay(old)), CopyResult::cannotCreateDestination);
+  EXPECT_EQ(copyUserFile(old, destination, makingWay(old)), CopyResult::cannotCreateDestination);
+  makeFolder(destination);
+  EXPECT_EQ(copyUserFile(source, destination, makingWay(old)), CopyResult::cannotCreateDestination);
+  std::filesystem::remove(folder.native() / "to/copy");
+  FaultyFileSystem faulty(files());
+  faulty.failAt = 1;  // the test for writing
+  useFileSystem(faulty);
+  EXPECT_EQ(copyUserFile(source, destination, makingWay(old)), CopyResult::cannotCreateDestination);
+  useFileSystem(files());
+  requestAbort();
+  EXPECT_EQ(copyUserFile(source, destination, makingWay(old)), CopyResult::aborted);
+  EXPECT_EQ(status().state, 8);
+  EXPECT_THAT(copied(), ElementsAre("old"));
+  EXPECT_EQ(readFile(old), "old");
+}
+
+TEST_F(FileCopyTest, ACopyThatIsWantedOnTheMediumIsThereUnderItsName) {
+  for (const bool toMedium : {false, true}) {
+    std::vector<std::string> operations;
+    FaultyFileSystem watched(files());
+    watched.before = [&](int, const std::string& operation) {
+      if (operation == "sync" || operation == "rename" || operation == "syncFolder")
+        operations.push_back(operation);
+    };
+    useFileSystem(watched);
+    EXPECT_EQ(copyUserFile(source, destination, {.state = statImportKmlInProgress, .toMedium = toMedium}),
+              CopyResult::done);
+    useFileSystem(files());
+    EXPECT_EQ(operations, toMedium ? std::vector<std::string>({"sync", "rename", "syncFolder"})
+                                   : std::vector<std::string>({"rename"}));
+    std::filesystem::remove(folder.native() / "to/copy");
+  }
+}
+
+TEST_F(FileCopyTest, WithoutADestinationNothingIsCopied) {
+  EXPECT_EQ(copyUserFile(source, {}, settings), CopyResult::cannotCreateDestination);
+  expectReport(u"1188", u"Could not create the destination file!");
+  EXPECT_FALSE(std::filesystem::exists("/Tevra_131284_copy"));
+}
+
+TEST_F(FileCopyTest, AnUnfinishedCopyIsNeitherSourceNorDestination) {
+  for (const WideText name : {u"to/Tevra_131284_copy", u"to/TEVRA_131284_COPY"}) {
+    writeFile(path(name), "half");
+    EXPECT_EQ(copyUserFile(path(name), destination, settings), CopyResult::cannotOpenSource);
+    EXPECT_EQ(readFile(path(name)), "half");
+    EXPECT_EQ(copyUserFile(source, path(name), settings), CopyResult::cannotCreateDestination);
+    EXPECT_EQ(readFile(path(name)), "half");
+  }
 }
 
 }  // namespace

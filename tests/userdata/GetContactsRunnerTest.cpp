@@ -5,6 +5,7 @@
 #include "core/Base64.h"
 #include "core/Text.h"
 #include "tests/userdata/UserDataTest.h"
+#include "userdata/ContactsFile.h"
 
 namespace ZelmoraTevra {
 namespace {
@@ -104,15 +105,16 @@ TEST_F(GetContactsRunnerTest, AFileThatEndsBeforeItsSizeIsNone) {
 }
 
 TEST_F(GetContactsRunnerTest, AFileLargerThanAnyAddressBookIsNoneAndTakesNoMemory) {
-  writeFile(file, "");
-  fs::resize_file(contactsFolder / "contacts.txt", std::uintmax_t{16} << 20);
-  EXPECT_EQ(run(command), 0);
-  EXPECT_NE(response(), emptyResponse);
-  for (const std::uintmax_t bytes : {(std::uintmax_t{16} << 20) + 1, std::uintmax_t{1} << 40}) {
+  for (const std::uintmax_t bytes : {(std::uintmax_t{64} << 20) + 1, std::uintmax_t{1} << 40}) {
+    writeFile(file, "");
     fs::resize_file(contactsFolder / "contacts.txt", bytes);
+    EXPECT_FALSE(ContactsFile(u"E:").read());
     EXPECT_EQ(run(command), 0);
-    EXPECT_EQ(response(), emptyResponse);
+    EXPECT_TRUE(response() == emptyResponse);
   }
+  fs::resize_file(contactsFolder / "contacts.txt", std::uintmax_t{64} << 20);
+  const auto content = ContactsFile(u"E:").read();
+  EXPECT_TRUE(content && content->size() == std::size_t{64} << 20);
 }
 
 TEST_F(GetContactsRunnerTest, NothingIsToldThatALinkOnTheDeviceLeadsTo) {

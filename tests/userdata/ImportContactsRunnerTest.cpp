@@ -109,6 +109,55 @@ TEST_F(ImportContactsRunnerTest, AFileWithoutRoomBesideItIsWrittenOver) {
   EXPECT_EQ(readFile(file).size(), 29 + 2000 * (lines("Anna Maria").size() - 29));
 }
 
+TEST_F(ImportContactsRunnerTest, AWriteOverThatFailsLeavesNoHalfFile) {
+  const SmallVolume small(device, 12 << 20);
+  if (!small.isMounted()) GTEST_SKIP() << "needs the right to mount";
+  std::string content = "<contacts>";
+  for (int number = 0; number < 2000; ++number) content += "<contact><name>Anna Maria</name></contact>";
+  const CommandRecord import = importOf(toWide(content + "</contacts>"));
+  setCapacities(12 << 20, 0);
+  int failures = 0;
+  failEachOperation(
+      import, [&] { writeFile(file, std::string((12 << 20) - (64 << 10), 'x')); },
+      [&](int result, const std::string& when) {
+        const std::string left = readFile(file);
+        const bool isOld = left == std::string((12 << 20) - (64 << 10), 'x');
+        const bool isNew = left.size() == 29 + 2000 * (lines("Anna Maria").size() - 29);
+        const bool couldNotBeRemoved = when.starts_with("all");
+        EXPECT_TRUE(isNew || (result != 0 && (isOld || left == "<missing>" || couldNotBeRemoved))) << when;
+        failures += left == "<missing>" ? 1 : 0;
+      });
+  EXPECT_GT(failures, 0);
+}
+
+TEST_F(ImportContactsRunnerTest, WithoutWordOfTheRoomTheOldFileIsNotWrittenOver) {
+  class Speechless : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool space(const WideText& /*path*/, platform::Space& /*space*/, platform::ErrorCode& error) override {
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return false;
+    }
+  } speechless{disk};
+  FaultyFileSystem faulty(speechless);
+  const std::string old(static_cast<std::size_t>(reserveBytes) + 1000, 'x');
+  writeFile(file, old);
+  faulty.before = [&](int number, const std::string& operation) {
+    if (operation == "write" && faulty.failAt == 0) faulty.failAt = number;
+  };
+  EXPECT_EQ(runOn(faulty, importOfAnna()), -1);
+  EXPECT_EQ(status().exitCode(), u"1285");
+  EXPECT_TRUE(readFile(file) == old);
+}
+
+TEST_F(ImportContactsRunnerTest, WhatAKilledImportLeftTakesUpNoRoom) {
+  writeFile(file + u"_tevra_new", std::string(1000, 'x'));
+  setCapacities(static_cast<std::uint64_t>(reserveBytes) + lines("Anna").size(), 0);
+  EXPECT_EQ(run(importOfAnna()), 0);
+  expectSuccess();
+  EXPECT_EQ(tree(path(u"flash/ZELMORA/Contacts")), (std::vector<std::string>{"contacts.txt"}));
+}
+
 TEST_F(ImportContactsRunnerTest, WithoutTheDevicesFolderTheFileCannotBeCreated) {
   fs::remove(device / "ZELMORA");
   EXPECT_EQ(run(importOfAnna()), -1);
