@@ -265,6 +265,7 @@ TEST_F(AddFileRunnerTest, LinksOnTheDeviceAreNotFollowed) {
   link("../secret", "flash/Poi");
   expectFailure(u"ADD_FILE", u"1228", u"An error occurred at copy process.");
   EXPECT_THAT(tree(path(u"secret")), ElementsAre("list.png"));
+  EXPECT_FALSE(std::filesystem::exists("/Tevra_131284_copy"));
   std::filesystem::remove(folder.native() / "flash/Poi");
   makeFolder(path(u"flash/Poi"));
   link("../../secret/list.png", "flash/Poi/list.png");
@@ -272,6 +273,82 @@ TEST_F(AddFileRunnerTest, LinksOnTheDeviceAreNotFollowed) {
   expectAdded();
   EXPECT_EQ(readFile(path(u"secret/list.png")), "mine");
   EXPECT_EQ(readFile(path(u"flash/Poi/list.bmp")), "12345");
+}
+
+TEST_F(AddFileRunnerTest, WithoutRoomForBothThePresentFileStaysIfTheCopyCantBeMadeAnyhow) {
+  record.secondDriveLetter.clear();
+  writeSized(path(u"flash/Poi/list.png"), reserve + 100);
+  setVolumes(reserve + 104, {});
+  makeFolder(path(u"flash/Poi/list.bmp"));
+  expectFailure(u"ADD_FILE", u"1228", u"An error occurred at copy process.");
+  EXPECT_THAT(onFlash(), ElementsAre("Poi/", "Poi/list.bmp/", "Poi/list.png"));
+  std::filesystem::remove(folder.native() / "flash/Poi/list.bmp");
+  requestAbort();
+  EXPECT_EQ(run(u"ADD_FILE"), -1);
+  EXPECT_EQ(status().state, 8);
+  EXPECT_THAT(onFlash(), ElementsAre("Poi/", "Poi/list.png"));
+}
+
+TEST_F(AddFileRunnerTest, AStorageThatDoesNotTellItsRoomIsNeverChosen) {
+  class Speechless : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool space(const WideText& /*path*/, platform::Space& /*space*/, platform::ErrorCode& error) override {
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return false;
+    }
+  } speechless{disk};
+  writeSized(path(u"flash/Poi/list.png"), reserve + 100);
+  useFileSystem(speechless);
+  expectNoRoom();
+  useFileSystem(dated);
+  EXPECT_THAT(onFlash(), ElementsAre("Poi/", "Poi/list.png"));
+}
+
+TEST_F(AddFileRunnerTest, WhatAKilledCopyLeftTakesUpNoRoom) {
+  writeFile(path(u"flash/Poi/Tevra_131284_copy"), std::string(1000, 'x'));
+  setVolumes(reserve + 5, {});
+  expectAdded();
+  EXPECT_THAT(onFlash(), ElementsAre("Poi/", "Poi/list.bmp"));
+}
+
+TEST_F(AddFileRunnerTest, TheNewFileIsOnTheMediumBeforeThePresentOneGoesAndBeforeItIsTold) {
+  writeFile(path(u"flash/Poi/list.png"), "old");
+  int folderSyncs = 0;
+  FaultyFileSystem watched(disk);
+  watched.before = [&](int, const std::string& operation) {
+    if (operation != "syncFolder") return;
+    ++folderSyncs;
+    EXPECT_THAT(onFlash(), ElementsAre("Poi/", "Poi/list.bmp", "Poi/list.png"));
+  };
+  record.commandName = u"ADD_FILE";
+  EXPECT_EQ(runOn(watched, record), 0);
+  EXPECT_EQ(folderSyncs, 1);
+  EXPECT_THAT(onFlash(), ElementsAre("Poi/", "Poi/list.bmp"));
+  expectSyncedAtEnd(record, u"1228");
+}
+
+TEST_F(AddFileRunnerTest, KilledAtAnyMomentItLeavesAWholeFileAndRoomForTheNextTry) {
+  record.commandName = u"ADD_FILE";
+  record.secondDriveLetter.clear();
+  killAtEachOperation(
+      record,
+      [&] {
+        std::filesystem::remove_all(folder.native() / "flash/Poi");
+        writeFile(path(u"flash/Poi/list.png"), "old");
+      },
+      [&](const std::string& when) {
+        const std::string present = readFile(path(u"flash/Poi/list.png"));
+        const std::string added = readFile(path(u"flash/Poi/list.bmp"));
+        EXPECT_TRUE(present == "old" || added == "12345") << when;
+        EXPECT_TRUE(added == "<missing>" || added == "12345") << when;
+        // As tight as it is without what the killed job left.
+        setVolumes(reserve + 8, {});
+        expectAdded();
+        EXPECT_EQ(readFile(path(u"flash/Poi/list.bmp")), "12345") << when;
+        EXPECT_FALSE(fileExists(path(u"flash/Poi/Tevra_131284_copy"))) << when;
+        setVolumes({}, {});
+      });
 }
 
 }  // namespace

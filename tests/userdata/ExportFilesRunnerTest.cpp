@@ -200,5 +200,34 @@ TEST_F(ExportFilesRunnerTest, ADiskThatIsFullIs1215) {
   EXPECT_THAT(exported(), IsEmpty());
 }
 
+TEST_F(ExportFilesRunnerTest, WhatAKilledCopyLeftTakesUpNoRoom) {
+  writeList(u"flash", std::string(500, 'x'));
+  writeFile(path(u"card/Tevra_131284_copy"), std::string(500, 'h'));
+  record.secondDriveLetter.clear();
+  record.destinationFolder = u"F:";
+  setVolumes({}, 1000);
+  expectSuccess(u"EXPORT_FILES", u"1010");
+  EXPECT_THAT(tree(path(u"card")), ElementsAre("list.csv", "list.txt"));
+}
+
+TEST_F(ExportFilesRunnerTest, WhicheverOperationFailsEachFileIsTheOldOneOrTheNewOneWhole) {
+  writeList(u"flash", "new");
+  record.commandName = u"EXPORT_FILES";
+  int failures = 0;
+  failEachOperation(
+      record,
+      [&] {
+        for (const WideText file : {u"home/list.csv", u"home/list.txt"}) writeFile(path(file), "old");
+      },
+      [&](int result, const std::string& when) {
+        for (const WideText file : {u"home/list.csv", u"home/list.txt"}) {
+          const std::string left = readFile(path(file));
+          EXPECT_TRUE(left == "new" || (result != 0 && left == "old")) << when;
+        }
+        failures += result != 0 ? 1 : 0;
+      });
+  EXPECT_GT(failures, 10);
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

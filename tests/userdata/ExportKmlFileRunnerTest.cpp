@@ -169,5 +169,19 @@ TEST_F(ExportKmlFileRunnerTest, TheDeviceTestComesFirst) {
   expectDeviceTestFirst(exportOf(u"none.kml", path(u"none")));
 }
 
+TEST_F(ExportKmlFileRunnerTest, WhatAKilledCopyLeftTakesUpNoRoomAndIsNoTrack) {
+  writeFile(path(u"card/Tevra_131284_copy"), std::string(1000, 'h'));
+  const std::size_t present = readFile(cardTrack(u"b.kml")).size();
+  setCapacities(100'000'000, present + readFile(flashTrack(u"a.kml")).size());
+  EXPECT_EQ(run(exportOf(u"a.kml", u"F:")), 0);
+  expectSuccess();
+  EXPECT_FALSE(fileExists(path(u"card/Tevra_131284_copy")));
+  setCapacities(100'000'000, 100'000'000);
+  writeFile(flashTrack(u"Tevra_131284_copy"), "half");
+  EXPECT_EQ(run(exportOf(u"Tevra_131284_copy", u"E:/ZELMORA/Tracks")), -1);
+  EXPECT_EQ(status().exitCode(), u"1193");
+  EXPECT_EQ(readFile(flashTrack(u"Tevra_131284_copy")), "half");
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

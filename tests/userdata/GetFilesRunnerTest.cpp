@@ -337,6 +337,23 @@ TEST_F(GetFilesRunnerTest, AFolderThatCantBeReadIs1205) {
   expectFailure(u"GET_FILES", u"1205", u"An error occurred while trying to read from device.");
 }
 
+TEST_F(GetFilesRunnerTest, ASearchingFolderThatGivesNoAnswerIs1205AndOneThatIsMissingHoldsNothing) {
+  class Silent : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    platform::EntryKind kind(const WideText& path, platform::ErrorCode& error) override {
+      if (!path.ends_with(u"Poi")) return target().kind(path, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return platform::EntryKind::missing;
+    }
+  } silent{dated};
+  useFileSystem(silent);
+  expectFailure(u"GET_FILES", u"1205", u"An error occurred while trying to read from device.");
+  useFileSystem(dated);
+  record.secondDriveLetter = u"G:";
+  EXPECT_THAT(told(), IsEmpty());
+}
+
 TEST_F(GetFilesRunnerTest, AnAnswerThatCantBeSavedIs1206) {
   // The answer is tried beside the status and over it; the report comes after that.
   FaultyFileSystem faulty(dated);

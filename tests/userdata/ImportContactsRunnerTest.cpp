@@ -220,6 +220,10 @@ TEST_F(ImportContactsRunnerTest, KilledAtAnyMomentItLeavesTheOldFileOrTheNewOne)
   EXPECT_EQ(tree(path(u"flash/ZELMORA/Contacts")), (std::vector<std::string>{"contacts.txt"}));
 }
 
+TEST_F(ImportContactsRunnerTest, TheFileIsOnTheMediumBeforeItIsTold) {
+  expectSyncedAtEnd(importOfAnna(), u"1285");
+}
+
 TEST_F(ImportContactsRunnerTest, AReadOnlyFileIsReplaced) {
   writeFile(file, "old");
   fs::permissions(device / "ZELMORA/Contacts/contacts.txt", fs::perms::owner_read);

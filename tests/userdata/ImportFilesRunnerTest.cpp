@@ -354,5 +354,86 @@ TEST_F(ImportFilesRunnerTest, OnVolumesOfTheirOwnTheGroupGoesWhereItFits) {
   expectRefused(u"1220", noRoom);
 }
 
+TEST_F(ImportFilesRunnerTest, ANameThatNoDeviceTakesIs1221AndNothingIsCopiedAnywhere) {
+  writeGroup(u"home/a:b");
+  record.fileName = path(u"home/a:b.csv");
+  for (const bool overwrite : {false, true}) {
+    record.overwrite = overwrite;
+    expectRefused(u"1221", u"The destination file could not be create.");
+    EXPECT_THAT(onFlash(), ElementsAre("Poi/"));
+    EXPECT_FALSE(std::filesystem::exists("/Tevra_131284_copy"));
+  }
+}
+
+TEST_F(ImportFilesRunnerTest, WhatKilledCopiesLeftOnEitherStorageTakesUpNoRoom) {
+  for (const WideText storage : {u"flash", u"card"})
+    writeFile(path(storage + u"/Poi/Tevra_131284_copy"), std::string(1000, 'x'));
+  setVolumes(reserve + 9, reserve + 10);
+  expectImported();
+  EXPECT_THAT(onFlash(), ElementsAre("Poi/"));
+  EXPECT_THAT(onCard(), ElementsAre("Poi/", "Poi/list.bmp", "Poi/list.csv"));
+}
+
+TEST_F(ImportFilesRunnerTest, AnUnfinishedCopyIsNoDefaultFile) {
+  std::filesystem::remove(folder.native() / "home/list.bmp");
+  writeFile(path(u"flash/Poi/Tevra_131284_copy"), "half");
+  record.defaultFileToCopy = u"E:/Poi/Tevra_131284_copy";
+  expectRefused(u"1218", noSource);
+  EXPECT_THAT(onFlash(), ElementsAre("Poi/", "Poi/Tevra_131284_copy"));
+}
+
+TEST_F(ImportFilesRunnerTest, TheCompanionGoesAsSoonAsOneFileOfTheGroupIsNew) {
+  record.overwrite = true;
+  record.optionalSearchingFolder = u"Index";
+  record.optionalDeleteExtension = u"idx";
+  writeFile(path(u"flash/Index/list.idx"), "x");
+  makeFolder(path(u"flash/Poi/list.csv"));
+  expectRefused(u"1223", u"An error occurred at copy process.");
+  EXPECT_TRUE(fileExists(path(u"flash/Index/list.idx")));
+  std::filesystem::remove(folder.native() / "flash/Poi/list.csv");
+  makeFolder(path(u"flash/Poi/list.bmp"));
+  expectRefused(u"1223", u"An error occurred at copy process.");
+  EXPECT_EQ(readFile(path(u"flash/Poi/list.csv")), "12345");
+  EXPECT_FALSE(fileExists(path(u"flash/Index/list.idx")));
+}
+
+TEST_F(ImportFilesRunnerTest, TheGroupIsOnTheMediumBeforeTheCompanionGoesAndBeforeItIsTold) {
+  record.optionalSearchingFolder = u"Index";
+  record.optionalDeleteExtension = u"idx";
+  writeFile(path(u"flash/Index/list.idx"), "x");
+  std::vector<int> folderSyncs;
+  FaultyFileSystem watched(disk);
+  watched.before = [&](int, const std::string& operation) {
+    if (operation != "syncFolder") return;
+    EXPECT_TRUE(fileExists(path(u"flash/Index/list.idx")));
+    folderSyncs.push_back(fileExists(path(u"flash/Poi/list.bmp")) ? 2 : 1);
+  };
+  record.commandName = u"IMPORT_FILES";
+  EXPECT_EQ(runOn(watched, record), 0);
+  EXPECT_THAT(folderSyncs, ElementsAre(1, 2));
+  EXPECT_FALSE(fileExists(path(u"flash/Index/list.idx")));
+  record.overwrite = true;
+  expectSyncedAtEnd(record, u"1223");
+}
+
+TEST_F(ImportFilesRunnerTest, KilledAtAnyMomentItLeavesWholeFilesAndRoomForTheNextImport) {
+  record.commandName = u"IMPORT_FILES";
+  record.overwrite = true;
+  record.secondDriveLetter.clear();
+  killAtEachOperation(
+      record, [&] { writeGroup(u"flash/Poi/list", "old"); },
+      [&](const std::string& when) {
+        for (const WideText file : {u"flash/Poi/list.csv", u"flash/Poi/list.bmp"}) {
+          const std::string left = readFile(path(file));
+          EXPECT_TRUE(left == "old" || left == "12345") << when;
+        }
+        // As tight as it is without what the killed job left.
+        setVolumes(reserve + 20, {});
+        expectImported();
+        EXPECT_THAT(onFlash(), ElementsAre("Poi/", "Poi/list.bmp", "Poi/list.csv")) << when;
+        setVolumes({}, {});
+      });
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

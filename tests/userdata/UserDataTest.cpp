@@ -10,7 +10,7 @@ bool UserDataTest::read(const WideText& name, const std::string& children, const
   EXPECT_TRUE(parseXml("<Command " + attributes + ">" + children + "</Command>", document));
   record = {};
   record.commandName = name;
-  return table_.at(name).read(*document.RootElement(), record);
+  return table.at(name).read(*document.RootElement(), record);
 }
 
 void UserDataTest::failEachOperation(const CommandRecord& command, const std::function<void()>& prepare,

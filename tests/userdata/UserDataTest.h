@@ -1,8 +1,10 @@
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "core/Globals.h"
 #include "core/StatusXml.h"
@@ -15,11 +17,20 @@
 
 namespace ZelmoraTevra {
 
+// The device's storages are volumes of their own, which can be pulled.
+class PulledFileSystem : public FaultyFileSystem {
+ public:
+  using FaultyFileSystem::FaultyFileSystem;
+  bool areOnSameVolume(const WideText& left, const WideText& right, platform::ErrorCode& /*error*/) override {
+    return left == right;
+  }
+};
+
 // A device of two storages, "flash" (E:) and "card" (F:), whose capacities a test may set.
 class UserDataTest : public JobTest {
  protected:
   UserDataTest() {
-    addUserDataCommands(table_);
+    addUserDataCommands(table);
     makeFolder(path(u"flash/ZELMORA"));
     makeFolder(path(u"card/ZELMORA"));
     makeFolder(path(u"home"));
@@ -29,11 +40,11 @@ class UserDataTest : public JobTest {
 
   // In bytes; a storage's files take away from them.
   void setCapacities(std::uint64_t flash, std::uint64_t card) {
-    volumes_.set({{u'E', path(u"flash"), flashReadOnly, flash}, {u'F', path(u"card"), cardReadOnly, card}});
+    volumes.set({{u'E', path(u"flash"), flashReadOnly, flash}, {u'F', path(u"card"), cardReadOnly, card}});
   }
 
   [[nodiscard]] int run(const CommandRecord& record) {
-    const auto worker = table_.at(record.commandName).makeWorker();
+    const auto worker = table.at(record.commandName).makeWorker();
     return worker->init(record) == 0 ? worker->run() : -2;
   }
   [[nodiscard]] int runOn(platform::FileSystem& system, const CommandRecord& record) {
@@ -76,20 +87,28 @@ class UserDataTest : public JobTest {
   // `prepare` comes before each run, `check` after it.
   void failEachOperation(const CommandRecord& record, const std::function<void()>& prepare,
                          const std::function<void(int result, const std::string& when)>& check);
-  // The same with the process killed at each operation.
+  // The storages' volume is the last that is synced, and when that fails the job does.
+  void expectSyncedAtEnd(const CommandRecord& command, const WideText& exitCodeOfFailure) {
+    PulledFileSystem pulled(disk);
+    std::vector<std::string> operations;
+    pulled.before = [&](int number, const std::string& operation) {
+      operations.push_back(operation);
+      if (operation == "syncVolume") pulled.failAt = number;
+    };
+    EXPECT_EQ(runOn(pulled, command), -1);
+    EXPECT_EQ(status().exitCode(), exitCodeOfFailure);
+    EXPECT_EQ(std::count(operations.begin(), operations.end(), "syncVolume"), 1);
+  }
+  // The same as failEachOperation with the process killed at each operation.
   void killAtEachOperation(const CommandRecord& record, const std::function<void()>& prepare,
                            const std::function<void(const std::string& when)>& check);
 
   bool flashReadOnly = false;
   bool cardReadOnly = false;
   CommandRecord record;
-
- private:
-  CommandTable table_;
-  platform::FixedVolumes volumes_{{}};
-
- protected:
-  platform::VolumeFileSystem disk{files(), volumes_};
+  CommandTable table;
+  platform::FixedVolumes volumes{{}};
+  platform::VolumeFileSystem disk{files(), volumes};
 };
 
 }  // namespace ZelmoraTevra

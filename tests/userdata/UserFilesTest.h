@@ -9,14 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "core/CommandTable.h"
-#include "core/Globals.h"
-#include "core/StatusXml.h"
 #include "core/Text.h"
-#include "platform/VolumeFileSystem.h"
-#include "tests/platform/FixedVolumes.h"
-#include "tests/support/JobTest.h"
-#include "userdata/UserDataCommands.h"
+#include "tests/userdata/UserDataTest.h"
 
 namespace ZelmoraTevra {
 
@@ -37,11 +31,11 @@ class DatedFileSystem : public platform::ForwardingFileSystem {
 };
 
 // A device with the main storage E: in "flash" and the card F: in "card", and the computer's files in "home".
-class UserFilesTest : public JobTest {
+class UserFilesTest : public UserDataTest {
  protected:
   UserFilesTest() {
-    addUserDataCommands(table);
-    for (const char16_t* each : {u"flash", u"card", u"home"}) makeFolder(path(each));
+    for (const char* each : {"flash/ZELMORA", "card/ZELMORA"})
+      std::filesystem::remove(folder.native() / each);
     setVolumes({}, {});
     useFileSystem(dated);
     record.storageCardDriveLetter = u"E:";
@@ -72,8 +66,7 @@ class UserFilesTest : public JobTest {
   // 0 for success.
   int run(const WideText& command) {
     record.commandName = command;
-    const auto worker = table.at(command).makeWorker();
-    return worker->init(record) == 0 ? worker->run() : -2;
+    return UserDataTest::run(record);
   }
   void expectSuccess(const WideText& command, const WideText& exitCode) {
     EXPECT_EQ(run(command), 0);
@@ -96,16 +89,7 @@ class UserFilesTest : public JobTest {
       EXPECT_EQ(saved.attributes.at(name), value) << toUtf8(name);
     }
   }
-  void requestAbort() {
-    writeFile(
-        StatusXml::instance().abortFilePath(),
-        "<tevraCLIAbortSequence><Command><abortFlag>true</abortFlag></Command></tevraCLIAbortSequence>");
-  }
 
-  CommandTable table;
-  CommandRecord record;
-  platform::FixedVolumes volumes{{}};
-  platform::VolumeFileSystem disk{files(), volumes};
   DatedFileSystem dated{disk};
 };
 
