@@ -67,6 +67,11 @@ bool File_platformIndependent::isSameAs(const WideText& other) const {
   return disk().areSame(path_, other, error);
 }
 
+std::optional<platform::FileIdentity> File_platformIndependent::identity() const {
+  ErrorCode error;
+  return disk().identity(path_, error);
+}
+
 bool File_platformIndependent::create() {
   const WideText parent = parentFolder(path_);
   ErrorCode error;

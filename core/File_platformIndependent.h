@@ -30,6 +30,8 @@ class File_platformIndependent {
   [[nodiscard]] WideText creationDate() const;
   // Whether another path leads to this very file. False if there is none.
   [[nodiscard]] bool isSameAs(const WideText& other) const;
+  // Of the file, or the folder, that stands at the path; nothing if there is none.
+  [[nodiscard]] std::optional<platform::FileIdentity> identity() const;
 
   // Makes the parent folder if it isn't there (one level), then opens the file for reading and writing,
   // emptied.

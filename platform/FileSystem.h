@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/system/error_code.hpp>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -24,6 +25,16 @@ struct Space {
   std::uint64_t capacity = 0;   // bytes
   std::uint64_t free = 0;       // bytes, those reserved for the superuser included
   std::uint64_t available = 0;  // bytes that the caller may take
+};
+
+// What tells a file or folder from all others, however its path is spelled. A file system without lasting
+// numbers, such as FAT, may give another one to a file that hasn't been used for a while, so identities that
+// are compared are asked for shortly after one another.
+struct FileIdentity {
+  std::uint64_t volume = 0;
+  std::uint64_t number = 0;
+
+  auto operator<=>(const FileIdentity&) const = default;
 };
 
 enum class OpenMode {
@@ -112,6 +123,8 @@ class FileSystem {
   // The path from the system's root to which a path leads, which needn't exist: without a drive letter, and
   // with the symbolic links of the part that exists worked out. What can't be worked out comes back as it is.
   virtual WideText resolved(const WideText& path) = 0;
+  // Of the file or folder to which the path leads. Nothing on failure.
+  virtual std::optional<FileIdentity> identity(const WideText& path, ErrorCode& error) = 0;
   // Returns when the folder's entries are on the medium.
   virtual bool syncFolder(const WideText& folder, ErrorCode& error) = 0;
 };

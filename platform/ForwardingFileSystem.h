@@ -86,6 +86,9 @@ class ForwardingFileSystem : public FileSystem {
     return target_.areSame(left, right, error);
   }
   WideText resolved(const WideText& path) override { return target_.resolved(path); }
+  std::optional<FileIdentity> identity(const WideText& path, ErrorCode& error) override {
+    return target_.identity(path, error);
+  }
   bool syncFolder(const WideText& folder, ErrorCode& error) override {
     return target_.syncFolder(folder, error);
   }

@@ -236,6 +236,10 @@ WideText VolumeFileSystem::resolved(const WideText& path) {
   return target().resolved(Place(path, volumes_.volumes()).path());
 }
 
+std::optional<FileIdentity> VolumeFileSystem::identity(const WideText& path, ErrorCode& error) {
+  return target().identity(Place(path, volumes_.volumes()).path(), error);
+}
+
 bool VolumeFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {
   return target().syncFolder(Place(folder, volumes_.volumes()).path(), error);
 }

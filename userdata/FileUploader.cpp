@@ -1,13 +1,11 @@
 #include "userdata/FileUploader.h"
 
-#include <algorithm>
+#include <optional>
 #include <random>
 #include <string_view>
-#include <utility>
 
 #include "core/BackendLogger.h"
 #include "core/File_platformIndependent.h"
-#include "core/PathBelowRoot.h"
 #include "core/Text.h"
 #include "platform/Machine.h"
 #include "userdata/UploadSource.h"
@@ -18,7 +16,6 @@ namespace {
 
 constexpr const char* protocols = "http,https";
 constexpr std::size_t maximalAnswerBytes = 1 << 20;
-constexpr long patienceSeconds = 300;  // without a byte in either direction
 
 // Of an answer without end no more is taken; `left` are the bytes that still may come.
 std::size_t throwAway(char*, std::size_t size, std::size_t count, void* left) {
@@ -29,18 +26,9 @@ std::size_t throwAway(char*, std::size_t size, std::size_t count, void* left) {
   return bytes;
 }
 
-// One spelling for the paths that are the same as a text: "\" alone as separator, no empty component, no ".".
-WideText inOneSpelling(const WideText& path) {
-  const WideText text = toBackslashes(path);
-  // What leads in front of a path stays: two separators may name a computer.
-  const std::size_t start = std::min(text.find_first_not_of(u'\\'), text.size());
-  WideText plain = text.substr(0, start);
-  for (const WideText& name : split(WideView(text).substr(start), u'\\')) {
-    if (name.empty() || name == u".") continue;
-    if (plain.size() > start) plain += u'\\';
-    plain += name;
-  }
-  return plain;
+// The name of each file is put behind it, so it must end with its path.
+bool canBeExtended(const WideText& url) {
+  return url.find_first_of(u"?#") == WideText::npos;
 }
 
 bool isUnreserved(char byte) {
@@ -69,6 +57,10 @@ std::string uniquePrefix() {
          std::to_string(std::random_device{}() & maximalRandom);
 }
 
+bool mayBeDeleted(const UploadEntry& entry) {
+  return entry.doNotDelete == u"0";
+}
+
 std::string targetOf(const UploadEntry& entry) {
   return toReadableUtf8(entry.url) + '/' + uniquePrefix() + "__" +
          percentEncoded(toReadableUtf8(lastComponent(entry.path)));
@@ -76,7 +68,10 @@ std::string targetOf(const UploadEntry& entry) {
 
 }  // namespace
 
+FileUploader::FileUploader(long patienceSeconds) : patienceSeconds_(patienceSeconds) {}
+
 FileUploader::~FileUploader() {
+  keys_.clear();
   entries_.clear();
   handle_.reset();
   if (curl_ != nullptr) curl_->globalCleanup();
@@ -84,7 +79,12 @@ FileUploader::~FileUploader() {
 
 int FileUploader::initialise(const WideText& baseUrl) {
   if (initialised_) return -1;
-  if (baseUrl.empty() || testUrl(baseUrl) != 0) return 1;
+  if (baseUrl.empty()) return 1;
+  if (!canBeExtended(baseUrl)) {
+    writeLog(u"The URL for uploads has a query or a fragment!");
+    return 1;
+  }
+  if (testUrl(baseUrl) != 0) return 1;
   handle_ = newHandle();
   if (handle_ == nullptr) return 1;
   baseUrl_ = baseUrl;
@@ -94,22 +94,18 @@ int FileUploader::initialise(const WideText& baseUrl) {
 
 int FileUploader::addFile(const WideText& path, const WideText& doNotDelete, const WideText& ownUrl) {
   if (!initialised_) return 1;
-  if (path.empty() || File_platformIndependent(path).size() < 0) return -1;
-  const WideText key = inOneSpelling(path);
-  if (isKnown(key)) return 0;
-  const bool goesElsewhere = !ownUrl.empty() && testUrl(ownUrl) == 0;
-  entries_.emplace(key, UploadEntry{path, doNotDelete, goesElsewhere ? ownUrl : baseUrl_});
-  keysByAnyCase_.emplace(comparablePath(key), key);
+  if (path.empty()) return -1;
+  const File_platformIndependent file(path);
+  const std::optional<platform::FileIdentity> identity = file.identity();
+  if (!identity || file.size() < 0) return -1;
+  const WideText& key = keys_.emplace(*identity, toForwardSlashes(path)).first->second;
+  const auto [entry, isNew] = entries_.emplace(key, UploadEntry{path, doNotDelete, baseUrl_});
+  if (isNew) {
+    if (!ownUrl.empty() && canBeExtended(ownUrl) && testUrl(ownUrl) == 0) entry->second.url = ownUrl;
+  } else if (mayBeDeleted(entry->second)) {
+    entry->second.doNotDelete = doNotDelete;
+  }
   return 0;
-}
-
-// A device may take two spellings for one file. Sent twice, it would be gone at the second time; and the
-// first one says whether it may be deleted.
-bool FileUploader::isKnown(const WideText& key) const {
-  if (entries_.contains(key)) return true;
-  const auto [first, last] = keysByAnyCase_.equal_range(comparablePath(key));
-  const File_platformIndependent file(key);
-  return std::any_of(first, last, [&](const auto& known) { return file.isSameAs(known.second); });
 }
 
 int FileUploader::uploadAll() {
@@ -117,10 +113,10 @@ int FileUploader::uploadAll() {
   for (const auto& [key, entry] : entries_) {
     const CURLcode result = upload(entry);
     if (result != CURLE_OK) {
-      writeLog(u"Fail to upload " + entry.path + u": " + toReadableWide(curl_->easyStrerror(result)));
+      writeLog(u"Fail to upload " + entry.path + u": " + failureText(result));
       return result;
     }
-    if (entry.doNotDelete == u"0") File_platformIndependent(entry.path).remove();
+    if (mayBeDeleted(entry)) File_platformIndependent(entry.path).remove();
   }
   return 0;
 }
@@ -139,8 +135,13 @@ int FileUploader::testUrl(const WideText& url) {
 bool FileUploader::prepareLibrary() {
   if (curl_ != nullptr) return true;
   const platform::CurlLibrary* const library = platform::curlLibrary();
-  if (library == nullptr || library->globalInit(CURL_GLOBAL_ALL) != CURLE_OK) {
+  if (library == nullptr) {
     writeLog(u"The library for uploads is missing!");
+    return false;
+  }
+  const CURLcode result = library->globalInit(CURL_GLOBAL_ALL);
+  if (result != CURLE_OK) {
+    writeLog(u"The library for uploads doesn't start: " + toReadableWide(library->easyStrerror(result)));
     return false;
   }
   curl_ = library;
@@ -188,7 +189,7 @@ CURLcode FileUploader::upload(const UploadEntry& entry) {
   if (result == CURLE_OK) result = set(handle, CURLOPT_UPLOAD, 1L);
   if (result == CURLE_OK) result = set(handle, CURLOPT_FAILONERROR, 1L);
   if (result == CURLE_OK) result = set(handle, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  if (result == CURLE_OK) result = set(handle, CURLOPT_LOW_SPEED_TIME, patienceSeconds);
+  if (result == CURLE_OK) result = set(handle, CURLOPT_LOW_SPEED_TIME, patienceSeconds_);
   if (result == CURLE_OK)
     result = set(handle, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(source.size()));
   if (result == CURLE_OK) result = curl_->easyPerform(handle);
@@ -205,6 +206,16 @@ bool FileUploader::wasStored(std::int64_t size) {
   return curl_->easyGetinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status) == CURLE_OK &&
          curl_->easyGetinfo(handle_.get(), CURLINFO_SIZE_UPLOAD_T, &sent) == CURLE_OK && status / 100 == 2 &&
          sent == size;
+}
+
+// Behind an answer that is no success the server's own code tells more than the library's text.
+WideText FileUploader::failureText(CURLcode result) const {
+  const WideText text = toReadableWide(curl_->easyStrerror(result));
+  long status = 0;
+  if (result != CURLE_HTTP_RETURNED_ERROR ||
+      curl_->easyGetinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status) != CURLE_OK)
+    return text;
+  return text + u" (HTTP " + numberText(status) + u")";
 }
 
 }  // namespace ZelmoraTevra

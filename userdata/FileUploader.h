@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/CurlLibrary.h"
+#include "platform/FileSystem.h"
 #include "platform/Text.h"
 
 namespace ZelmoraTevra {
@@ -23,15 +24,18 @@ struct UploadEntry {
 // a URL says: with other protocols it could make the program write on this computer.
 class FileUploader {
  public:
-  FileUploader() = default;
+  // A PUT fails when no byte has come or gone for so long.
+  explicit FileUploader(long patienceSeconds = 300);
   ~FileUploader();
   FileUploader(const FileUploader&) = delete;
   FileUploader& operator=(const FileUploader&) = delete;
 
-  // Asks the server whether it is there. 0, 1 on any failure, -1 if it has succeeded before.
+  // Asks the server whether it is there. 0, 1 on any failure, -1 if it has succeeded before. A URL with a
+  // query or a fragment is a failure: no name can be put behind it.
   int initialise(const WideText& baseUrl);
-  // 0, and a file that was added before stays as it was; -1 if the path is no file; 1 when not initialised.
-  // With an own URL the file goes there, if that one answers.
+  // 0; -1 if the path is no file; 1 when not initialised. With an own URL the file goes there, if that one
+  // answers. A file that was added before, be it under another spelling of its path, stays as it was, but one
+  // that is to be kept by any of its marks is kept.
   int addFile(const WideText& path, const WideText& doNotDelete, const WideText& ownUrl = {});
   // Sends all files in the order of their paths and deletes those that may be deleted, each as soon as the
   // server has taken it. The first failure ends it: that file and those behind it stay. 0, the failure as a
@@ -51,14 +55,17 @@ class FileUploader {
   [[nodiscard]] CURLcode askForAnswer(CURL* handle, const std::string& url) const;
   [[nodiscard]] CURLcode upload(const UploadEntry& entry);
   [[nodiscard]] bool wasStored(std::int64_t size);
-  [[nodiscard]] bool isKnown(const WideText& key) const;
+  [[nodiscard]] WideText failureText(CURLcode result) const;
 
+  const long patienceSeconds_;
   const platform::CurlLibrary* curl_ = nullptr;
   Handle handle_{nullptr, nullptr};
   bool initialised_ = false;
   WideText baseUrl_;
-  std::map<WideText, UploadEntry> entries_;          // by the path in one spelling
-  std::multimap<WideText, WideText> keysByAnyCase_;  // how a device may spell them as well
+  std::map<WideText, UploadEntry> entries_;  // by the path, with "/" as separator
+  // Of the entries. A device may take two spellings for one file: sent twice, it would be gone at the second
+  // time, and one that is to be kept could be deleted under its other name.
+  std::map<platform::FileIdentity, WideText> keys_;
 };
 
 }  // namespace ZelmoraTevra

@@ -1,6 +1,7 @@
 #include "userdata/UploadFilesRunner.h"
 
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "core/BackendLogger.h"
@@ -33,12 +34,15 @@ std::vector<SettingsFile> presentFiles(const WideText& root, const std::vector<S
     if (path && File_platformIndependent(*path).exists())
       present.push_back({root + u'/' + file.path, file.doNotDelete});
   }
+  std::set<platform::FileIdentity> listed;
   for (const WideText& name : folders) {
     const std::optional<WideText> path = device.joinExisting(name);
     if (!path) continue;
+    const std::optional<platform::FileIdentity> identity = File_platformIndependent(*path).identity();
+    const Directory_new folder(*path);
+    if (!identity || !folder.exists() || !listed.insert(*identity).second) continue;
     std::vector<WideText> found;
-    const Directory_new folder(root + u'/' + name);
-    if (folder.exists()) static_cast<void>(folder.files(found, false));
+    static_cast<void>(folder.files(found, false));
     for (const WideText& file : found) present.push_back({file, u"0"});
   }
   return present;
@@ -48,6 +52,17 @@ void logFiles(const std::vector<SettingsFile>& files) {
   if (!BackendLogger::instance().isActive()) return;
   writeLog(files.empty() ? u"No files for upload!" : u"Files to be uploaded:");
   for (const SettingsFile& file : files) writeLog(file.path);
+}
+
+// A file that has gone since it was found is as one that never was. One that gives no answer is a failure.
+bool addFiles(FileUploader& uploader, const std::vector<SettingsFile>& files) {
+  for (const SettingsFile& file : files) {
+    if (uploader.addFile(file.path, file.doNotDelete) == 0) continue;
+    if (File_platformIndependent(file.path).isCertainlyMissing()) continue;
+    writeLog(u"Fail to read " + file.path);
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -72,8 +87,11 @@ int UploadFilesRunner::run() {
 
   FileUploader uploader;
   if (uploader.initialise(url_) != 0) return -1;
-  // A file that has gone since it was found is as one that never was.
-  for (const SettingsFile& file : present) static_cast<void>(uploader.addFile(file.path, file.doNotDelete));
+  if (!addFiles(uploader, present)) return -1;
+  if (!Directory_new(root_).exists()) {
+    writeLog(u"The device has gone: " + root_);
+    return -1;
+  }
   return uploader.uploadAll() == 0 ? 0 : -1;
 }
 

@@ -304,6 +304,13 @@ WideText LinuxFileSystem::resolved(const WideText& path) {
   return absolutePath(path);
 }
 
+std::optional<FileIdentity> LinuxFileSystem::identity(const WideText& path, ErrorCode& error) {
+  std::string native;
+  struct stat status {};
+  if (!toNativePath(path, native, error) || !succeeded(::stat(native.c_str(), &status), error)) return {};
+  return FileIdentity{status.st_dev, status.st_ino};
+}
+
 bool LinuxFileSystem::syncFolder(const WideText& folder, ErrorCode& error) {
   std::string native;
   if (!toNativePath(folder, native, error)) return false;

@@ -25,6 +25,7 @@ class LinuxFileSystem : public FileSystem {
   bool areOnSameVolume(const WideText& left, const WideText& right, ErrorCode& error) override;
   bool areSame(const WideText& left, const WideText& right, ErrorCode& error) override;
   WideText resolved(const WideText& path) override;
+  std::optional<FileIdentity> identity(const WideText& path, ErrorCode& error) override;
   bool syncFolder(const WideText& folder, ErrorCode& error) override;
 };
 

@@ -141,15 +141,24 @@ TEST_F(EveryCommandTest, EachOneSucceedsOnADeviceThatIsAllRight) {
     expectSuccess(name, move.plain("OldFolder", job.path(folder)).plain("NewFolder", job.path("moved")));
   }
 
-  const auto server = ScriptedServer::start({ScriptedServer::Reply{"HTTP/1.1 200 OK\r\n\r\n"}}, 0);
+  const auto server = ScriptedServer::start(
+      [](const std::string& request) {
+        if (request.starts_with("HEAD ")) return ScriptedServer::Reply{"HTTP/1.1 200 OK\r\n\r\n"};
+        return ScriptedServer::Reply{"HTTP/1.1 201 Created\r\nContent-Length: 0\r\n\r\n", "",
+                                     ScriptedServer::End::nextRequest, ScriptedServer::wholeBody};
+      },
+      0);
   ASSERT_NE(server, nullptr);
   job.environment["no_proxy"] = "*";
+  job.write("flash/ZELMORA/drive.log", "a drive");
   done.insert(u"UPLOAD_FILES");
   EXPECT_EQ(
       run(onDevice("UPLOAD_FILES")
               .plain("UploadURL", "http://" + server->host() + ":" + std::to_string(server->port()) + "/in")
-              .plain("defaultDeviceSettings7", "<files/>")),
+              .plain("defaultDeviceSettings7", "<files><file>ZELMORA/drive.log</file></files>")),
       "<missing>");
+  EXPECT_EQ(server->bodies(), (std::vector<std::string>{"", "a drive"}));
+  EXPECT_FALSE(job.exists("flash/ZELMORA/drive.log"));
 
   expectSuccess("UNINSTALL_PACKAGE", CommandDocument::uninstallPackage().uninstall("Base"));
   EXPECT_FALSE(job.exists("flash/ZELMORA/base.bin"));

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <tinyxml.h>
+#include <utf8.h>
 
 #include "device/DeviceSettings.h"
 #include "tests/support/JobTest.h"
@@ -46,6 +47,7 @@ class DeviceSettingsTest : public JobTest {
   }
 
   const WideText settings = path(u"UploaderSettings.xml");
+  const WideText shipped = toWide(TEVRA_SOURCE_DIR) + u"/etc/Tevra/UploaderSettings.xml";
   ClientSoftware software;
   std::vector<SettingsFile> files;
   std::vector<WideText> folders;
@@ -197,15 +199,37 @@ TEST_F(DeviceSettingsTest, AnInlineTableIsReadAtOnceAndNoDocumentIsOpened) {
   EXPECT_THAT(statusHistory(), IsEmpty());
 }
 
+TEST_F(DeviceSettingsTest, ATextThatIsNoUtf8IsAnException) {
+  for (const std::string& text :
+       {"<files><file>\xFF</file></files>", "<files><file doNotDelete=\"\xFF\"/></files>",
+        "<folders><folder>a\xC3</folder></folders>"})
+    EXPECT_THROW(static_cast<void>(read("<defaultDeviceSettings7>" + text + "</defaultDeviceSettings7>")),
+                 utf8::exception)
+        << text;
+}
+
 TEST_F(DeviceSettingsTest, TheDocumentThatComesWithTheProgramHasATableForEachDeviceOfTheMaker) {
-  const WideText shipped = toWide(TEVRA_SOURCE_DIR) + u"/etc/Tevra/UploaderSettings.xml";
   EXPECT_EQ(readDeviceSettings(shipped, "uploaderSettings", software, files, folders), 0);
-  const std::size_t ofSpecialTable = files.size();
-  EXPECT_GT(ofSpecialTable, 0U);
+  EXPECT_THAT(paths(),
+              ElementsAre(u"ZELMORA/version.xml", u"ZELMORA/updates.xml", u"ZELMORA/Logs/navigator.log"));
+  EXPECT_THAT(folders, ElementsAre(u"ZELMORA/Logs/Usage", u"ZELMORA/Logs/Crashes"));
+  files.clear();
+  folders.clear();
   software.platform = u"NX1";
   EXPECT_EQ(readDeviceSettings(shipped, "uploaderSettings", software, files, folders), 0);
-  EXPECT_GT(files.size(), ofSpecialTable);
-  EXPECT_THAT(folders, testing::Contains(u"ZELMORA/Logs"));
+  EXPECT_THAT(paths(), ElementsAre(u"ZELMORA/version.xml", u"ZELMORA/updates.xml", u"KD3/version.xml",
+                                   u"KD3/updates.xml"));
+  EXPECT_THAT(folders, ElementsAre(u"ZELMORA/Logs", u"KD3/Logs"));
+}
+
+TEST_F(DeviceSettingsTest, TheDocumentThatComesWithTheProgramLetsOnlyLogsBeDeleted) {
+  for (const WideText platform : {u"NX5", u"NX1"}) {
+    software.platform = platform;
+    EXPECT_EQ(readDeviceSettings(shipped, "uploaderSettings", software, files, folders), 0);
+  }
+  for (const SettingsFile& file : files)
+    EXPECT_EQ(file.doNotDelete == u"1", !file.path.ends_with(u".log")) << toUtf8(file.path);
+  for (const WideText& folder : folders) EXPECT_NE(folder.find(u"/Logs"), WideText::npos) << toUtf8(folder);
 }
 
 }  // namespace

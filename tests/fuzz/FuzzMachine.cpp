@@ -157,6 +157,12 @@ bool MemoryFiles::areSame(const WideText& left, const WideText& right, ErrorCode
   return done(error) && left == right && kind(left, error) != EntryKind::missing;
 }
 
+std::optional<platform::FileIdentity> MemoryFiles::identity(const WideText& path, ErrorCode& error) {
+  if (kind(path, error) != EntryKind::missing) return platform::FileIdentity{0, std::hash<WideText>()(path)};
+  if (!error) error = boost::system::errc::make_error_code(boost::system::errc::no_such_file_or_directory);
+  return {};
+}
+
 bool MemoryFiles::syncFolder(const WideText& /*folder*/, ErrorCode& error) {
   return done(error);
 }

@@ -38,6 +38,7 @@ class MemoryFiles : public platform::FileSystem {
   bool areOnSameVolume(const WideText& left, const WideText& right, platform::ErrorCode& error) override;
   bool areSame(const WideText& left, const WideText& right, platform::ErrorCode& error) override;
   WideText resolved(const WideText& path) override { return path; }
+  std::optional<platform::FileIdentity> identity(const WideText& path, platform::ErrorCode& error) override;
   bool syncFolder(const WideText& folder, platform::ErrorCode& error) override;
 };
 

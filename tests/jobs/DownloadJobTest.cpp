@@ -9,6 +9,7 @@
 #include "app/ProcessEntry.h"
 #include "platform/Machine.h"
 #include "tests/jobs/ProgramTest.h"
+#include "tests/support/ForwardingProcesses.h"
 #include "tests/support/NginxServer.h"
 #include "tests/support/ProxyServer.h"
 #include "tests/support/ScriptedServer.h"
@@ -36,19 +37,11 @@ class SleepingFrontEnd {
 };
 
 // A computer on which no front end runs, whatever else runs there.
-class ProcessesWithoutFrontEnd : public platform::Processes {
+class ProcessesWithoutFrontEnd : public ForwardingProcesses {
  public:
-  explicit ProcessesWithoutFrontEnd(platform::Processes& target) : target_(target) {}
+  using ForwardingProcesses::ForwardingProcesses;
   bool isRunning(const WideText& /*executableName*/) override { return false; }
-  WideText modulePath() override { return target_.modulePath(); }
-  WideText environment(const WideText& name) override { return target_.environment(name); }
-  void showErrorBox(const WideText& caption, const WideText& text) override {
-    target_.showErrorBox(caption, text);
-  }
   void end(int exitValue) override { ::_exit(exitValue); }
-
- private:
-  platform::Processes& target_;
 };
 
 // A small disk of its own at a folder.

@@ -14,11 +14,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using testing::ElementsAre;
+using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
+using testing::StartsWith;
 using Reply = ScriptedServer::Reply;
 
 // The real program uploads from a simulated device to a real web server.
@@ -68,9 +69,9 @@ class UploadFilesJobTest : public ProgramTest {
 };
 
 TEST_F(UploadFilesJobTest, WhatTheSettingsNameArrivesByteForByteAndGoesFromTheDevice) {
-  const auto nginx = NginxServer::start(job.path("server"));
+  const auto nginx = NginxServer::start(job.path("server"), 0);
   SKIP_WITHOUT(nginx);
-  const JobResult result = job.run(upload("http://" + nginx->host() + "/in").text());
+  const JobResult result = job.run(upload(nginx->url() + "/in").text());
   EXPECT_EQ(result.exitValue, 0);
   EXPECT_EQ(result.output, "");
   EXPECT_EQ(result.errors, "");
@@ -87,10 +88,10 @@ TEST_F(UploadFilesJobTest, WhatTheSettingsNameArrivesByteForByteAndGoesFromTheDe
 }
 
 TEST_F(UploadFilesJobTest, TheSameFileUploadedTwiceArrivesTwice) {
-  const auto nginx = NginxServer::start(job.path("server"));
+  const auto nginx = NginxServer::start(job.path("server"), 0);
   SKIP_WITHOUT(nginx);
   const std::string once =
-      upload("http://" + nginx->host() + "/in")
+      upload(nginx->url() + "/in")
           .plain("defaultDeviceSettings7", tableOf("<file doNotDelete=\"1\">ZELMORA/Logs/trace.bin</file>"))
           .element();
   EXPECT_EQ(job.run(CommandDocument::sequenceOf({once, once})).exitValue, 0);
@@ -99,11 +100,11 @@ TEST_F(UploadFilesJobTest, TheSameFileUploadedTwiceArrivesTwice) {
 }
 
 TEST_F(UploadFilesJobTest, AnInlineTableBelongsToItsOwnCommand) {
-  const auto nginx = NginxServer::start(job.path("server"));
+  const auto nginx = NginxServer::start(job.path("server"), 0);
   SKIP_WITHOUT(nginx);
   job.write("flash/a", "first");
   job.write("flash/b", "second");
-  const std::string url = "http://" + nginx->host() + "/in";
+  const std::string url = nginx->url() + "/in";
   const std::string first = upload(url).plain("defaultDeviceSettings7", tableOf("<file>a</file>")).element();
   const std::string second = upload(url).plain("defaultDeviceSettings7", tableOf("<file>b</file>")).element();
   const std::string third = upload(url).element();
@@ -116,10 +117,10 @@ TEST_F(UploadFilesJobTest, AnInlineTableBelongsToItsOwnCommand) {
 }
 
 TEST_F(UploadFilesJobTest, AFolderOfTheServerThatTakesNoFilesEndsTheJobAndNothingIsDeleted) {
-  const auto nginx = NginxServer::start(job.path("server"));
+  const auto nginx = NginxServer::start(job.path("server"), 0);
   SKIP_WITHOUT(nginx);
   job.write("server/file", "no folder");
-  const JobResult result = job.run(upload("http://" + nginx->host() + "/file").text());
+  const JobResult result = job.run(upload(nginx->url() + "/file").text());
   EXPECT_EQ(result.exitValue, 255);
   EXPECT_THAT(result.statuses, IsEmpty());
   EXPECT_TRUE(allLogsAreThere());
@@ -180,11 +181,36 @@ TEST_F(UploadFilesJobTest, AnUnreachableServerEndsTheJobBeforeAFileIsTouched) {
   EXPECT_EQ(job.tree("flash"), before);
 }
 
+TEST_F(UploadFilesJobTest, AServerWhoseCertificateNobodyVouchesForGetsNothing) {
+  const auto nginx = NginxServer::startSelfSigned(job.path("server"));
+  SKIP_WITHOUT(nginx);
+  const Tree before = job.tree("flash");
+  const JobResult result = job.run(upload(nginx->url() + "/in").text());
+  EXPECT_EQ(result.exitValue, 255);
+  EXPECT_THAT(result.statuses, IsEmpty());
+  EXPECT_EQ(job.tree("flash"), before);
+  EXPECT_EQ(arrivedCount(), 0);
+  EXPECT_THAT(job.logLines(), Contains(testing::AllOf(StartsWith("The server for uploads doesn't answer: "),
+                                                      HasSubstr("cert"))));
+}
+
+TEST_F(UploadFilesJobTest, WithoutTheLibraryTheJobEndsBeforeAFileIsTouched) {
+  job.write("lib/libcurl.so.4", std::string(1'000, 'x'));
+  job.environment["LD_LIBRARY_PATH"] = job.path("lib");
+  const Tree before = job.tree("flash");
+  const JobResult result = job.run(upload("http://127.0.0.1:1/in").text());
+  EXPECT_EQ(result.exitValue, 255);
+  EXPECT_EQ(result.errors, "");
+  EXPECT_THAT(result.statuses, IsEmpty());
+  EXPECT_EQ(job.tree("flash"), before);
+  EXPECT_THAT(job.logLines(), Contains("The library for uploads is missing!"));
+}
+
 TEST_F(UploadFilesJobTest, ADeviceThatTakesNoDeletionIsUploadedFrom) {
-  const auto nginx = NginxServer::start(job.path("server"));
+  const auto nginx = NginxServer::start(job.path("server"), 0);
   SKIP_WITHOUT(nginx);
   job.flash.readOnly = true;
-  EXPECT_EQ(job.run(upload("http://" + nginx->host() + "/in").text()).exitValue, 0);
+  EXPECT_EQ(job.run(upload(nginx->url() + "/in").text()).exitValue, 0);
   EXPECT_EQ(arrivedCount(), 5);
   EXPECT_TRUE(allLogsAreThere());
 }

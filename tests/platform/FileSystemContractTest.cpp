@@ -590,6 +590,24 @@ TEST_P(FileSystemContractTest, resolvedLeadsBehindLinksAlsoWhereNothingStandsYet
   EXPECT_EQ(files().resolved(at(u"/new/../folder/./file")), root + u"/folder/file");
 }
 
+TEST_P(FileSystemContractTest, aFileHasOneIdentityByEachOfItsPathsAndSharesItWithNoOther) {
+  put("file", "x");
+  put("copy", "x");
+  ASSERT_TRUE(files().createFolder(at(u"/folder"), error_));
+  std::filesystem::create_symlink("file", native("link"));
+  std::filesystem::create_hard_link(native("file"), native("hard"));
+  const std::optional<FileIdentity> identity = files().identity(at(u"/file"), error_);
+  ASSERT_TRUE(identity);
+  EXPECT_FALSE(error_);
+  for (const WideText path : {u"\\folder/..\\file", u"//file", u"/link", u"/hard"})
+    EXPECT_EQ(files().identity(at(path), error_), identity);
+  EXPECT_NE(files().identity(at(u"/copy"), error_), identity);
+  EXPECT_TRUE(files().identity(at(u"/folder"), error_));
+  EXPECT_EQ(files().identity(at(u"/folder"), error_), files().identity(at(u"/./folder"), error_));
+  EXPECT_FALSE(files().identity(at(u"/nothing"), error_));
+  EXPECT_EQ(error_, boost::system::errc::no_such_file_or_directory);
+}
+
 TEST_P(FileSystemContractTest, creationTimeIsThatOfTheMaking) {
   const std::int64_t before = std::time(nullptr);
   put("file", "x");

@@ -57,6 +57,7 @@ TEST_F(LinuxFileSystemTest, aPathOnADriveNamesNothingAndLeavesNoFileInTheWorking
     EXPECT_FALSE(files_.clearReadOnlyAndHidden(path, error_));
     EXPECT_FALSE(files_.setHidden(path, error_));
     EXPECT_FALSE(files_.areSame(path, path, error_));
+    EXPECT_FALSE(files_.identity(path, error_));
     EXPECT_FALSE(files_.setTimes(path, 0, error_));
     EXPECT_FALSE(files_.syncFolder(path, error_));
     Space space;

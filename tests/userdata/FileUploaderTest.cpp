@@ -94,6 +94,13 @@ class FileUploaderTest : public JobTest {
     writeFile(file, content);
     return file;
   }
+  // Another name for a file in its folder.
+  [[nodiscard]] WideText linked(const WideText& file, WideView name) const {
+    const WideText alias = parentFolder(file) + u'/' + WideText(name);
+    if (!fileExists(alias))
+      std::filesystem::create_hard_link(toUtf8(toForwardSlashes(file)), toUtf8(toForwardSlashes(alias)));
+    return alias;
+  }
   // Method, path and version of all requests.
   [[nodiscard]] std::vector<std::string> requestLines() const {
     std::vector<std::string> lines;
@@ -161,6 +168,20 @@ TEST_F(FileUploaderTest, InitialisingFailsWithoutAUrlOrAServerAndMayBeTriedAgain
   EXPECT_EQ(uploader.addFile(put(u"a.log"), u"0"), 1);
   EXPECT_EQ(uploader.uploadAll(), 1);
   EXPECT_EQ(uploader.initialise(url()), 0);
+}
+
+TEST_F(FileUploaderTest, AUrlToWhichNoNameCanBeAddedIsAFailureAndAsksNothing) {
+  startLog();
+  serve();
+  FileUploader uploader;
+  for (const WideText end : {u"?box=1", u"#box", u"?", u"#"})
+    EXPECT_EQ(uploader.initialise(url(u"/in" + end)), 1) << toUtf8(end);
+  EXPECT_THAT(requestLines(), IsEmpty());
+  EXPECT_THAT(logLines(), testing::Each(WideText(u"The URL for uploads has a query or a fragment!")));
+  ASSERT_EQ(uploader.initialise(url()), 0);
+  EXPECT_EQ(uploader.addFile(put(u"a"), u"1", url(u"/own?box=1")), 0);
+  EXPECT_EQ(uploader.uploadAll(), 0);
+  EXPECT_THAT(requestLines(), ElementsAre("HEAD /in HTTP/1.1", StartsWith("PUT /in/")));
 }
 
 TEST_F(FileUploaderTest, AServerThatAnswersWithAnErrorIsThere) {
@@ -360,27 +381,57 @@ TEST_F(FileUploaderTest, AFileThatIsNamedInSeveralSpellingsGoesUpOnceAsItWasName
   const WideText file = put(u"logs/a.log");
   FileUploader uploader;
   ASSERT_EQ(uploader.initialise(url()), 0);
-  EXPECT_EQ(uploader.addFile(file, u"1"), 0);
-  for (const WideText other : {u"\\logs\\a.log", u"/logs//a.log", u"/./logs/./a.log", u"//logs/a.log"})
-    EXPECT_EQ(uploader.addFile(path(u"device") + other, u"0"), 0);
+  for (const WideText spelling :
+       {u"/logs/a.log", u"\\logs\\a.log", u"/logs//a.log", u"/./logs/./a.log", u"//logs/a.log"})
+    EXPECT_EQ(uploader.addFile(path(u"device") + spelling, u"0"), 0);
   EXPECT_EQ(uploader.uploadAll(), 0);
   EXPECT_THAT(arrivedNames(), ElementsAre("a.log"));
-  EXPECT_TRUE(fileExists(file));
+  EXPECT_FALSE(fileExists(file));
 }
 
-// A hard link stands for a device that doesn't tell upper from lower case.
-TEST_F(FileUploaderTest, AFileThatIsNamedInUpperAndLowerCaseGoesUpOnceAsItWasNamedFirst) {
+// Hard links stand for the other names under which a device finds a file: upper and lower case, short names.
+TEST_F(FileUploaderTest, AFileThatADeviceFindsUnderSeveralNamesGoesUpOnceUnderTheFirst) {
   serve();
-  const WideText upper = put(u"LOGS.TXT");
-  const WideText lower = path(u"device/logs.txt");
-  std::filesystem::create_hard_link(toUtf8(upper), toUtf8(lower));
+  const WideText file = put(u"Ä long name.txt");
   FileUploader uploader;
   ASSERT_EQ(uploader.initialise(url()), 0);
-  EXPECT_EQ(uploader.addFile(lower, u"1"), 0);
-  EXPECT_EQ(uploader.addFile(upper, u"0"), 0);
+  EXPECT_EQ(uploader.addFile(file, u"1"), 0);
+  for (const WideText name : {u"ä long name.txt", u"ÄLONGN~1.TXT", u"ä LONG NAME.TXT"})
+    EXPECT_EQ(uploader.addFile(linked(file, name), u"1", url(u"/own")), 0);
   EXPECT_EQ(uploader.uploadAll(), 0);
-  EXPECT_THAT(arrivedNames(), ElementsAre("logs.txt"));
-  EXPECT_TRUE(fileExists(upper));
+  EXPECT_THAT(arrivedNames(), ElementsAre("%C3%84%20long%20name.txt"));
+  EXPECT_THAT(requestLines(), SizeIs(2));  // nobody asks at a URL that isn't needed
+}
+
+TEST_F(FileUploaderTest, AFileThatIsToBeKeptUnderOneOfItsNamesIsNeverDeleted) {
+  serve();
+  for (const WideText name : {u"ä.log", u"LONGNA~1.LOG"}) {
+    for (const bool keptFirst : {true, false}) {
+      const WideText file = put(u"Ä.log");
+      const WideText alias = linked(file, name);
+      FileUploader uploader;
+      ASSERT_EQ(uploader.initialise(url()), 0);
+      EXPECT_EQ(uploader.addFile(file, keptFirst ? u"1" : u"0"), 0);
+      EXPECT_EQ(uploader.addFile(alias, keptFirst ? u"0" : u"1"), 0);
+      EXPECT_EQ(uploader.addFile(file, u"0"), 0);
+      EXPECT_EQ(uploader.uploadAll(), 0);
+      EXPECT_TRUE(fileExists(file)) << keptFirst;
+      EXPECT_TRUE(fileExists(alias)) << keptFirst;
+    }
+  }
+}
+
+TEST_F(FileUploaderTest, TheOrderDoesNotDependOnTheSeparator) {
+  serve();
+  FileUploader uploader;
+  ASSERT_EQ(uploader.initialise(url()), 0);
+  put(u"a/1");
+  put(u"a0/2");
+  put(u"b/3");
+  for (const WideText file : {u"\\b\\3", u"/a0/2", u"\\a\\1"})
+    EXPECT_EQ(uploader.addFile(path(u"device") + file, u"0"), 0);
+  EXPECT_EQ(uploader.uploadAll(), 0);
+  EXPECT_THAT(arrivedNames(), ElementsAre("1", "2", "3"));
 }
 
 TEST_F(FileUploaderTest, FilesThatDifferOnlyInTheCaseOfTheirNamesBothGoUp) {
@@ -545,7 +596,35 @@ TEST_F(FileUploaderTest, TheLogTellsWhatFailedButNoUrl) {
   ASSERT_THAT(logLines(), SizeIs(2));
   EXPECT_TRUE(logLines()[0].starts_with(u"The server for uploads doesn't answer: "));
   EXPECT_TRUE(logLines()[1].starts_with(u"Fail to upload " + file + u": "));
+  EXPECT_TRUE(logLines()[1].ends_with(u" (HTTP 500)"));
   EXPECT_EQ(logLines()[0].find(u"secret"), WideText::npos);
+}
+
+TEST_F(FileUploaderTest, TheLogNamesAnAnswerOfTheServerOnlyWhereThatIsTheFailure) {
+  startLog();
+  servePutsWith({"HTTP/1.1 302 Found\r\nLocation: /login\r\nContent-Length: 0\r\n\r\n", "", End::close,
+                 ScriptedServer::wholeBody});
+  const WideText file = put(u"a");
+  FileUploader uploader;
+  ASSERT_EQ(uploader.initialise(url()), 0);
+  EXPECT_EQ(uploader.addFile(file, u"0"), 0);
+  EXPECT_NE(uploader.uploadAll(), 0);
+  std::filesystem::remove(toUtf8(file));
+  EXPECT_NE(uploader.uploadAll(), 0);
+  ASSERT_THAT(logLines(), SizeIs(2));
+  EXPECT_TRUE(logLines()[0].ends_with(u" (HTTP 302)"));
+  EXPECT_EQ(logLines()[1].find(u"HTTP"), WideText::npos);
+}
+
+TEST_F(FileUploaderTest, AServerThatSaysNothingMoreIsGivenUp) {
+  constexpr long patienceSeconds = 1;
+  servePutsWith({"", "", End::nextRequest, ScriptedServer::wholeBody});
+  const WideText file = put(u"a");
+  FileUploader uploader(patienceSeconds);
+  ASSERT_EQ(uploader.initialise(url()), 0);
+  EXPECT_EQ(uploader.addFile(file, u"0"), 0);
+  EXPECT_EQ(uploader.uploadAll(), CURLE_OPERATION_TIMEDOUT);
+  EXPECT_TRUE(fileExists(file));
 }
 
 TEST_F(FileUploaderTest, SeveralUploadersInOneProcessWork) {

@@ -3,9 +3,13 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
+#include <map>
 
 #include "core/Base64.h"
 #include "core/Text.h"
+#include "platform/ForwardingFileSystem.h"
+#include "tests/support/ForwardingProcesses.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/ScriptedServer.h"
@@ -20,24 +24,42 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 // The program lies somewhere else.
-class MovedProcesses : public platform::Processes {
+class MovedProcesses : public ForwardingProcesses {
  public:
   MovedProcesses(platform::Processes& target, WideText program)
-      : target_(target), program_(std::move(program)) {}
-  bool isRunning(const WideText& name) override { return target_.isRunning(name); }
+      : ForwardingProcesses(target), program_(std::move(program)) {}
   WideText modulePath() override { return program_; }
-  WideText environment(const WideText& name) override { return target_.environment(name); }
-  void showErrorBox(const WideText& caption, const WideText& text) override {
-    target_.showErrorBox(caption, text);
+
+ private:
+  WideText program_;
+};
+
+// Counts how often a folder is listed, and gives no answer for some files.
+class WatchedFileSystem : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+
+  std::map<WideText, int> listings;
+  WideText silentFile;  // with "/" as separator
+
+  bool list(const WideText& folder, std::vector<platform::FolderEntry>& entries,
+            platform::ErrorCode& error) override {
+    ++listings[toForwardSlashes(folder)];
+    return target().list(folder, entries, error);
   }
-  [[noreturn]] void end(int exitValue) override {
-    target_.end(exitValue);
-    std::abort();  // the compiler doesn't see that the call above never returns
+  platform::EntryKind kind(const WideText& path, platform::ErrorCode& error) override {
+    return isSilent(path, error) ? platform::EntryKind::missing : target().kind(path, error);
+  }
+  std::int64_t fileSize(const WideText& path, platform::ErrorCode& error) override {
+    return isSilent(path, error) ? -1 : target().fileSize(path, error);
   }
 
  private:
-  platform::Processes& target_;
-  WideText program_;
+  [[nodiscard]] bool isSilent(const WideText& path, platform::ErrorCode& error) const {
+    if (toForwardSlashes(path) != silentFile) return false;
+    error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+    return true;
+  }
 };
 
 class UploadFilesRunnerTest : public JobTest {
@@ -53,8 +75,11 @@ class UploadFilesRunnerTest : public JobTest {
 
   void SetUp() override {
     server = ScriptedServer::start(
-        [](const std::string& request) {
-          if (request.starts_with("HEAD ")) return ScriptedServer::Reply{"HTTP/1.1 200 OK\r\n\r\n"};
+        [this](const std::string& request) {
+          if (request.starts_with("HEAD ")) {
+            if (atTheHead) atTheHead();
+            return ScriptedServer::Reply{"HTTP/1.1 200 OK\r\n\r\n"};
+          }
           return ScriptedServer::Reply{"HTTP/1.1 201 Created\r\nContent-Length: 0\r\n\r\n", "",
                                        ScriptedServer::End::nextRequest, ScriptedServer::wholeBody};
         },
@@ -104,6 +129,8 @@ class UploadFilesRunnerTest : public JobTest {
   }();
   MovedProcesses processes{*platform::nativeMachine().processes, path(u"program/bin/TevraCLI")};
   const WideText settings = path(u"program/etc/Tevra/UploaderSettings.xml");
+  // What happens while the server is asked whether it is there: all files have been looked for then.
+  std::function<void()> atTheHead;
   std::unique_ptr<ScriptedServer> server;
   std::string url;
   CommandRecord record;
@@ -213,6 +240,61 @@ TEST_F(UploadFilesRunnerTest, AFileThatIsNamedItselfAndThroughItsFolderGoesUpOnc
             0);
   EXPECT_THAT(arrivedNames(), ElementsAre("a.log", "b.log"));
   EXPECT_THAT(device(), ElementsAre("ZELMORA/", "ZELMORA/version.xml", "logs/", "logs/a.log"));
+}
+
+TEST_F(UploadFilesRunnerTest, AFileThatIsToBeKeptIsKeptWhereverElseItIsNamed) {
+  put(u"logs/a.log");
+  const std::filesystem::path logs = toUtf8(path(u"device/logs"));
+  std::filesystem::create_hard_link(logs / "a.log", logs / "A~1.LOG");
+  EXPECT_EQ(run(tableOf("<file>logs/a.log</file><file doNotDelete=\"1\">logs/A~1.LOG</file>",
+                        "<folder>logs</folder>")),
+            0);
+  EXPECT_THAT(arrivedNames(), ElementsAre("a.log"));
+  EXPECT_THAT(device(),
+              ElementsAre("ZELMORA/", "ZELMORA/version.xml", "logs/", "logs/A~1.LOG", "logs/a.log"));
+}
+
+TEST_F(UploadFilesRunnerTest, AFolderThatIsNamedOftenIsListedOnce) {
+  put(u"logs/a.log");
+  put(u"other/b.log");
+  WatchedFileSystem watched(files());
+  useFileSystem(watched);
+  std::string folders = "<folder>other</folder>";
+  for (int i = 0; i < 10; ++i)
+    folders += "<folder>logs</folder><folder>logs/</folder><folder>./logs</folder><folder>logs\\.</folder>";
+  EXPECT_EQ(run(tableOf("", folders)), 0);
+  EXPECT_EQ(watched.listings[path(u"device/logs")], 1);
+  EXPECT_THAT(arrivedNames(), ElementsAre("a.log", "b.log"));
+}
+
+TEST_F(UploadFilesRunnerTest, AFileThatGoesMeanwhileIsPassedOver) {
+  put(u"a.log");
+  put(u"b.log");
+  atTheHead = [this] { std::filesystem::remove(toUtf8(path(u"device/a.log"))); };
+  EXPECT_EQ(run(tableOf("<file>a.log</file><file>b.log</file>")), 0);
+  EXPECT_THAT(arrivedNames(), ElementsAre("b.log"));
+}
+
+TEST_F(UploadFilesRunnerTest, ADeviceThatGoesMeanwhileIsAFailure) {
+  startLog();
+  put(u"a.log");
+  atTheHead = [this] { std::filesystem::rename(toUtf8(path(u"device")), toUtf8(path(u"gone"))); };
+  EXPECT_EQ(run(tableOf("<file>a.log</file>")), -1);
+  EXPECT_THAT(arrivedNames(), IsEmpty());
+  EXPECT_EQ(logLines().back(), u"The device has gone: " + path(u"device"));
+}
+
+TEST_F(UploadFilesRunnerTest, AFileThatGivesNoAnswerEndsTheCommandBeforeAFileIsTouched) {
+  startLog();
+  put(u"a.log");
+  put(u"b.log");
+  WatchedFileSystem watched(files());
+  useFileSystem(watched);
+  atTheHead = [&] { watched.silentFile = path(u"device/b.log"); };
+  EXPECT_EQ(run(tableOf("<file>a.log</file><file>b.log</file>")), -1);
+  EXPECT_THAT(arrivedNames(), IsEmpty());
+  EXPECT_TRUE(fileExists(path(u"device/a.log")));
+  EXPECT_EQ(logLines().back(), u"Fail to read " + path(u"device/b.log"));
 }
 
 TEST_F(UploadFilesRunnerTest, TheLogNamesTheFiles) {
