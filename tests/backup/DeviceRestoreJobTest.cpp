@@ -138,13 +138,14 @@ class DeviceRestoreJobTest : public DeviceTest {
     useMachine(machine);
   }
 
-  ContentEntry& addPackage(const InstallDescription& description, std::uint64_t zipSize = 100) {
+  ContentEntry& addPackage(const InstallDescription& description) { return addPackage(description.text()); }
+  ContentEntry& addPackage(const std::string& description) {
     ContentEntry entry;
-    entry.fileSize = zipSize;
+    entry.fileSize = 100;
     entry.url = zipPath;
     entry.md5 = u"A";
     entry.installXml = std::make_shared<InstallXml>();
-    EXPECT_EQ(entry.installXml->load(toWide(description.text())), 0);
+    EXPECT_EQ(entry.installXml->load(toWide(description)), 0);
     command.packages.push_back(entry);
     return command.packages.back();
   }
@@ -497,8 +498,7 @@ TEST_F(DeviceRestoreJobTest, WhatTemporaryUpdatesTakeIsLeftAfterwards) {
         InstallDescription().update("T", location, size).file("v", "ZELMORA/v", "<version/>").text();
     const std::string start = "<update ";
     text.insert(text.find(start) + start.size(), "temporary=\"true\" ");
-    ContentEntry& package = addPackage(InstallDescription().update("T", location, size));
-    ASSERT_EQ(package.installXml->load(toWide(text)), 0);
+    addPackage(text);
   };
   const std::int64_t overhead = 32'768 - 10;
   addTemporary("storage_for_software", 1'000'000);
