@@ -20,18 +20,11 @@ bool areSameUnit(char16_t left, char16_t right) {
 }
 
 File_platformIndependent unfinishedMark(const WideText& folder) {
-  return File_platformIndependent(folder + u"/.tevra_unfinished");
+  return File_platformIndependent(folder + u'/' + WideText(unfinishedMarkName));
 }
 
-// False if one of them stays.
-bool removeFoldersIn(const WideText& folder) {
-  std::vector<WideText> trees;
-  bool removedAll = Directory_new(folder).folders(trees, false);
-  for (const WideText& tree : trees) {
-    Directory_new(tree).remove();
-    removedAll = File_platformIndependent(tree).isCertainlyMissing() && removedAll;
-  }
-  return removedAll;
+bool isGoneOnRemoval(File_platformIndependent file) {
+  return file.isCertainlyMissing() || file.remove();
 }
 
 }  // namespace
@@ -61,8 +54,8 @@ void markUnfinished(const WideText& folder) {
   if (mark.openForWriting(platform::OpenMode::createNew)) static_cast<void>(mark.finish());
 }
 
-void removeUnfinishedMark(const WideText& folder) {
-  unfinishedMark(folder).remove();
+bool removeUnfinishedMark(const WideText& folder) {
+  return isGoneOnRemoval(unfinishedMark(folder));
 }
 
 bool isMarkedUnfinished(const WideText& folder) {
@@ -70,14 +63,21 @@ bool isMarkedUnfinished(const WideText& folder) {
 }
 
 void removeBackup(const WideText& folder, const WideText& name) {
-  if (isLinkAt(folder)) {
-    Directory_new(folder).remove();
+  Directory_new whole(folder);
+  if (isLinkAt(folder)) return whole.remove();
+  markUnfinished(folder);
+  if (!isGoneOnRemoval(File_platformIndependent(descriptionPath(folder, name)))) {
+    static_cast<void>(removeUnfinishedMark(folder));
     return;
   }
-  markUnfinished(folder);
-  File_platformIndependent(descriptionPath(folder, name)).remove();
-  // The mark goes with the folder: as long as a part of a tree is there, it has to tell so.
-  if (removeFoldersIn(folder)) Directory_new(folder).remove();
+  std::vector<WideText> trees;
+  if (!whole.folders(trees, false)) return;
+  for (const WideText& tree : trees) Directory_new(tree).remove();
+  // The mark stays as long as there is something that could be taken for a backup.
+  const bool areGone = std::all_of(trees.begin(), trees.end(), [](const WideText& tree) {
+    return File_platformIndependent(tree).isCertainlyMissing();
+  });
+  if (areGone) whole.remove();
 }
 
 std::optional<WideText> pathBehindFolder(const WideText& path, WideView folder) {

@@ -13,6 +13,8 @@ namespace ZelmoraTevra {
 //   <root>/<name>/storage_for_content/   that of the card, if there was one
 constexpr WideView softwareFolderName = u"storage_for_software";
 constexpr WideView contentFolderName = u"storage_for_content";
+// In a backup's folder of which not all files are there.
+constexpr WideView unfinishedMarkName = u".tevra_unfinished";
 
 // True for a name that is one folder's, and so can't lead out of the backup root, to the root itself, or into
 // another backup, nor be taken for what a test for writing has left in the root.
@@ -28,15 +30,16 @@ constexpr WideView contentFolderName = u"storage_for_content";
 [[nodiscard]] WideText descriptionPath(const WideText& folder, const WideText& name);
 
 // Marks a backup's folder for as long as not all files are in it, at its making and its removal. A process
-// that is killed leaves the mark behind: a conversion describes no such folder. To all others a folder is a
-// backup as soon as it has a description. A mark that can't be made hinders nothing.
+// that is killed leaves the mark behind: nobody makes a backup of what such a folder holds then. A mark that
+// can't be made hinders nothing.
 void markUnfinished(const WideText& folder);
-void removeUnfinishedMark(const WideText& folder);
+// True if there is none any more.
+[[nodiscard]] bool removeUnfinishedMark(const WideText& folder);
 [[nodiscard]] bool isMarkedUnfinished(const WideText& folder);
 
 // Removes a backup, or what there is of it, in an order in which it is none any more from the first moment
-// on. The name is that in its description's name. If a part of a tree can't be removed, the mark stays too.
-// Of a symbolic link only the link goes.
+// on. The name is that in its description's name. One whose description can't be removed stays whole,
+// and of one behind a symbolic link only the link goes.
 void removeBackup(const WideText& folder, const WideText& name);
 
 // What stands behind the folder in the path of something below it, its separator first; nothing if the path

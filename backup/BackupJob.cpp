@@ -11,7 +11,6 @@
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
-#include "core/PathBelowRoot.h"
 #include "core/ProgressObserver.h"
 #include "core/Text.h"
 #include "platform/AbsolutePath.h"
@@ -29,6 +28,10 @@ int fail(int exitCode, const ErrorReport& report) {
 int refuse(const ErrorReport& report) {
   report.save();
   return -1;
+}
+
+int failDescription() {
+  return fail(1068, ErrorReport(1068, u"The xml description backup could not be saved!"));
 }
 
 // Without separators at the end, which would make another text of each path below.
@@ -86,8 +89,8 @@ int BackupJob::prepareBackup(const WideText& source, const WideText& name, const
 int BackupJob::setOldBackupAside() {
   const WideText aside = name_ + u'_' + uniqueSuffix();
   platform::ErrorCode error;
-  // A storage that lies in the old backup would go with it, and a link isn't the backup itself.
-  if (holdsStorage(backupFolder(name_)) || isLinkAt(backupFolder(name_)) ||
+  // A storage that lies in the old backup would go with it.
+  if (holdsStorage(backupFolder(name_)) ||
       !platform::machine().files->rename(backupFolder(name_), backupFolder(aside), error))
     return refuse(ErrorReport(1060, u"The old backup could not be rename!"));
   oldBackupAside_ = aside;
@@ -112,7 +115,6 @@ int BackupJob::runBackup() {
     return failure;
   }
   if (failure = describe(); failure != 0) return failure;
-  removeUnfinishedMark(backupFolder(name_));
   removeSupersededBackups();
   saveState(statSuccess, 1010);
   ProgressObserver::destroy();
@@ -167,8 +169,11 @@ int BackupJob::describe() {
   if (const int failure = writeBackupDescription(description_, files_, sourceFolder_, secondaryFolder_);
       failure != 0)
     return failure;
+  // Without a description it could be taken for an old one that is to be converted, and a good one bears no
+  // mark.
+  if (!removeUnfinishedMark(backupFolder(name_))) return failDescription();
   if (!replacesBackups() || Directory_new(backupFolder(name_)).syncEntries()) return 0;
-  return fail(1068, ErrorReport(1068, u"The xml description backup could not be saved!"));
+  return failDescription();
 }
 
 int BackupJob::removeSupersededBackups() {
