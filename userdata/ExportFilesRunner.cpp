@@ -67,7 +67,7 @@ ExportFilesRunner::FoundFiles ExportFilesRunner::findOn(const WideText& storage)
     const std::optional<WideText> path = folder.find(name_, extension);
     const std::int64_t size = path ? File_platformIndependent(*path).size() : -1;
     if (size < 0) {
-      found.missing = storage + u'/' + job_.searchingFolder + u'/' + withExtension(name_, extension);
+      found.missing = folder.pathAsNamed(name_, extension);
       break;
     }
     found.paths.push_back(*path);

@@ -27,6 +27,10 @@ std::optional<WideText> GroupFolder::placeOf(const WideText& name, const WideTex
   return relative ? storage_.joinInFolder(*relative) : std::nullopt;
 }
 
+WideText GroupFolder::pathAsNamed(const WideText& name, const WideText& extension) const {
+  return storage_.root() + u'\\' + folder_ + u'\\' + withExtension(name, extension);
+}
+
 std::optional<WideText> GroupFolder::find(const WideText& name, const WideText& extension) {
   const std::optional<WideText> relative = relativePath(name, extension);
   std::optional<WideText> path = relative ? storage_.joinExisting(*relative) : std::nullopt;

@@ -22,6 +22,8 @@ class GroupFolder {
   // Where a file has its place, whether it is there or not. What stands there may be a link: what is put
   // there replaces it.
   [[nodiscard]] std::optional<WideText> placeOf(const WideText& name, const WideText& extension);
+  // The same for a report, also for a name that leads elsewhere.
+  [[nodiscard]] WideText pathAsNamed(const WideText& name, const WideText& extension) const;
   // The file's path if it is there.
   [[nodiscard]] std::optional<WideText> find(const WideText& name, const WideText& extension);
   // That of the first extension in the list with which it is there.

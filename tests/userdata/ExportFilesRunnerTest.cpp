@@ -68,6 +68,14 @@ TEST_F(ExportFilesRunnerTest, AFileThatIsMissingOnTheOnlyStorageIs1212) {
   EXPECT_THAT(exported(), IsEmpty());
 }
 
+TEST_F(ExportFilesRunnerTest, SeparatorsAtTheEndOfAFolderAreNotDoubledInAReport) {
+  record.storageCardDriveLetter = u"E:/";
+  record.searchingFolder = u"Poi\\";
+  record.secondDriveLetter.clear();
+  expectFailure(u"EXPORT_FILES", u"1212", notFound);
+  expectAttributes({{u"FILE", u"E:/Poi/list.csv"}});
+}
+
 TEST_F(ExportFilesRunnerTest, AFileThatIsMissingOnTheSecondStorageTooIs1213) {
   writeFile(path(u"flash/Poi/list.csv"), "x");
   expectFailure(u"EXPORT_FILES", u"1213", notFound);
