@@ -34,12 +34,13 @@ std::vector<SettingsFile> presentFiles(const WideText& root, const std::vector<S
     if (path && File_platformIndependent(*path).exists())
       present.push_back({root + u'/' + file.path, file.doNotDelete});
   }
+  // By whatever name, a folder is listed once.
   std::set<platform::FileIdentity> listed;
   for (const WideText& name : folders) {
     const std::optional<WideText> path = device.joinExisting(name);
     if (!path) continue;
     const std::optional<platform::FileIdentity> identity = File_platformIndependent(*path).identity();
-    const Directory_new folder(*path);
+    const Directory_new folder(path->substr(0, path->find_last_not_of(u"/\\") + 1));
     if (!identity || !folder.exists() || !listed.insert(*identity).second) continue;
     std::vector<WideText> found;
     static_cast<void>(folder.files(found, false));
