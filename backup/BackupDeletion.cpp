@@ -9,29 +9,42 @@
 #include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
+#include "core/PathBelowRoot.h"
 #include "core/StatusXml.h"
 #include "core/Text.h"
-#include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
 namespace {
 
-bool isLink(const WideText& path) {
-  platform::ErrorCode error;
-  return platform::machine().files->isLink(path, error);
+void tell(const WideText& file) {
+  StatusXml& status = StatusXml::instance();
+  status.setDescription(lastComponent(file));
+  status.setDescription(file);
+  saveState(statDeleteInProgress, 1173);
 }
 
-// In the order in which they are deleted.
-std::vector<WideText> filesOf(const Directory_new& folder) {
+// False if something is left. The description stays then, and the mark: without the one, what is left could
+// be taken for an old backup, and with the other it isn't taken for anything.
+bool deleteFiles(const Directory_new& folder) {
   std::vector<WideText> files;
-  // What a link leads to isn't the backup's.
-  if (isLink(folder.path())) return files;
-  folder.files(files, true);
-  const WideText description = folder.path() + u'\\' + lastComponent(folder.path()) + u".xml";
-  const auto found = std::find(files.begin(), files.end(), description);
-  if (found != files.end()) std::rotate(found, found + 1, files.end());
-  return files;
+  bool areGone = folder.files(files, true);
+  const WideText inFolder = folder.path() + u'\\';
+  // A mark that is there already goes with the folder itself.
+  std::erase(files, inFolder + WideText(unfinishedMarkName));
+  markUnfinished(folder.path());
+  const WideText description = inFolder + lastComponent(folder.path()) + u".xml";
+  const auto descriptions = std::stable_partition(files.begin(), files.end(), [&](const WideText& path) {
+    // However the front end spells the name: for a file system upper and lower case may be the same.
+    return !equalsIgnoringAsciiCase(path, description);
+  });
+  const auto isDeleted = [](const WideText& path) {
+    tell(path);
+    File_platformIndependent file(path);
+    return file.remove() || file.isCertainlyMissing();
+  };
+  for (auto file = files.begin(); file != descriptions; ++file) areGone = isDeleted(*file) && areGone;
+  return areGone && std::all_of(descriptions, files.end(), isDeleted);
 }
 
 }  // namespace
@@ -56,15 +69,9 @@ int BackupDeletion::findBackup(const WideText& name) {
 int BackupDeletion::deleteBackup() const {
   if (!folder_) return 1;
   Directory_new folder(*folder_, false);
-  for (const WideText& path : filesOf(folder)) {
-    StatusXml& status = StatusXml::instance();
-    status.setDescription(lastComponent(path));
-    status.setDescription(path);
-    saveState(statDeleteInProgress, 1173);
-    File_platformIndependent(path).remove();
-  }
-  folder.remove();
-  if (folder.exists()) {
+  // What a link leads to isn't the backup's.
+  if (isLinkAt(folder.path()) || deleteFiles(folder)) folder.remove();
+  if (!File_platformIndependent(folder.path(), false).isCertainlyMissing()) {
     ErrorReport(1023, u"The backup could not be deleted.").pathAndDrive(folder.path()).save();
     return -1;
   }

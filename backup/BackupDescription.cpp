@@ -100,8 +100,9 @@ int printReadable(const BackupDescription& description, const BackupFiles& files
     return 1067;
   }
   // One that is beyond the bounds could be saved, but would not be read again.
-  const bool isReadable = printer.isWhole() && isWithinXmlBounds(printer.text(), maximalXmlDepth,
-                                                                 maximalXmlAttributes, maximalXmlMarkup);
+  const bool isReadable =
+      printer.isWhole() &&
+      isWithinXmlBounds(printer.text(), maximalXmlDepth, maximalXmlAttributes, maximalDescriptionMarkup);
   return isReadable ? 0 : failUnsaved();
 }
 
@@ -155,7 +156,7 @@ int writeBackupDescription(const BackupDescription& description, const BackupFil
 
 bool findBackupIdentity(const WideText& folder, const WideText& name, BackupDescription& description) {
   TiXmlDocument document;
-  if (!loadXml(descriptionPath(folder, name), document)) return false;
+  if (!loadXml(descriptionPath(folder, name), document, maximalDescriptionMarkup)) return false;
   const TiXmlElement* const contents = document.FirstChildElement("BackupContents");
   return contents != nullptr && contents->FirstChildElement("backup") != nullptr &&
          readIdentity(contents, description);
@@ -163,7 +164,7 @@ bool findBackupIdentity(const WideText& folder, const WideText& name, BackupDesc
 
 int readBackupIdentity(const WideText& folder, const WideText& name, BackupDescription& description) {
   TiXmlDocument document;
-  if (!loadXml(descriptionPath(folder, name), document) ||
+  if (!loadXml(descriptionPath(folder, name), document, maximalDescriptionMarkup) ||
       !readIdentity(document.FirstChildElement("BackupContents"), description))
     return failAt(1053, folder,
                   u"A folder with the selected name already exist on your disk! Please select another name "
@@ -174,7 +175,7 @@ int readBackupIdentity(const WideText& folder, const WideText& name, BackupDescr
 int readBackupDescription(const WideText& name, BackupDescription& description, BackupFiles& files) {
   const WideText folder = backupFolder(name);
   TiXmlDocument document;
-  if (!loadXml(descriptionPath(folder, name), document))
+  if (!loadXml(descriptionPath(folder, name), document, maximalDescriptionMarkup))
     return failAt(1088, folder, u"Backup xml could not be open!");
   const TiXmlElement* const contents = document.FirstChildElement("BackupContents");
   WideText size;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 
@@ -8,6 +9,10 @@
 class TiXmlDocument;
 
 namespace ZelmoraTevra {
+
+// How many tags and attributes a description may have. A device has many small files: this is four times the
+// usual bound, about a million of them.
+constexpr std::size_t maximalDescriptionMarkup = 4'000'000;
 
 // The head of a backup.
 struct BackupDescription {

@@ -27,8 +27,6 @@ namespace ZelmoraTevra {
 namespace {
 
 constexpr std::size_t blockBytes = 0x100000;
-// A device has many small files. Four times the usual bound is about a million of them.
-constexpr std::size_t maximalMarkup = 4'000'000;
 
 platform::FileSystem& disk() {
   return *platform::machine().files;
@@ -74,7 +72,7 @@ bool reportCopy(CopyResult result, const WideText& source) {
 }
 
 int passOver(const WideText& folder) {
-  writeLog(u"No description of a backup could be read, the folder stays: " + folder);
+  writeLog(u"Nothing that could be moved as a backup, the folder stays: " + folder);
   return 0;
 }
 
@@ -194,12 +192,14 @@ int BackupFolderMove::readBackup(const WideText& name) {
   BackupToMove backup{.name = name, .files = {}};
   const WideText folder = pathIn(oldFolder_, name);
   const WideText description = pathIn(folder, backup.descriptionName());
+  const bool isDescribed =
+      isLinkAt(description) || !File_platformIndependent(description).isCertainlyMissing();
+  backup.isLeftover = !isDescribed || isMarkedUnfinished(folder);
   // What a removal that was cut off has left is told by the copy's description.
-  backup.isLeftover = !isLinkAt(description) && File_platformIndependent(description).isCertainlyMissing();
-  PathBelowRoot home(backup.isLeftover ? pathIn(newFolder_, name) : folder);
+  PathBelowRoot home(isDescribed ? folder : pathIn(newFolder_, name));
   const std::optional<WideText> path = home.joinExisting(backup.descriptionName());
   TiXmlDocument document;
-  if (!path || !loadXml(*path, document, maximalMarkup)) return passOver(folder);
+  if (!path || !loadXml(*path, document, maximalDescriptionMarkup)) return passOver(folder);
 
   BackupFiles files;
   const FileList list = readFileList(document, files);
@@ -386,7 +386,8 @@ void BackupFolderMove::takeBack() const {
 }
 
 // The description goes first: a folder of which half is gone isn't to be taken for a backup. The next move
-// knows from the new folder's description what it was and goes on with it.
+// knows from the new folder's description what it was and goes on with it. Until nothing of the backup is
+// left the mark tells that it isn't one that only lacks a description.
 void BackupFolderMove::removeOldBackup(const BackupToMove& backup) const {
   PathBelowRoot folder(pathIn(oldFolder_, backup.name));
   const auto isGone = [&](const WideText& path) {
@@ -394,9 +395,15 @@ void BackupFolderMove::removeOldBackup(const BackupToMove& backup) const {
     return file &&
            (File_platformIndependent(*file).remove() || File_platformIndependent(*file).isCertainlyMissing());
   };
-  if (isGone(backup.descriptionName()) && Directory_new(folder.root()).syncEntries()) {
-    for (const auto& [path, file] : backup.files) static_cast<void>(isGone(path));
+  markUnfinished(folder.root());
+  if (!isGone(backup.descriptionName())) {
+    // It is still whole.
+    static_cast<void>(removeUnfinishedMark(folder.root()));
+  } else if (Directory_new(folder.root()).syncEntries()) {
+    bool areGone = true;
+    for (const auto& [path, file] : backup.files) areGone = isGone(path) && areGone;
     removeEmptyFoldersIn(folder.root());
+    if (areGone) static_cast<void>(removeUnfinishedMark(folder.root()));
   }
   platform::ErrorCode error;
   if (!disk().removeFolder(folder.root(), error))

@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "backup/BackupDescription.h"
 #include "backup/BackupFolder.h"
 #include "backup/PathText.h"
 #include "backup/PresentFiles.h"
@@ -36,7 +37,8 @@ bool hasAllFiles(const TiXmlElement& contents, const WideText& folder) {
 // The head of the backup in a folder; null for one that can't be offered.
 std::unique_ptr<TiXmlNode> headOf(const WideText& folder) {
   TiXmlDocument document;
-  if (!loadXml(descriptionPath(folder, lastComponent(folder)), document)) return nullptr;
+  if (!loadXml(descriptionPath(folder, lastComponent(folder)), document, maximalDescriptionMarkup))
+    return nullptr;
   const TiXmlElement* const contents = document.FirstChildElement("BackupContents");
   const TiXmlElement* const head = contents != nullptr ? contents->FirstChildElement("backup") : nullptr;
   // One head with a byte that isn't text would make the answer unreadable for all.

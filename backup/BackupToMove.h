@@ -12,7 +12,8 @@ struct BackupToMove {
   // By path below the backup's folder, with "\" as separator; the description is one of them. The sizes are
   // those of the list until a copy is there, and the copy's from then on.
   BackupFiles files;
-  // Its description isn't in the old folder any more: an interrupted move was about to remove the rest of it.
+  // Somebody was about to remove it from the old folder and was interrupted: its description isn't there any
+  // more, or the folder is marked.
   bool isLeftover = false;
   // A whole copy stands in the new folder already, as an interrupted move leaves it: only the old files are
   // still to go.

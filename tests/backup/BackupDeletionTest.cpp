@@ -1,16 +1,23 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <set>
 
 #include "backup/BackupDeletion.h"
+#include "backup/BackupFolderMove.h"
+#include "backup/BackupList.h"
+#include "backup/ConvertBackupsRunner.h"
+#include "core/Globals.h"
 #include "core/StatusXml.h"
 #include "core/Text.h"
 #include "platform/ForwardingFileSystem.h"
 #include "tests/support/BackupBuilder.h"
 #include "tests/support/FaultyFileSystem.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/KillLoop.h"
+#include "tests/support/UnsyncedFileSystem.h"
 
 namespace ZelmoraTevra {
 
@@ -48,7 +55,8 @@ TEST_F(BackupDeletionTest, EachFileIsToldBeforeItGoesAndTheDescriptionIsTheLast)
    public:
     using ForwardingFileSystem::ForwardingFileSystem;
     bool removeFile(const WideText& removed, platform::ErrorCode& error) override {
-      if (onRemoval && removed.find(u"backups") != WideText::npos) onRemoval(removed);
+      const bool isOfBackup = removed.find(u"backups") != WideText::npos;
+      if (isOfBackup && lastComponent(removed) != u".tevra_unfinished") onRemoval(removed);
       return target().removeFile(removed, error);
     }
     std::function<void(const WideText&)> onRemoval;
@@ -157,6 +165,149 @@ TEST_F(BackupDeletionTest, ABackupThatCannotBeRemovedIsTold) {
   EXPECT_EQ(status().attributes.at(u"PATH"), path(u"backups/b"));
   EXPECT_EQ(status().attributes.at(u"DRIVE"), u"");
   EXPECT_TRUE(fileExists(path(u"backups/b/storage_for_software/a")));
+}
+
+// Deletes the backup of a device, and looks at what other commands make of what is left of it.
+class BackupDeletionFaultTest : public BackupDeletionTest {
+ protected:
+  BackupDeletionFaultTest() {
+    makeFolder(path(u"new"));
+    useFileSystem(unsynced);
+  }
+  void resetBackup() {
+    for (const char* name : {"backups", "new"}) fs::remove_all(folder.native() / name);
+    for (const WideText& name : {path(u"backups"), path(u"new")}) makeFolder(name);
+    backupRootFolder = path(u"backups");
+    backupNamed("b")
+        .software("ZELMORA/version.xml",
+                  "<config><software><brand>Z</brand><platform>N</platform></software></config>")
+        .software("x/a", "x")
+        .content("c", "y")
+        .write();
+  }
+  // Half a backup is never listed, described or moved, and a move isn't held up by one.
+  void expectNoHalfBackup() {
+    const bool isWhole = isWholeIn(u"backups");
+    const bool isDescribed = fileExists(path(u"backups/b/b.xml"));
+    EXPECT_EQ(isListed(), isWhole);
+    EXPECT_EQ(convertBackups(), 0);
+    EXPECT_EQ(fileExists(path(u"backups/b/b.xml")), isDescribed);
+    EXPECT_EQ(isListed(), isWhole);
+    BackupFolderMove job;
+    ASSERT_EQ(job.prepareMove(path(u"backups"), path(u"new")), 0);
+    EXPECT_EQ(job.runMove(), 0);
+    EXPECT_TRUE(tree(path(u"new")).empty() || isWholeIn(u"new"));
+  }
+  [[nodiscard]] bool isWholeIn(const WideText& root) const {
+    const std::vector<const char16_t*> names = {u"b.xml", u"storage_for_software/ZELMORA/version.xml",
+                                                u"storage_for_software/x/a", u"storage_for_content/c"};
+    return std::all_of(names.begin(), names.end(),
+                       [&](const char16_t* file) { return fileExists(path(root + u"/b/" + file)); });
+  }
+  bool isListed() {
+    BackupList list;
+    EXPECT_EQ(list.listBackups(), 0);
+    EXPECT_EQ(list.writeBackupList(), 0);
+    return readFile(StatusXml::instance().statusFilePath()).find("<backup>") != std::string::npos;
+  }
+  UnsyncedFileSystem unsynced{files()};
+};
+
+TEST_F(BackupDeletionFaultTest, WhateverFileStaysHalfABackupIsNone) {
+  class Stubborn : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool removeFile(const WideText& removed, platform::ErrorCode& error) override {
+      if (!removed.ends_with(stays)) return target().removeFile(removed, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::permission_denied);
+      return false;
+    }
+    WideText stays;
+  };
+  for (const char16_t* stays : {u"\\version.xml", u"\\a", u"\\c", u"\\b.xml"}) {
+    resetBackup();
+    Stubborn stubborn(unsynced);
+    stubborn.stays = stays;
+    useFileSystem(stubborn);
+    EXPECT_EQ(deleteNamed(u"b"), -1);
+    useFileSystem(unsynced);
+    EXPECT_EQ(status().exitCode(), u"1023");
+    // What is left can be named and deleted later.
+    EXPECT_TRUE(fileExists(path(u"backups/b/b.xml"))) << toUtf8(WideText(stays));
+    expectNoHalfBackup();
+    backupRootFolder = path(u"backups");
+    EXPECT_EQ(deleteNamed(u"b"), 0);
+    EXPECT_THAT(backups(), IsEmpty());
+  }
+}
+
+TEST_F(BackupDeletionFaultTest, AKillAtAnyOperationLeavesAWholeBackupOrNone) {
+  for (int killAt = 1;; ++killAt) {
+    SCOPED_TRACE("killed at operation " + std::to_string(killAt));
+    ASSERT_LT(killAt, 200);
+    resetBackup();
+    const bool ended = runsToItsEnd([&] {
+      FaultyFileSystem killing(unsynced);
+      killing.before = [killAt](int number, const std::string&) {
+        if (number == killAt) dieHere();
+      };
+      useFileSystem(killing);
+      static_cast<void>(deleteNamed(u"b"));
+    });
+    if (ended) break;
+    expectNoHalfBackup();
+    if (HasFatalFailure()) return;
+  }
+  EXPECT_THAT(backups(), IsEmpty());
+}
+
+TEST_F(BackupDeletionFaultTest, ADeletionThatWasKilledIsFinishedByTheNext) {
+  for (int killAt = 1;; ++killAt) {
+    ASSERT_LT(killAt, 200);
+    resetBackup();
+    const bool ended = runsToItsEnd([&] {
+      FaultyFileSystem killing(unsynced);
+      killing.before = [killAt](int number, const std::string&) {
+        if (number == killAt) dieHere();
+      };
+      useFileSystem(killing);
+      static_cast<void>(deleteNamed(u"b"));
+    });
+    if (ended) break;
+    if (backups().empty()) continue;
+    EXPECT_EQ(deleteNamed(u"b"), 0) << killAt;
+    EXPECT_THAT(backups(), IsEmpty()) << killAt;
+  }
+}
+
+TEST_F(BackupDeletionTest, TheDescriptionIsTheLastHoweverTheNameIsSpelled) {
+  backupNamed("b").software("z", "z").write();
+  fs::rename(folder.native() / "backups/b/b.xml", folder.native() / "backups/b/B.XML");
+  EXPECT_EQ(deleteNamed(u"b"), 0);
+  const std::size_t reports = statusHistory().size();
+  EXPECT_EQ(statusHistory().at(reports - 2).descriptions.front(), u"B.XML");
+}
+
+TEST_F(BackupDeletionTest, APlaceThatGivesNoAnswerIsNotTakenForDeleted) {
+  backupNamed("b").software("a", "x").write();
+  class Gone : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    platform::EntryKind kind(const WideText& asked, platform::ErrorCode& error) override {
+      if (!isGone || !asked.ends_with(u"\\b")) return target().kind(asked, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+      return platform::EntryKind::missing;
+    }
+    bool removeFolder(const WideText& removed, platform::ErrorCode& error) override {
+      isGone = true;
+      return target().removeFolder(removed, error);
+    }
+    bool isGone = false;
+  };
+  Gone gone(files());
+  useFileSystem(gone);
+  EXPECT_EQ(deleteNamed(u"b"), -1);
+  EXPECT_EQ(status().exitCode(), u"1023");
 }
 
 TEST_F(BackupDeletionTest, WithoutABackupThatWasFoundNothingIsDeleted) {

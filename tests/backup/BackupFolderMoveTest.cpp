@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "backup/BackupFolderMove.h"
+#include "backup/ConvertBackupsRunner.h"
 #include "core/Globals.h"
 #include "core/StatusXml.h"
 #include "core/Text.h"
@@ -301,6 +302,20 @@ TEST_F(BackupFolderMoveTest, ALinkIntoTheTemporaryFolderIs1054) {
   EXPECT_TRUE(treeAt("temp/ZELMORATevra_tmp/sub").empty());
 }
 
+TEST_F(BackupFolderMoveTest, WhatSomebodyWasAboutToDeleteIsPassedOver) {
+  addTwoBackups();
+  writeFile(path(u"backups/Spain/.tevra_unfinished"), "");
+  fs::remove(folder.native() / "backups/Spain/storage_for_content/spain.map");
+  const Tree spain = treeAt("backups/Spain");
+  startLog();
+  EXPECT_EQ(move(), 0);
+  EXPECT_EQ(treeAt("backups/Spain"), spain);
+  EXPECT_FALSE(existsAt("new/Spain"));
+  EXPECT_TRUE(existsAt("new/Alps/Alps.xml"));
+  EXPECT_TRUE(
+      logHas(u"Nothing that could be moved as a backup, the folder stays: " + oldFolder + u"\\Spain"));
+}
+
 TEST_F(BackupFolderMoveTest, AMissingOldFolderIs1012) {
   writeFile(path(u"file"), "f");
   for (const WideText& from : {path(u"absent"), path(u"file")}) {
@@ -410,7 +425,7 @@ TEST_F(BackupFolderMoveTest, EveryFolderThatIsPassedOverIsLogged) {
   EXPECT_EQ(move(), 0);
   for (const WideText& name : {WideText(u"none"), WideText(u"broken")})
     EXPECT_TRUE(
-        logHas(u"No description of a backup could be read, the folder stays: " + oldFolder + u'\\' + name));
+        logHas(u"Nothing that could be moved as a backup, the folder stays: " + oldFolder + u'\\' + name));
 }
 
 TEST_F(BackupFolderMoveTest, ADescriptionMayHaveFourMillionTagsAndAttributes) {
@@ -1159,6 +1174,28 @@ TEST_F(BackupFolderMoveFaultTest, AfterAKillAtAnyOperationTheNextMoveFinishes) {
     ASSERT_EQ(move(), 0) << killAt;
     expectMoved(killAt);
     expectOnlyForeignFilesInOld(killAt);
+  }
+}
+
+TEST_F(BackupFolderMoveFaultTest, OfAKilledMoveNoOldBackupIsMadeOfWhatIsLeft) {
+  for (int killAt = 1;; ++killAt) {
+    SCOPED_TRACE("killed at operation " + std::to_string(killAt));
+    ASSERT_LT(killAt, 1'000);
+    reset();
+    const bool ended = runsToItsEnd([&] {
+      FaultyFileSystem killing(unsynced);
+      killing.before = [killAt](int number, const std::string&) {
+        if (number == killAt) dieHere();
+      };
+      if (moveWatched(killing) != 0) dieHere();
+    });
+    if (ended) break;
+    backupRootFolder = oldFolder;
+    ASSERT_EQ(convertBackups(), 0);
+    for (const char* name : {"Alps", "Spain"})
+      if (existsAt("backups/" + std::string(name) + '/' + name + ".xml")) {
+        ASSERT_TRUE(isWholeIn("backups", name));
+      }
   }
 }
 

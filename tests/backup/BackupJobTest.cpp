@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <optional>
 
+#include "backup/BackupFolder.h"
 #include "backup/BackupJob.h"
 #include "backup/ConvertBackupsRunner.h"
 #include "core/ProgressObserver.h"
@@ -501,6 +502,64 @@ TEST_F(BackupJobTest, WhatTheNewBackupConsistsOfIsOnTheMediumBeforeAnOldOneGoes)
     EXPECT_GT(std::count(at("syncFolder"), operations.end(), "removeFile"), 1);
     EXPECT_EQ(std::count(operations.begin(), operations.end(), "syncVolume"), 1);
   }
+}
+
+// Refuses to remove the files of a name.
+class KeepingFileSystem : public platform::ForwardingFileSystem {
+ public:
+  KeepingFileSystem(platform::FileSystem& target, WideText name)
+      : ForwardingFileSystem(target), name_(std::move(name)) {}
+  bool removeFile(const WideText& path, platform::ErrorCode& error) override {
+    if (lastComponent(path) != name_) return target().removeFile(path, error);
+    error = boost::system::errc::make_error_code(boost::system::errc::permission_denied);
+    return false;
+  }
+
+ private:
+  WideText name_;
+};
+
+TEST_F(BackupJobTest, AMarkThatStaysIsAFailureAndTheOldBackupsStayToo) {
+  putOld("other");
+  KeepingFileSystem keeping(JobTest::files(), u".tevra_unfinished");
+  useFileSystem(keeping);
+  EXPECT_EQ(make(), 1068);
+  useFileSystem(JobTest::files());
+  expectFailure(u"1068", {u"100", u"The xml description backup could not be saved!"});
+  EXPECT_FALSE(fileExists(root + u"/mine/mine.xml"));
+  EXPECT_TRUE(isOldBackup(root + u"/other", u"other"));
+}
+
+TEST_F(BackupJobTest, AnOldBackupWhoseDescriptionStaysLosesNothing) {
+  putOld("other");
+  const std::vector<std::string> before = tree(root + u"/other");
+  KeepingFileSystem keeping(JobTest::files(), u"other.xml");
+  useFileSystem(keeping);
+  EXPECT_EQ(make(), 0);
+  useFileSystem(JobTest::files());
+  EXPECT_EQ(tree(root + u"/other"), before);
+}
+
+TEST_F(BackupJobTest, OfAnOldBackupBehindALinkOnlyTheLinkGoes) {
+  putOld("elsewhere");
+  std::filesystem::rename(native(root + u"/elsewhere"), native(path(u"elsewhere")));
+  writeFile(path(u"elsewhere/mine.xml"), descriptionText("mine"));
+  link(path(u"elsewhere"), root + u"/mine");
+  const std::vector<std::string> before = tree(path(u"elsewhere"));
+  EXPECT_EQ(make(), 0);
+  EXPECT_EQ(backups(), (std::vector<std::string>{"mine"}));
+  EXPECT_TRUE(isNewBackup(root + u"/mine"));
+  EXPECT_EQ(tree(path(u"elsewhere")), before);
+}
+
+TEST_F(BackupJobTest, OfAnOldBackupOfWhichAFileStaysNoBackupIsMade) {
+  putOld("other");
+  KeepingFileSystem keeping(JobTest::files(), u"version.xml");
+  useFileSystem(keeping);
+  EXPECT_EQ(make(), 0);
+  useFileSystem(JobTest::files());
+  EXPECT_TRUE(fileExists(root + u"/other/storage_for_software/ZELMORA/version.xml"));
+  EXPECT_TRUE(isMarkedUnfinished(root + u"/other"));
 }
 
 TEST_F(BackupJobTest, WhereNothingGoesTheMediumIsNotWaitedFor) {
