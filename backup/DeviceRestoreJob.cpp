@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "backup/DeviceEmptying.h"
 #include "backup/FolderRelation.h"
 #include "core/BackendLogger.h"
 #include "core/Directory_new.h"
@@ -10,10 +11,8 @@
 #include "core/IndicatorFile.h"
 #include "core/SaturatingInt64.h"
 #include "core/Text.h"
-#include "device/FormatDevice.h"
 #include "install/PackageCheck.h"
 #include "install/PackageDownload.h"
-#include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
@@ -56,11 +55,6 @@ bool failOnRejectedWrites(int exitCode) {
   return false;
 }
 
-bool failOnFormat() {
-  ErrorReport(1260, u"An error occurred when try to format your device. Please retry.").save();
-  return false;
-}
-
 }  // namespace
 
 DeviceRestoreJob::DeviceRestoreJob() : reports_(installationReports()) {}
@@ -80,7 +74,7 @@ int DeviceRestoreJob::prepareDeviceRestore(const CommandRecord& command) {
   plan_.primaryRoot = Directory_new(command_.storageCardDriveLetter).path();
   plan_.secondaryRoot = Directory_new(command_.secondDriveLetter).path();
   plan_.checkHashFile = command_.checkHashFile;
-  plan_.emptyDevice = [this] { return emptyDevice(); };
+  plan_.emptyDevice = [this] { return clearDevice(); };
   ready_ = true;
   return 0;
 }
@@ -119,7 +113,7 @@ int DeviceRestoreJob::runDeviceRestore() {
     ErrorReport(reports_.noRegister.exitCode, WideText(reports_.noRegister.message)).save();
     return -1;
   }
-  if (!mayBeEmptied()) {
+  if (!mayBeEmptied({plan_.primaryRoot, plan_.secondaryRoot})) {
     failOnFormat();
     return -1;
   }
@@ -223,17 +217,7 @@ void DeviceRestoreJob::reportTooLittleSpace(const DeviceRestoreCodes& codes,
                        command_.secondDriveLetter, afterwards, NeededSpace::placed);
 }
 
-bool DeviceRestoreJob::mayBeEmptied() const {
-  for (const WideText& path : {backupRootFolder, parentFolder(StatusXml::instance().statusFilePath()),
-                               platform::machine().processes->modulePath()}) {
-    if (!goesWithDevice(path)) continue;
-    writeLog(u"The device isn't emptied, for it holds " + path);
-    return false;
-  }
-  return true;
-}
-
-bool DeviceRestoreJob::emptyDevice() const {
+bool DeviceRestoreJob::clearDevice() const {
   // The downloads may have taken hours.
   if (!storagesTakeWrites()) return false;
   const FormatJob job{.primaryDrive = command_.storageCardDriveLetter,
@@ -242,18 +226,7 @@ bool DeviceRestoreJob::emptyDevice() const {
                       .keepSecondaryFormat = command_.disableFormatSecond,
                       .windows7 = command_.windows7,
                       .logsStart = true};
-  switch (formatDevice(job)) {
-    case formatPrimaryFailed:
-      ErrorReport(1255).save();
-      return false;
-    case formatSecondaryFailed:
-      ErrorReport(1259).save();
-      return false;
-    case formatExamineFailed:
-      return failOnFormat();
-    case formatDone:
-      break;
-  }
+  if (!emptyDevice(job)) return false;
   // The mark that a job is at work went with everything else.
   if (command_.indicatorContent)
     writeIndicatorFile(command_.storageCardDriveLetter, *command_.indicatorContent);

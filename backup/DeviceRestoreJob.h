@@ -47,9 +47,7 @@ class DeviceRestoreJob {
   [[nodiscard]] bool fitsIntoTempFolder(int exitCode) const;
   [[nodiscard]] bool distribute();
   void reportTooLittleSpace(const DeviceRestoreCodes& codes, SpaceAfterwards afterwards) const;
-  // False if the device can't be emptied without losing what the computer needs; the log says what.
-  [[nodiscard]] bool mayBeEmptied() const;
-  [[nodiscard]] bool emptyDevice() const;
+  [[nodiscard]] bool clearDevice() const;
   [[nodiscard]] bool goesWithDevice(const WideText& path) const;
 
   CommandRecord command_;

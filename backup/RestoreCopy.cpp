@@ -62,6 +62,8 @@ int RestoreCopy::run(const BackupFiles& files) {
   for (const auto& [path, file] : files) {
     observer.setPosition(index++);
     if (restore(file) != 0) return -1;
+    // Nobody is shown the texts of a file that is done.
+    observer.setTexts({}, {});
   }
   // The user pulls the cable as soon as success is told.
   if (syncStorages({flashFolder_, cardFolder_})) return 0;

@@ -6,6 +6,7 @@
 
 #include "backup/BackupFolder.h"
 #include "backup/BackupIdentity.h"
+#include "backup/DeviceEmptying.h"
 #include "backup/FolderRelation.h"
 #include "backup/PresentFiles.h"
 #include "backup/RestoreCopy.h"
@@ -18,7 +19,7 @@
 #include "core/PathBelowRoot.h"
 #include "core/ProgressObserver.h"
 #include "core/Text.h"
-#include "device/FormatDevice.h"
+#include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
@@ -35,11 +36,19 @@ int fail(const ErrorReport& report) {
   return -1;
 }
 
+// A file or an empty folder of the probe's name is what a killed job has left. A folder with content isn't a
+// probe: it stays, and the test is made in it.
 bool takesFolder(const WideText& storage) {
-  Directory_new probe(storage + u'/' + WideText(writeProbeName));
-  if (!probe.create()) return false;
-  probe.remove();
-  return true;
+  const WideText probe = pathIn(storage, writeProbeName);
+  platform::FileSystem& disk = *platform::machine().files;
+  platform::ErrorCode error;
+  // Neither takes what is of the other kind, nor a folder with content.
+  disk.removeFile(probe, error);
+  disk.removeFolder(probe, error);
+  if (!isLinkAt(probe) && Directory_new(probe).exists()) return takesFolder(probe);
+  const bool isMade = disk.createFolder(probe, error);
+  disk.removeFolder(probe, error);
+  return isMade;
 }
 
 // A storage that is formatted loses what it holds, which gives its room back.
@@ -98,7 +107,8 @@ int RestoreJob::runRestore() {
 
   const bool formats = isFullImage(backup_);
   if (formats && !survivesFormat()) return -1;
-  // Until now nothing on the device has been touched.
+  // Until now nothing on the device has been changed, but that a version file which a killed job had left
+  // beside its place may have its name again.
   if (isAborted()) return -1;
   if (formats && !formatStorages()) return -1;
   if (indicatorContent_) writeIndicatorFile(flashFolder_, *indicatorContent_);
@@ -180,6 +190,7 @@ bool RestoreJob::survivesFormat() const {
                                  isSameOrBelowFolder(storage, backupFolder_);
     if (isFormattedAway) return failOnSource(backupFolder_) == 0;
   }
+  if (!mayBeEmptied({flashFolder_, cardFolder_})) return failOnFormat();
   PresentFiles sources(backupFolder_);
   StorageAmounts need;
   for (const auto& [path, entry] : files_) {
@@ -194,22 +205,11 @@ bool RestoreJob::survivesFormat() const {
 
 bool RestoreJob::formatStorages() const {
   saveState(statDeleteInProgress, 1086);
-  const FormatResult result = formatDevice({.primaryDrive = flashFolder_,
-                                            .secondaryDrive = cardFolder_,
-                                            .keepPrimaryFormat = disableFormatFlash_,
-                                            .keepSecondaryFormat = disableFormatCard_,
-                                            .windows7 = windows7_});
-  switch (result) {
-    case formatPrimaryFailed:
-      return refuse(ErrorReport(1255));
-    case formatSecondaryFailed:
-      return refuse(ErrorReport(1259));
-    case formatExamineFailed:
-      return refuse(ErrorReport(1260, u"An error occurred when try to format your device. Please retry."));
-    case formatDone:
-      break;
-  }
-  return true;
+  return emptyDevice({.primaryDrive = flashFolder_,
+                      .secondaryDrive = cardFolder_,
+                      .keepPrimaryFormat = disableFormatFlash_,
+                      .keepSecondaryFormat = disableFormatCard_,
+                      .windows7 = windows7_});
 }
 
 bool RestoreJob::isAborted() const {

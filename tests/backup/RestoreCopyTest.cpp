@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "backup/RestoreCopy.h"
+#include "core/ProgressObserver.h"
 #include "tests/backup/RestoreTest.h"
 #include "tests/support/FaultyFileSystem.h"
 
@@ -197,6 +198,36 @@ TEST_F(RestoreCopyTest, ProgressTellsSourceAndDestination) {
   EXPECT_THAT(progress.descriptions,
               ElementsAre(u"33", u"1048576 / 3145728", u"33", u"1048576 / 3145728",
                           path(u"backups/b") + u"/storage_for_software\\d\\a", path(u"flash") + u"\\d\\a"));
+}
+
+TEST_F(RestoreCopyTest, TheTextsOfAFileThatIsDoneAreNotKept) {
+  writeSource("storage_for_software/a", "a");
+  writeSource("storage_for_software/b", "b");
+  EXPECT_EQ(copy({{u"storage_for_software\\a", 3}, {u"storage_for_software\\b", 3}}), 0);
+  for (const std::uint32_t file : {0U, 1U}) {
+    clock.ticks += 2'000;
+    ProgressObserver::instance().setPosition(file);
+    ASSERT_TRUE(ProgressObserver::instance().addProgress(1, statRestoreInProgress));
+    ASSERT_EQ(status().descriptions.size(), 6U);
+    EXPECT_EQ(status().descriptions[4], u"");
+    EXPECT_EQ(status().descriptions[5], u"");
+  }
+}
+
+TEST_F(RestoreCopyTest, TheBlocksForTheCardAreAsLargeAsThoseForTheMainStorage) {
+  for (const char* storage : {"storage_for_software", "storage_for_content"}) {
+    const std::string name = std::string(storage) + "/a";
+    writeSource(name, std::string((2 << 20) + 1, 'a'));
+    FaultyFileSystem watched(*platform::machine().files);
+    // Each block is sent on its way by itself.
+    int flushes = 0;
+    watched.before = [&](int, const std::string& operation) { flushes += operation == "flush"; };
+    platform::Machine machine = platform::machine();
+    machine.files = &watched;
+    const platform::ScopedMachine scope(machine);
+    EXPECT_EQ(copy({{toWide(name), (2 << 20) + 1}}), 0);
+    EXPECT_EQ(flushes, 3) << storage;
+  }
 }
 
 TEST_F(RestoreCopyTest, AFileLargerThanListedIsRestoredWhole) {

@@ -91,6 +91,34 @@ TEST_F(RestoreJobTest, TheTestForWritingLeavesNothing) {
   EXPECT_THAT(statusHistory(), IsEmpty());
 }
 
+TEST_F(RestoreJobTest, WhatAKilledTestForWritingHasLeftDoesNotStandInTheWay) {
+  backupNamed("b").personal().software("a", "x").write();
+  const fs::path probe = folder.native() / "E/Tevra_131284_tmp";
+  writeOn(u'E', "Tevra_131284_tmp", "left");
+  EXPECT_EQ(restorePersonal(), 0);
+  EXPECT_FALSE(fs::exists(probe));
+  fs::create_directory(probe);
+  EXPECT_EQ(restorePersonal(), 0);
+  EXPECT_FALSE(fs::exists(probe));
+  fs::create_symlink(folder.native() / "E", probe);
+  EXPECT_EQ(restorePersonal(), 0);
+  EXPECT_FALSE(fs::is_symlink(probe));
+  EXPECT_EQ(onDrive(u'E', "a"), "x");
+}
+
+TEST_F(RestoreJobTest, AFolderWithContentIsNoLeftoverOfATestForWriting) {
+  backupNamed("b").personal().write();
+  writeOn(u'E', "Tevra_131284_tmp/users", "u");
+  EXPECT_EQ(restorePersonal(), 0);
+  EXPECT_EQ(treeOn(u'E'), (std::vector<std::string>{"Tevra_131284_tmp/", "Tevra_131284_tmp/users", "ZELMORA/",
+                                                    "ZELMORA/version.xml"}));
+  removeDrive(u'E');
+  addDrive(u'E').readOnly = true;
+  changeDrives();
+  EXPECT_EQ(restorePersonal(), -1);
+  EXPECT_EQ(status().exitCode(), u"1103");
+}
+
 TEST_F(RestoreJobTest, WithoutAPreparationNothingRuns) {
   RestoreJob job;
   EXPECT_EQ(job.runRestore(), -1);
@@ -470,6 +498,48 @@ TEST_F(RestoreBeforeFormatTest, AStorageInTheBackupsOwnFolderIsNotCleared) {
   }
 }
 
+TEST_F(RestoreBeforeFormatTest, WhatTheJobItselfNeedsIsNotFormattedAway) {
+  backupNamed("b").software("a", "x").write();
+  const auto expectRefused = [&](const char* needed) {
+    for (const bool keeps : {false, true}) {
+      EXPECT_EQ(restore({.keepFlash = keeps, .keepCard = keeps}), -1) << needed;
+      expectFailure(u"1260", u"An error occurred when try to format your device. Please retry.");
+      expectUntouched();
+    }
+  };
+  makeFolder(path(u"F/work"));
+  const WideText work = workTempFolder;
+  workTempFolder = u"F:\\work";
+  expectRefused("work folder");
+  workTempFolder = work;
+
+  class MovedProgram : public platform::Processes {
+   public:
+    explicit MovedProgram(platform::Processes& target) : target_(target) {}
+    bool isRunning(const WideText& executableName) override { return target_.isRunning(executableName); }
+    WideText modulePath() override { return u"F:\\work\\TevraCLI.exe"; }
+    WideText environment(const WideText& name) override { return target_.environment(name); }
+    void showErrorBox(const WideText& caption, const WideText& text) override {
+      target_.showErrorBox(caption, text);
+    }
+    void end(int exitValue) override { target_.end(exitValue); }
+
+   private:
+    platform::Processes& target_;
+  };
+  {
+    platform::Machine machine = platform::machine();
+    MovedProgram processes(*machine.processes);
+    machine.processes = &processes;
+    const platform::ScopedMachine scope(machine);
+    expectRefused("program");
+  }
+
+  makeFolder(path(u"F/tmp/ZELMORATevra_tmp"));
+  const ScopedEnvironment temp("TMP", toUtf8(path(u"F/tmp")));
+  expectRefused("status");
+}
+
 TEST_F(RestoreBeforeFormatTest, AnAbortThatWasAskedForIsHonoured) {
   backupNamed("b").software("a", "x").write();
   requestAbort();
@@ -606,7 +676,7 @@ TEST_F(RestoreFaultTest, ADiskThatTellsOnlyAtTheEndThatItCouldNotKeepAFileIsAFai
 TEST_F(RestoreFaultTest, ADeviceThatHasGoneIsToldAsAnErrorAtEveryMoment) {
   const auto backup = contents(u"backups");
   bool ranClean = false;
-  for (int failing = 1; !ranClean; failing += 3) {
+  for (int failing = 1; !ranClean; ++failing) {
     ASSERT_LT(failing, 500);
     resetDevice();
     // The status documents don't lie on the device.
@@ -636,7 +706,7 @@ TEST_F(RestoreFaultTest, ADeviceThatHasGoneIsToldAsAnErrorAtEveryMoment) {
 TEST_F(RestoreFaultTest, AKilledRestoreLeavesTheBackupAndTheNextOneIsWhole) {
   const auto backup = contents(u"backups");
   UnsyncedFileSystem disk(*platform::machine().files);
-  for (int last = 1;; last += 2) {
+  for (int last = 1;; ++last) {
     ASSERT_LT(last, 500);
     resetDevice();
     const bool ranClean = runsToItsEnd([&] {
