@@ -297,6 +297,38 @@ TEST_P(RestoredTreeTest, IsTheSame) {
   EXPECT_EQ(job.tree("backups"), backups);
 }
 
+// Whether a path holds what no backup takes.
+bool isHidden(const std::string& path) {
+  return path.starts_with('.') || path.find("/.") != std::string::npos;
+}
+
+TEST_P(RestoredTreeTest, IsTheSameWithABackupOfThisProgram) {
+  const auto [simulates, withCard] = GetParam();
+  job.simulatesMachine = simulates;
+  RandomTree random(simulates ? 3 : 4, withCard);
+  random.fill(job.path("flash"), 120);
+  if (withCard) random.fill(job.path("card"), 80);
+  Tree flash = filesOf(job.tree("flash"));
+  Tree card = filesOf(job.tree("card"));
+  for (Tree* tree : {&flash, &card})
+    std::erase_if(*tree, [](const auto& file) { return isHidden(file.first); });
+
+  CommandDocument make("MAKE_BACKUP");
+  make.plain("BackupName", "b").encoded("StorageCardDriveLetter", simulates ? "E:" : job.path("flash"));
+  if (withCard) make.encoded("SecondDriveLetter", simulates ? "F:" : job.path("card"));
+  ASSERT_EQ(job.run(make.text()).document(), success);
+  const Tree backups = job.tree("backups");
+  EXPECT_THAT(job.run(CommandDocument("GET_BACKUPS").text()).document(), HasSubstr("<name>b</name>"));
+  empty("flash");
+  empty("card");
+  const JobResult result =
+      job.run(simulates ? restore("E:", withCard ? "F:" : "").text() : restoreOnFolders(withCard));
+  EXPECT_EQ(result.document(), success);
+  EXPECT_EQ(filesOf(job.tree("flash")), flash);
+  EXPECT_EQ(filesOf(job.tree("card")), card);
+  EXPECT_EQ(job.tree("backups"), backups);
+}
+
 INSTANTIATE_TEST_SUITE_P(OnEachKindOfDevice, RestoredTreeTest,
                          testing::Combine(testing::Bool(), testing::Bool()), [](const auto& info) {
                            return std::string(std::get<0>(info.param) ? "Drives" : "Folders") +
