@@ -210,11 +210,11 @@ TEST_F(BackupDescriptionTest, OneThatWouldBeTooLargeToReadIsNotSaved) {
   EXPECT_EQ(document(), "<missing>");
 }
 
-TEST_F(BackupDescriptionTest, ABackupOfAHundredThousandFilesIsReadAgain) {
-  for (int i = 0; i < 100'000; ++i) list(flash + u"\\maps\\" + numberText(i), 1);
+TEST_F(BackupDescriptionTest, ABackupOfThreeHundredThousandFilesIsReadAgain) {
+  for (int i = 0; i < 300'000; ++i) list(flash + u"\\maps\\" + numberText(i), 1);
   ASSERT_EQ(write(), 0);
   ASSERT_EQ(read(), 0);
-  EXPECT_EQ(readFiles.size(), 100'000U);
+  EXPECT_EQ(readFiles.size(), 300'000U);
 }
 
 TEST_F(BackupDescriptionTest, IdentifiersThatAreMissingAreEmpty) {

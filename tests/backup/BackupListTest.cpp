@@ -84,6 +84,14 @@ TEST_F(BackupListTest, ABackupWithoutAListOfFilesIsListed) {
   EXPECT_EQ(listed(), Names{"b"});
 }
 
+TEST_F(BackupListTest, ABackupOfThreeHundredThousandFilesIsListed) {
+  std::string list;
+  for (int file = 0; file < 300'000; ++file) list += "<File path='' size='1' hash=''/>";
+  writeFile(path(u"backups/b/b.xml"), "<BackupContents><backup><name>b</name></backup><BackupFiles>" + list +
+                                          "</BackupFiles></BackupContents>");
+  EXPECT_EQ(listed(), Names{"b"});
+}
+
 TEST_F(BackupListTest, AFolderWithoutADescriptionIsPassedOverAndStays) {
   backupNamed("good").write();
   writeFile(path(u"backups/other/other.txt"), "x");

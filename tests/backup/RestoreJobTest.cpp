@@ -634,6 +634,19 @@ class RestoreFaultTest : public RestoreTest {
       }
     }
   }
+  // The file at which the copy failed isn't there, not even a part of it.
+  void expectToldFileMissing() const {
+    const Extras told = extras();
+    const auto attribute = told.find(u"FILE");
+    if (attribute == told.end()) return;
+    const WideText& file = attribute->second;
+    for (const auto& [drive, storage] :
+         {std::pair<WideText, WideText>{u"E", u"storage_for_software"}, {u"F", u"storage_for_content"}})
+      for (const WideText& start : {path(u"backups/b/" + storage), drive + u':'})
+        if (file.starts_with(start + u'/')) {
+          EXPECT_FALSE(fileExists(path(drive + file.substr(start.size())))) << toUtf8(file);
+        }
+  }
   template <typename Disk>
   int restoreOn(Disk& disk) {
     platform::Machine machine = platform::machine();
@@ -661,6 +674,7 @@ TEST_F(RestoreFaultTest, EachFailingOperationIsToldAndLeavesNoHalfFile) {
       EXPECT_EQ(status().state, statErrorOccured) << failing;
       EXPECT_THAT(status().exitCode(), testing::AnyOf(u"1093", u"1094", u"1103", u"1166")) << failing;
       expectNoHalfFile();
+      expectToldFileMissing();
     }
   }
 }
