@@ -830,7 +830,9 @@ TEST_F(DamagedZipTest, InMemoryItGivesTheTextOrANegativeResult) {
     const std::vector<char> memory(damaged.begin(), damaged.end());
     const int result = UpdateZipExtractor::unpackFirstEntryInMemory(memory.data(), memory.size(), text);
     EXPECT_LE(result, 0);
-    if (result == 0) EXPECT_EQ(text, content);
+    if (result == 0) {
+      EXPECT_EQ(text, content);
+    }
     return result;
   };
   EXPECT_EQ(check(bytes), 0);
