@@ -122,7 +122,7 @@ int BackupJob::runBackup() {
 }
 
 int BackupJob::collectFiles() {
-  const PersonalFilter* const filter = personal_ ? &personalFilter : nullptr;
+  const PersonalFilter* const filter = personal_ ? &personalFilter_ : nullptr;
   if (!listStorage(sourceFolder_, filter, files_))
     return fail(1056, ErrorReport(1056, u"The file from xml description does not exist!"));
   if (!secondaryFolder_.empty() && !listStorage(secondaryFolder_, filter, files_))

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <utility>
 #include <vector>
 
 #include "backup/BackupDescription.h"
@@ -27,7 +28,7 @@ class BackupJob {
   // 0, the exit code of the failure, or -1 if nothing was prepared and after an abort.
   [[nodiscard]] int runBackup();
 
-  // The steps of the run, in their order. `files` is what they are about.
+  // The steps of the run, in their order.
   [[nodiscard]] int collectFiles();
   void sumFileSizes();
   [[nodiscard]] int copyFiles();
@@ -36,10 +37,8 @@ class BackupJob {
   // What a copy that failed has left.
   void removeNewBackupFolder();
 
-  [[nodiscard]] BackupFiles& files() { return files_; }
-  [[nodiscard]] const BackupDescription& description() const { return description_; }
-  // What a personal backup takes. Empty: nothing.
-  PersonalFilter personalFilter;
+  // What a personal backup takes. Without it: nothing.
+  void setPersonalFilter(PersonalFilter filter) { personalFilter_ = std::move(filter); }
 
  private:
   [[nodiscard]] int setOldBackupAside();
@@ -55,6 +54,7 @@ class BackupJob {
   WideText name_;
   BackupFiles files_;
   BackupDescription description_;
+  PersonalFilter personalFilter_;
   bool personal_ = false;
   bool ready_ = false;
   bool ownsNewFolder_ = false;        // what stands under the backup's name was made by this job

@@ -169,7 +169,7 @@ TEST_F(BackupJobTest, ThePersonalBackupTakesNothingAsLongAsNothingIsPersonal) {
 
 TEST_F(BackupJobTest, ThePersonalBackupTakesWhatIsPersonal) {
   BackupJob job;
-  job.personalFilter.files = {u"b.map"};
+  job.setPersonalFilter({.files = {u"b.map"}, .folders = {}});
   ASSERT_EQ(job.prepareBackup(flash, u"mine", card, true), 0);
   ASSERT_EQ(job.runBackup(), 0);
   EXPECT_EQ(tree(root + u"/mine"),
@@ -427,8 +427,8 @@ TEST_F(BackupJobTest, AfterAFailedCopyTheOldBackupHasItsName) {
     BackupJob job;
     ASSERT_EQ(job.prepareBackup(flash, u"mine", card, false), 0);
     ASSERT_EQ(job.collectFiles(), 0);
-    job.files()[path(u"elsewhere/a")] = {path(u"elsewhere/a"), 1};
-    EXPECT_EQ(job.copyFiles(), 1061);
+    writeFile(flash + u"/ZELMORA/map/a.map", "another size");
+    EXPECT_EQ(job.copyFiles(), 1065);
     job.removeNewBackupFolder();
   }
   EXPECT_EQ(backups(), (std::vector<std::string>{"mine"}));

@@ -1,4 +1,5 @@
 #include "backup/ConvertBackupsRunner.h"
+#include "core/EditableXml.h"
 #include "core/ProgressObserver.h"
 #include "tests/backup/BackupTest.h"
 #include "tests/support/FaultyFileSystem.h"
@@ -247,6 +248,8 @@ TEST_F(ConvertBackupsRunnerTest, ADescriptionThatCouldNotBeReadAgainIsNotTouched
   for (int count = 0; count < 150'000; ++count) deep += "<b/>";
   for (int level = 0; level < 120; ++level) deep += "</a>";
   expectStaysAsItIs(withHead(deep));
+  TiXmlDocument document;
+  EXPECT_TRUE(loadEditableXml(root + u"/a/a.xml", document));  // only printed it gets too long
 }
 
 TEST_F(ConvertBackupsRunnerTest, AFolderThatCannotBeABackupByItsNameIsPassedOver) {
