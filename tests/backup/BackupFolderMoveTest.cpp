@@ -874,7 +874,9 @@ class BackupFolderMoveFaultTest : public BackupFolderMoveTest {
   BackupFolderMoveFaultTest() {
     addBackup("Alps", {{"storage_for_software/ZELMORA/alps.map", noise(3'000, 1)},
                        {"storage_for_software/empty", ""}});
-    addBackup("Spain", {{"storage_for_software\\a", "a"}, {"storage_for_content\\b\\c", "c"}});
+    addBackup("Spain", {{"storage_for_software\\ZELMORA\\version.xml", "<config />"},
+                        {"storage_for_software\\a", "a"},
+                        {"storage_for_content\\b\\c", "c"}});
     fs::copy(folder.native() / "backups", folder.native() / "kept", fs::copy_options::recursive);
     before = treeAt("backups");
     reset();
