@@ -66,8 +66,7 @@ int ImportKmlFileRunner::importTo(const WideText& storage) const {
     saveState(statSuccess, 1232);
     return 0;
   }
-  if (!copyTrack(job_.filePath, *destination, {.state = statImportKmlInProgress, .toMedium = true}))
-    return -1;
+  if (!copyTrack(job_.filePath, *destination, {.state = statImportKmlInProgress})) return -1;
   // The folder may be new too.
   if (!syncStorages({storage})) return fail(ErrorReport(1189, u"An error occurred at the copy process!"));
   saveState(statSuccess, 1010);

@@ -285,16 +285,6 @@ TEST_F(ImportKmlFileRunnerTest, TheDeviceTestComesFirst) {
 }
 
 TEST_F(ImportKmlFileRunnerTest, ATrackIsOnTheMediumBeforeItIsTold) {
-  std::vector<std::string> operations;
-  FaultyFileSystem watched(disk);
-  watched.before = [&](int, const std::string& operation) {
-    if (operation == "sync" || operation == "rename" || operation == "syncFolder")
-      operations.push_back(fileExists(cardTrack(u"a.kml")) ? operation + " of the track" : operation);
-  };
-  EXPECT_EQ(runOn(watched, importOfTrack()), 0);
-  const auto renamed = std::find(operations.begin(), operations.end(), "syncFolder of the track");
-  EXPECT_NE(renamed, operations.end());
-  EXPECT_EQ(std::count(operations.begin(), renamed, "sync"), 1);
   expectSyncedAtEnd(importOfTrack(true), u"1189");
 }
 
