@@ -87,6 +87,22 @@ bool printDescription(const BackupDescription& description, const BackupFiles& f
   return true;
 }
 
+// Whether a description is readable by its amounts alone, however its texts are printed. To print one only to
+// see that would cost as much as to write it.
+bool isFarFromBounds(const BackupDescription& description, const BackupFiles& files) {
+  constexpr std::size_t markupOfFile = 4;      // the tag and its attributes
+  constexpr std::size_t bytesOfUnit = 6;       // as a reference
+  constexpr std::size_t bytesAroundPath = 96;  // indent, names, size, and the name of the storage's folder
+  constexpr std::size_t bytesAroundHead = 4096;
+  std::size_t bytes =
+      bytesAroundHead + bytesOfUnit * (description.name.size() + description.brand.size() +
+                                       description.platform.size() + description.version.size() +
+                                       description.hardwareID.size() + description.deviceUID.size());
+  for (const auto& [key, file] : files) bytes += bytesAroundPath + bytesOfUnit * file.path.size();
+  return bytes <= static_cast<std::size_t>(maximalXmlFileBytes) &&
+         (files.size() + 16) * markupOfFile <= maximalDescriptionMarkup;
+}
+
 int failUnsaved() {
   ErrorReport(1068, u"The xml description backup could not be saved!").save();
   return 1068;
@@ -140,8 +156,14 @@ std::uint64_t sizeOf(const Text& text) {
 
 int checkDescription(const BackupDescription& description, const BackupFiles& files,
                      const WideText& sourceFolder, const WideText& secondaryFolder) {
+  const Storages storages{sourceFolder, secondaryFolder};
+  if (isFarFromBounds(description, files) && std::all_of(files.begin(), files.end(), [&](const auto& entry) {
+        const std::optional<WideText> path = pathInBackup(entry.second.path, storages);
+        return path && staysBelowRoot(*path);
+      }))
+    return 0;
   XmlPrinter printer(static_cast<std::size_t>(maximalXmlFileBytes));
-  return printReadable(description, files, {sourceFolder, secondaryFolder}, printer);
+  return printReadable(description, files, storages, printer);
 }
 
 int writeBackupDescription(const BackupDescription& description, const BackupFiles& files,
