@@ -49,6 +49,18 @@ enum class XmlLoad {
 TiXmlElement& addElement(TiXmlNode& parent, std::string_view name);
 TiXmlElement& addElement(TiXmlNode& parent, std::string_view name, WideView text);
 
+// Gives each child of the name to `read`, which takes a TiXmlElement&, and removes it then. A tree takes many
+// times the room of its text: what was read makes room for what is made of it.
+template <typename Read>
+void takeElements(TiXmlNode& parent, const char* name, Read read) {
+  for (TiXmlElement* element = parent.FirstChildElement(name); element != nullptr;) {
+    read(*element);
+    TiXmlElement* const next = element->NextSiblingElement(name);
+    parent.RemoveChild(element);
+    element = next;
+  }
+}
+
 // Slash-path lookup: "/content/md5" from a "content" element. The first name must be that of the start
 // element or of a following sibling; each further one is looked for among the children. A null start finds
 // nothing.

@@ -101,7 +101,7 @@ bool InstallXml::parse() {
     reportNotWellFormed();
     return false;
   }
-  const TiXmlElement* root = document.RootElement();
+  TiXmlElement* const root = document.RootElement();
   if (root == nullptr || root->ValueStr() != "install") {
     ErrorReport(1168, u"Invalid installation information! Retry later or contact Customer Support.").save();
     return false;
@@ -110,9 +110,7 @@ bool InstallXml::parse() {
   version_ = attributeText(*root, "version");
   lookupSpace(*root, "/install/extraSpaceSoftware", extraSpaceSoftware_);
   lookupSpace(*root, "/install/extraSpaceContent", extraSpaceContent_);
-  for (const TiXmlElement* update = findElement(root, "/install/update"); update != nullptr;
-       update = update->NextSiblingElement("update"))
-    readUpdate(*update);
+  takeElements(*root, "update", [this](TiXmlElement& update) { readUpdate(update); });
 
   if (updates_.empty()) {
     ErrorReport(1168, u"Update vector empty!!!").save();
@@ -122,7 +120,7 @@ bool InstallXml::parse() {
 }
 
 // What an update asks of the storages counts even when the update itself turns out to be incomplete.
-void InstallXml::readUpdate(const TiXmlElement& element) {
+void InstallXml::readUpdate(TiXmlElement& element) {
   InstallUpdate update;
   update.company = lookupText(&element, "/update/company");
   update.name = lookupText(&element, "/update/name");
@@ -141,13 +139,13 @@ void InstallXml::readUpdate(const TiXmlElement& element) {
       temporarySpaceContent_ = (size + temporarySpaceContent_).value();
   }
 
-  for (const TiXmlElement* child = findElement(&element, "/update/file"); child != nullptr;
-       child = child->NextSiblingElement("file"))
-    if (std::optional<InstallFile> file = readFile(*child)) update.files.push_back(std::move(*file));
-  for (const TiXmlElement* child = findElement(&element, "/update/xmlentry"); child != nullptr;
-       child = child->NextSiblingElement("xmlentry"))
-    if (std::optional<InstallXmlEntry> entry = readXmlEntry(*child))
+  takeElements(element, "file", [&update](const TiXmlElement& child) {
+    if (std::optional<InstallFile> file = readFile(child)) update.files.push_back(std::move(*file));
+  });
+  takeElements(element, "xmlentry", [&update](const TiXmlElement& child) {
+    if (std::optional<InstallXmlEntry> entry = readXmlEntry(child))
       update.xmlEntries.push_back(std::move(*entry));
+  });
 
   const bool named = !update.name.empty() && !update.company.empty() && !update.version.empty();
   if (named && !(update.files.empty() && update.xmlEntries.empty())) updates_.push_back(std::move(update));

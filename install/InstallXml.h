@@ -81,7 +81,7 @@ class InstallXml {
 
  private:
   [[nodiscard]] bool parse();
-  void readUpdate(const TiXmlElement& element);
+  void readUpdate(TiXmlElement& element);
 
   WideText text_;
   bool valid_ = false;

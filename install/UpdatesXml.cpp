@@ -213,11 +213,9 @@ void UpdatesXml::read() {
     unreadable_ = File_platformIndependent(path).exists() && fileDigest(path).empty();
     return;
   }
-  const TiXmlElement* const root = findElement(document.RootElement(), "/updates");
-  if (root == nullptr) return;
-  for (const TiXmlElement* element = root->FirstChildElement("update"); element != nullptr;
-       element = element->NextSiblingElement("update"))
-    readUpdate(*element);
+  TiXmlElement* const root = document.RootElement();
+  if (root == nullptr || root->ValueStr() != "updates") return;
+  takeElements(*root, "update", [this](const TiXmlElement& element) { readUpdate(element); });
 }
 
 void UpdatesXml::readUpdate(const TiXmlElement& element) {
