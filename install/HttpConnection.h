@@ -23,10 +23,12 @@ struct HttpStatusLine {
 
 // One connection to a web server or a proxy on a blocking socket. There are no time-outs: an operation takes
 // as long as the other side. Every operation throws boost::system::system_error when the socket fails or the
-// connection ends too early. A reply's head may have at most 256 KiB, so that memory stays small whatever is
+// connection ends too early. A reply's head may have at most 768 KiB, so that memory stays small whatever is
 // sent.
 class HttpConnection {
  public:
+  static constexpr std::size_t minimalReceive = 131'072;  // bytes, but at the end
+
   // Tries all addresses of the host. The port may be the name of a service.
   HttpConnection(const std::string& host, const std::string& port);
   ~HttpConnection();
@@ -46,7 +48,7 @@ class HttpConnection {
   // What has arrived behind the head and hasn't been dropped. Valid until the next operation.
   [[nodiscard]] std::string_view received() const;
   void dropReceived();
-  // Adds to what has been received, which must have been dropped: at least 131,072 and less than 196,608
+  // Adds to what has been received, which must have been dropped: at least 131,072 and at most 524,288
   // bytes, fewer only at the end. Gives their number, 0 at the end.
   std::size_t receive();
 

@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::int32_t maximalRetries = 3;
 constexpr std::uint32_t retryMilliseconds = 1000;
-constexpr int chunksPerParentCheck = 100;
+constexpr std::size_t chunksPerParentCheck = 100;
 
 // No reply needs to be longer than the whole file, whichever part was asked for. One that goes on beyond this
 // never ends in the right file; reading stops there, so that a server can't fill the disk, and the file's
@@ -245,7 +245,7 @@ bool HttpUpdateZipDownloader::fetch(const UpdateDownloadJob& job, const HttpUrlP
   std::uint64_t received = connection.received().size();
   connection.dropReceived();
   StatusXml& front = StatusXml::instance();
-  for (int chunks = 0;;) {
+  for (std::size_t chunks = 0;;) {
     if (*front.abortRequested()) {
       output.abandon();
       writeLog(u"Abort triggered!");
@@ -262,7 +262,9 @@ bool HttpUpdateZipDownloader::fetch(const UpdateDownloadJob& job, const HttpUrlP
     observer.setDownloadPosition(position, statDownloadInProgress);
     downloadOffset_ = numberText(static_cast<std::int64_t>(position));
     front.checkAbort();
-    if (++chunks > chunksPerParentCheck) {
+    // What came at once from a fast server counts for as many chunks as it could have come in.
+    chunks += std::max<std::size_t>(count / HttpConnection::minimalReceive, 1);
+    if (chunks > chunksPerParentCheck) {
       chunks = 0;
       if (!front.isParentRunning()) {
         writeLog(u"Parent process not running! Exit time!");
