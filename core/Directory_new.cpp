@@ -1,5 +1,6 @@
 #include "core/Directory_new.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "core/BackendLogger.h"
@@ -66,11 +67,17 @@ bool Directory_new::create() {
   return created;
 }
 
-bool Directory_new::createAllLevels() {
-  if (exists()) return true;
-  const WideText parent = parentFolder(path_);
-  if (!parent.empty() && !Directory_new(parent, false).createAllLevels()) return false;
-  return create();
+bool Directory_new::createFoldersTo(const WideText& relativePath) const {
+  const WideText folder = parentFolder(relativePath);
+  if (folder.empty()) return exists();
+  if (Directory_new(path_ + u'\\' + folder).exists()) return true;
+  if (!exists()) return false;
+  // One level each: the first one can't be made in a folder that has gone by now.
+  for (std::size_t end = 0; end < folder.size();) {
+    end = std::min(folder.find_first_of(u"/\\", end + 1), folder.size());
+    if (!Directory_new(path_ + u'\\' + folder.substr(0, end)).create()) return false;
+  }
+  return true;
 }
 
 std::int64_t Directory_new::size() const {

@@ -23,8 +23,10 @@ class Directory_new {
   [[nodiscard]] bool exists() const;
   // One level; true if it exists already.
   [[nodiscard]] bool create();
-  // Makes the missing folders of the path, from the top.
-  [[nodiscard]] bool createAllLevels();
+  // Makes the missing folders between this folder and what has the relative path below it. Never this folder
+  // itself: a device that has gone must not come up again as a folder on the computer. False if they don't
+  // stand then, or this folder doesn't.
+  [[nodiscard]] bool createFoldersTo(const WideText& relativePath) const;
   // Used space of the whole volume in bytes; -1 if the folder doesn't exist.
   [[nodiscard]] std::int64_t size() const;
   // Free space of the volume in bytes; -1 if the folder doesn't exist.

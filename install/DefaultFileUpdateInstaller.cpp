@@ -44,9 +44,9 @@ class PlacingMark {
   [[nodiscard]] bool stands() const { return path_ && File_platformIndependent(*path_).exists(); }
   // A device that takes no mark may take the file all the same.
   void set() const {
-    if (!path_ || !Directory_new(target_.root()).exists() ||
-        !Directory_new(parentFolder(*path_)).createAllLevels())
-      return;
+    if (!path_) return;
+    const WideText& root = target_.root();
+    if (!Directory_new(root).createFoldersTo(path_->substr(root.size() + 1))) return;
     File_platformIndependent mark(*path_);
     if (mark.openForWriting(platform::OpenMode::truncateEntry)) static_cast<void>(mark.finish());
   }

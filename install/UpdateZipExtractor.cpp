@@ -64,13 +64,10 @@ WideText folderOf(const WideText& path) {
   return path.substr(0, separator == 0 ? 1 : separator);
 }
 
-// Opens the file for writing after the folders of its relative path were made. The root isn't made: a device
-// that has gone must not come up again as a folder on the computer.
+// Opens the file for writing after the folders of its relative path were made.
 bool openInNewFolders(const WideText& root, const WideText& relativePath, File_platformIndependent& file) {
-  std::size_t separator = relativePath.find_first_of(u"/\\");
-  for (; separator != WideText::npos; separator = relativePath.find_first_of(u"/\\", separator + 1))
-    if (!Directory_new(root + u'\\' + relativePath.substr(0, separator)).create()) break;
-  if (file.openForWriting(platform::OpenMode::truncateEntry)) return true;
+  const bool made = Directory_new(root).createFoldersTo(relativePath);
+  if (made && file.openForWriting(platform::OpenMode::truncateEntry)) return true;
   writeLog(u"Error opening " + root + u'/' + relativePath);
   return false;
 }

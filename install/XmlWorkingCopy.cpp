@@ -107,7 +107,7 @@ bool XmlWorkingCopy::makeCopyPath() {
 
 // As for any other file of a package; but a root that has gone is not made again.
 bool XmlWorkingCopy::makeFolders() const {
-  return Directory_new(root_).exists() && Directory_new(parentFolder(target_)).createAllLevels();
+  return Directory_new(root_).createFoldersTo(relativePath_);
 }
 
 }  // namespace ZelmoraTevra

@@ -5,6 +5,7 @@
 #include "core/Directory_new.h"
 #include "core/Text.h"
 #include "tests/support/FaultyFileSystem.h"
+#include "tests/support/GoingFileSystem.h"
 #include "tests/support/JobTest.h"
 
 namespace ZelmoraTevra {
@@ -77,15 +78,39 @@ TEST_F(Directory_newTest, CreatingMakesOneLevelAndIsTrueForAnExistingFolder) {
 TEST_F(Directory_newTest, AFileInTheWayIsNoFolder) {
   writeFile(path_, "");
   EXPECT_FALSE(Directory_new(path_).create());
-  EXPECT_FALSE(Directory_new(path(u"dir/below")).createAllLevels());
+  EXPECT_FALSE(Directory_new(path_).createFoldersTo(u"file"));
+  EXPECT_FALSE(Directory_new(path_).createFoldersTo(u"below/file"));
+  EXPECT_FALSE(Directory_new(folder.path()).createFoldersTo(u"dir/below/file"));
 }
 
-TEST_F(Directory_newTest, AllLevelsAreMadeFromTheTop) {
-  EXPECT_TRUE(Directory_new(path(u"dir/a/b/c")).createAllLevels());
-  EXPECT_TRUE(Directory_new(path(u"dir/a/b/c")).createAllLevels());
-  EXPECT_TRUE(Directory_new(path(u"dir/d/e/")).createAllLevels());
-  EXPECT_EQ(tree(path_), (std::vector<std::string>{"a/", "a/b/", "a/b/c/", "d/", "d/e/"}));
-  EXPECT_FALSE(Directory_new(u"Q:\\a\\b").createAllLevels());
+TEST_F(Directory_newTest, FoldersToAPathAreMadeFromTheTop) {
+  makeFolder(path_);
+  const Directory_new root(path_);
+  for (const WideText relativePath : {u"a/b\\c/file", u"a/b/c/file", u"d\\e//file", u"file", u"./f/file"})
+    EXPECT_TRUE(root.createFoldersTo(relativePath)) << toUtf8(relativePath);
+  EXPECT_EQ(tree(path_), (std::vector<std::string>{"a/", "a/b/", "a/b/c/", "d/", "d/e/", "f/"}));
+}
+
+TEST_F(Directory_newTest, FoldersToAPathAreNeverMadeInARootThatHasGone) {
+  for (const WideText relativePath : {u"file", u"a/file", u"a/b/file"}) {
+    EXPECT_FALSE(Directory_new(path_).createFoldersTo(relativePath));
+    EXPECT_FALSE(Directory_new(u"Q:\\").createFoldersTo(relativePath));
+    EXPECT_FALSE(fs::exists(toUtf8(path_)));
+  }
+  // Nor in one that goes in the middle.
+  for (int question = 1;; ++question) {
+    makeFolder(path_);
+    GoingFileSystem going(files(), toUtf8(path_), question);
+    useFileSystem(going);
+    const bool made = Directory_new(path_).createFoldersTo(u"a/b/file");
+    useFileSystem(files());
+    if (!going.hasGone()) {
+      EXPECT_TRUE(made);
+      break;
+    }
+    EXPECT_FALSE(made) << question;
+    EXPECT_FALSE(fs::exists(toUtf8(path_))) << question;
+  }
 }
 
 TEST_F(Directory_newTest, SizesAreThoseOfTheVolume) {

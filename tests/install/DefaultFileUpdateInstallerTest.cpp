@@ -4,6 +4,7 @@
 #include "core/Text.h"
 #include "install/DefaultFileUpdateInstaller.h"
 #include "tests/support/FaultyFileSystem.h"
+#include "tests/support/GoingFileSystem.h"
 #include "tests/support/JobTest.h"
 #include "tests/support/KillLoop.h"
 #include "tests/support/ZipBuilder.h"
@@ -213,6 +214,26 @@ TEST_F(DefaultFileUpdateInstallerTest, UnsupportedFlagsAreReportedAndEndTheProce
   EXPECT_EQ(codeOf(6), u"1177");
   EXPECT_EQ(codeOf(9), u"1178");
   EXPECT_EQ(codeOf(-1), u"1178");
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, ADeviceThatGoesIsNotMadeAnewOnTheComputer) {
+  for (const std::int32_t flag : {0, 1, 3}) {
+    for (int question = 1;; ++question) {
+      SCOPED_TRACE("flag " + std::to_string(flag) + ", gone after question " + std::to_string(question));
+      makeFolder(target);
+      writeFile(other + u"/new/folder/a", "old");
+      const bool done = runsToItsEnd([&] {
+        GoingFileSystem going(files(), toUtf8(target), question);
+        useFileSystem(going);
+        const bool placed = install({file(u"new/folder/a", flag)});
+        if (!placed || going.hasGone()) dieHere();
+      });
+      if (done) break;
+      ASSERT_FALSE(std::filesystem::exists(toUtf8(target)));
+    }
+    EXPECT_EQ(readFile(target + u"/new/folder/a"), "new a");
+    std::filesystem::remove_all(toUtf8(target));
+  }
 }
 
 TEST_F(DefaultFileUpdateInstallerTest, CollectsARecordForEachPlacedFileButVersionFiles) {
