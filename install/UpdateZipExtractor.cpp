@@ -14,6 +14,7 @@
 #include "core/Text.h"
 #include "install/ZipFileSource.h"
 #include "install/ZipMemorySource.h"
+#include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
@@ -55,6 +56,10 @@ bool namesFolder(const std::string& entryName) {
 
 bool isSamePath(const WideText& left, const WideText& right) {
   return equalsIgnoringAsciiCase(toBackslashes(left), toBackslashes(right));
+}
+
+WideText comparableName(const WideText& path) {
+  return lastComponent(comparablePath(path));
 }
 
 // The folder in which a file lies, also for a bare name and for a file in the root.
@@ -153,7 +158,8 @@ WideText UpdateZipExtractor::extractFile(const WideText& zipPath, const WideText
     if (folderIsMissing()) return {};
     destination_.emplace(destinationFolder);
   }
-  if (!destination_->joinInFolder(destinationRelativePath)) return failInformation();
+  if (!destination_->joinInFolder(destinationRelativePath) || isArchive(destination))
+    return failInformation();
   // What an open file tells has to be asked before any failure without one: that the folder stands, and that
   // no link lies in the file's place.
   const auto destinationFails = [&] {
@@ -253,7 +259,7 @@ WideText UpdateZipExtractor::extractFirstEntry(const WideText& zipPath) {
   const WideText target = folder + u'/' + name;
   const WideText notExtractedTarget = notExtracted + target;
   if (!infoRead) return fail(ErrorReport(1116, notExtractedTarget));
-  if (!PathBelowRoot(folder).join(name) || isSamePath(target, zipPath))
+  if (!PathBelowRoot(folder).join(name) || isSamePath(target, zipPath) || isArchive(target))
     return fail(ErrorReport(1115, notExtractedTarget));
   if (!takeChunk()) return fail(ErrorReport(1117, notExtractedTarget));
 
@@ -296,6 +302,11 @@ bool UpdateZipExtractor::isOpen(const WideText& zipPath) const {
   return archive_ != nullptr && archivePath_ == zipPath;
 }
 
+// Few files of a package are called as it is, so that the disk is hardly ever asked.
+bool UpdateZipExtractor::isArchive(const WideText& path) const {
+  return comparableName(path) == archiveName_ && File_platformIndependent(archivePath_).isSameAs(path);
+}
+
 UpdateZipExtractor::Opening UpdateZipExtractor::openArchive(const WideText& zipPath) {
   if (isOpen(zipPath)) return Opening::done;
   closeArchive();
@@ -305,6 +316,8 @@ UpdateZipExtractor::Opening UpdateZipExtractor::openArchive(const WideText& zipP
   if (!archive->isOpen()) return Opening::notAZip;
   archive_ = std::move(archive);
   archivePath_ = zipPath;
+  // The zip's path may be a link's with another name.
+  archiveName_ = comparableName(platform::machine().files->resolved(zipPath));
   return Opening::done;
 }
 

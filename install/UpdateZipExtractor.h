@@ -53,6 +53,8 @@ class UpdateZipExtractor {
   };
 
   [[nodiscard]] bool isOpen(const WideText& zipPath) const;
+  // Whether a path leads to the open archive itself, however the two are spelled.
+  [[nodiscard]] bool isArchive(const WideText& path) const;
   // Opens the zip unless it is the one that stands open.
   [[nodiscard]] Opening openArchive(const WideText& zipPath);
   void closeArchive();
@@ -68,6 +70,7 @@ class UpdateZipExtractor {
   void setTime(File_platformIndependent& file, std::uint32_t dosDate);
 
   WideText archivePath_;
+  WideText archiveName_;  // what the file itself is called, comparable
   std::unique_ptr<ZipArchive> archive_;
   // Where the last file went; none after a failure.
   std::optional<PathBelowRoot> destination_;

@@ -382,6 +382,32 @@ TEST_F(UpdateZipExtractorTest, PackageIsNotOverwrittenByItsOwnEntry) {
   EXPECT_EQ(readFile(zip), bytes);
 }
 
+TEST_F(UpdateZipExtractorTest, PackageOnTheDeviceIsNotOverwrittenHoweverItsPathIsSpelled) {
+  const std::string bytes = ZipBuilder().add("a", "content").bytes();
+  writeFile(device + u"/maps/p.zip", bytes);
+  fs::create_directory_symlink("device", native(path(u"link")));
+  fs::create_symlink("device/maps/p.zip", native(path(u"other.zip")));
+  for (const WideText root : {device, path(u"link"), path(u"./device/"), path(u"temp/../device")}) {
+    for (const WideText source : {u"device/maps/p.zip", u"device/./maps//p.zip", u"device/maps/../maps/p.zip",
+                                  u"link/maps/p.zip", u"other.zip"}) {
+      for (const WideText client : {u"maps/p.zip", u"./maps/p.zip", u"maps\\.\\p.zip", u"maps//p.zip"}) {
+        EXPECT_TRUE(extractor.extractFile(path(source), u"a", root, client, nullptr).empty());
+        expectInvalid(u"a");
+        EXPECT_EQ(readFile(device + u"/maps/p.zip"), bytes);
+      }
+    }
+  }
+}
+
+TEST_F(UpdateZipExtractorTest, FileCalledAsThePackageIsAFileLikeOthers) {
+  writeZip(ZipBuilder().add("a", "content"));
+  writeFile(device + u"/p.zip", "old");
+  EXPECT_FALSE(extract(u"a", u"p.zip").empty());
+  EXPECT_EQ(readFile(device + u"/p.zip"), "content");
+  EXPECT_FALSE(extract(u"a", u"maps/p.zip").empty());
+  EXPECT_EQ(readFile(device + u"/maps/p.zip"), "content");
+}
+
 TEST_F(UpdateZipExtractorTest, ZipWithoutItsFolderIs1114) {
   const WideText missing = path(u"nowhere/p.zip");
   EXPECT_TRUE(extractor.extractFile(missing, u"a", device, u"b", nullptr).empty());
@@ -971,6 +997,30 @@ TEST_F(FirstEntryTest, NamedAsTheZipItselfIs1115) {
   EXPECT_TRUE(extractor.extractFirstEntry(zip).empty());
   EXPECT_EQ(status().exitCode(), u"1115");
   EXPECT_EQ(readFile(zip), bytes);
+}
+
+TEST_F(FirstEntryTest, ThatIsTheZipInAnotherSpellingIs1115) {
+  fs::create_symlink("p.zip", native(path(u"temp/link.zip")));
+  for (const std::string name : {"./p.zip", "p.zip", ".\\p.zip"}) {
+    writeZip(ZipBuilder().add(name, "content"));
+    const std::string bytes = readFile(zip);
+    for (const WideText source : {zip, path(u"temp/./p.zip"), path(u"temp/link.zip")}) {
+      EXPECT_TRUE(extractor.extractFirstEntry(source).empty());
+      EXPECT_EQ(status().exitCode(), u"1115");
+      EXPECT_EQ(readFile(zip), bytes);
+    }
+  }
+}
+
+TEST_F(FirstEntryTest, ThatIsALinkIsWrittenAsAPlainFile) {
+  writeFile(path(u"outside"), "untouched");
+  ZipBuilder::Options link;
+  link.unixMode = 0120777;
+  writeZip(ZipBuilder().add("a", "../outside", link));
+  EXPECT_EQ(extractor.extractFirstEntry(zip), path(u"temp/a"));
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(native(path(u"temp/a")))));
+  EXPECT_EQ(readFile(path(u"temp/a")), "../outside");
+  EXPECT_EQ(readFile(path(u"outside")), "untouched");
 }
 
 TEST_F(FirstEntryTest, TargetThatCannotBeOpenedIs1115) {

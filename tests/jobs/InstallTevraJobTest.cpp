@@ -88,6 +88,17 @@ TEST_F(InstallTevraJobTest, AnEntryThatLeavesTheFolderIsNotUnpacked) {
   }
 }
 
+TEST_F(InstallTevraJobTest, AnEntryThatIsALinkIsUnpackedAsAFile) {
+  ZipBuilder::Options link;
+  link.unixMode = 0120777;
+  setup.url = job.path("updates/setup.zip");
+  job.write("outside", "the user's own");
+  job.write("updates/setup.zip", ZipBuilder().add("setup.exe", "../outside", link).bytes());
+  EXPECT_EQ(job.run(command(setup, true)).document(), unpackedTo(job.path("updates/setup.exe")));
+  EXPECT_EQ(job.tree("updates").at("setup.exe"), md5Of("../outside"));
+  EXPECT_EQ(job.read("outside"), "the user's own");
+}
+
 TEST_F(InstallTevraJobTest, ADamagedEntryIsReported) {
   setup.url = job.path("setup.zip");
   std::string damaged = setup.zip;
