@@ -16,6 +16,9 @@ namespace ZelmoraTevra {
 
 namespace {
 
+// What a download puts into the work folder: the URL's file name with each of these.
+constexpr WideView downloadEndings[] = {u"", u"_INCOMPLETE", u"_INCOMPLETE.xml"};
+
 const char* orNull(const std::string& text) {
   return text.empty() ? nullptr : text.c_str();
 }
@@ -64,20 +67,24 @@ std::int64_t downloadSize(std::span<const ContentEntry> packages) {
 }
 
 bool hasClashingDownloads(std::span<const ContentEntry> packages) {
-  std::map<WideText, WideText> md5ByPath;
+  using PathAndMd5 = std::pair<WideText, WideText>;
+  std::map<WideText, PathAndMd5> owners;
   for (const ContentEntry& package : packages) {
-    const WideText path = toUpperAscii(downloadedFilePath(package.url));
-    const WideText md5 = toUpperAscii(package.md5);
-    if (path.empty() || md5ByPath.try_emplace(path, md5).first->second == md5) continue;
-    writeLog(u"Two different packages would be downloaded under one name: " + path);
-    return true;
+    const PathAndMd5 owner{toUpperAscii(downloadedFilePath(package.url)), toUpperAscii(package.md5)};
+    if (owner.first.empty()) continue;
+    for (const WideView ending : downloadEndings) {
+      const WideText path = toUpperAscii(owner.first + WideText(ending));
+      if (owners.try_emplace(path, owner).first->second == owner) continue;
+      writeLog(u"Two different packages would be downloaded under one name: " + path);
+      return true;
+    }
   }
   return false;
 }
 
 bool deleteDownloadedFile(const WideText& zipPath) {
   bool deleted = true;
-  for (const WideView ending : {WideView(), WideView(u"_INCOMPLETE"), WideView(u"_INCOMPLETE.xml")}) {
+  for (const WideView ending : downloadEndings) {
     File_platformIndependent file(zipPath + WideText(ending));
     if (file.exists() && !file.remove()) deleted = false;
   }

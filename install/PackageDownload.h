@@ -20,8 +20,8 @@ namespace ZelmoraTevra {
 // Bytes of all zips.
 [[nodiscard]] std::int64_t downloadSize(std::span<const ContentEntry> packages);
 
-// Two packages that would take the same place in the work folder: the second would replace the first before
-// that one is installed.
+// Two packages that would take the same place in the work folder, with the file itself or with what lies
+// beside it while it comes: the second would replace the first before that one is installed.
 [[nodiscard]] bool hasClashingDownloads(std::span<const ContentEntry> packages);
 
 // Removes a downloaded zip and what a partial download of it may have left. False if a file is there and

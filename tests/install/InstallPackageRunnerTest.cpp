@@ -276,6 +276,25 @@ TEST_F(InstallPackageRunnerTest, TwoDownloadsUnderOneNameAreRefusedBeforeAnythin
   EXPECT_NE(status().exitCode(), u"1096");
 }
 
+TEST_F(InstallPackageRunnerTest, ADownloadUnderTheNameOfAnothersPartIsRefusedBeforeAnythingIsDone) {
+  command.localInstall = false;
+  addPackage(software("One", file("a", "a")));
+  addPackage(software("Two", file("b", "b")));
+  command.packages[0].md5 = u"AA";
+  for (const WideText ending : {u"_INCOMPLETE", u"_INCOMPLETE.xml", u"_Incomplete", u"_incomplete.XML"}) {
+    for (const WideText md5 : {u"AA", u"BB"}) {
+      command.packages[1].md5 = md5;
+      for (const std::size_t longer : {0U, 1U}) {
+        command.packages[longer].url = u"http://127.0.0.1/x.zip" + ending + u"?1";
+        command.packages[1 - longer].url = u"http://127.0.0.1/x.zip?1";
+        EXPECT_NE(install(), 0);
+        EXPECT_EQ(status().exitCode(), u"1096") << toUtf8(ending) << longer;
+      }
+    }
+  }
+  EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/"}));
+}
+
 TEST_F(InstallPackageRunnerTest, ARegisterThatIsNoTextIs1101AndNothingGoes) {
   writeFile(flash + u"/ZELMORA/updates.xml", "<updates><update><name>\xFF</name></update></updates>");
   writeFile(flash + u"/a", "old");
