@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/File_platformIndependent.h"
+#include "core/ReplaceFileContent.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
 #include "platform/AsciiCase.h"
@@ -38,8 +39,11 @@ bool companionMatches(const WideText& path, const WideText& md5) {
 bool companionWrite(const WideText& path, const WideText& md5) {
   TiXmlDocument document = newXmlDocument("");
   addElement(addElement(document, rootName(path)), "md5sum", md5);
-  if (saveXml(document, path)) return true;
-  File_platformIndependent(path).remove();
+  const std::string text = printXml(document);
+  std::string present;
+  if (readXmlText(path, present) && present == text) return true;
+  if (replaceFileContent(text, path)) return true;
+  if (!companionMatches(path, md5)) File_platformIndependent(path).remove();
   return false;
 }
 

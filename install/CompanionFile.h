@@ -10,7 +10,8 @@ namespace ZelmoraTevra {
 // Whether the companion names this MD5, in either case. False if it can't be read.
 [[nodiscard]] bool companionMatches(const WideText& path, const WideText& md5);
 
-// False if it could not be written; then no companion is left that might name another file.
+// A companion that names the MD5 already stands at every moment, as the part beside it is worth nothing
+// without it. False if it could not be written; then none is left that names another file.
 bool companionWrite(const WideText& path, const WideText& md5);
 
 }  // namespace ZelmoraTevra

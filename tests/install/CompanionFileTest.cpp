@@ -1,6 +1,7 @@
 #include "install/CompanionFile.h"
 #include "tests/support/FaultyFileSystem.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/KillLoop.h"
 
 namespace ZelmoraTevra {
 
@@ -87,7 +88,7 @@ TEST_F(CompanionFileTest, WithAFlippedByteItMatchesOnlyWhatItStillNames) {
 
 TEST_F(CompanionFileTest, ACompanionThatCannotBeWrittenLeavesNone) {
   EXPECT_TRUE(companionWrite(companion, WideText(md5)));
-  for (const int operation : {1, 2}) {
+  for (const int operation : {1, 2, 3, 4}) {
     FaultyFileSystem faulty(files());
     faulty.failAt = operation;
     useFileSystem(faulty);
@@ -95,6 +96,41 @@ TEST_F(CompanionFileTest, ACompanionThatCannotBeWrittenLeavesNone) {
     EXPECT_FALSE(fileExists(companion)) << operation;
     useFileSystem(files());
     EXPECT_TRUE(companionWrite(companion, WideText(md5)));
+  }
+}
+
+TEST_F(CompanionFileTest, AMatchingCompanionStandsAtEveryMoment) {
+  // With the MD5 in capitals it is as it would be written, in small letters it only matches.
+  for (const WideText& present : {WideText(md5), WideText(u"900150983cd24fb0d6963f7d28e17f72")}) {
+    int operation = 0;
+    bool killed = true;
+    while (killed) {
+      ++operation;
+      EXPECT_TRUE(companionWrite(companion, present));
+      killed = !runsToItsEnd([&] {
+        FaultyFileSystem faulty(files());
+        faulty.before = [operation](int number, const std::string&) {
+          if (number == operation) dieHere();
+        };
+        useFileSystem(faulty);
+        EXPECT_TRUE(companionWrite(companion, WideText(md5)));
+      });
+      EXPECT_TRUE(matches()) << operation;
+    }
+    EXPECT_EQ(operation, present == md5 ? 1 : 5);
+    EXPECT_EQ(readFile(companion), document);
+  }
+}
+
+TEST_F(CompanionFileTest, AMatchingCompanionStaysWhereItCannotBeWritten) {
+  EXPECT_TRUE(companionWrite(companion, u"900150983cd24fb0d6963f7d28e17f72"));
+  for (const int operation : {1, 2, 3, 4}) {
+    FaultyFileSystem faulty(files());
+    faulty.failAt = operation;
+    useFileSystem(faulty);
+    EXPECT_FALSE(companionWrite(companion, WideText(md5)));
+    useFileSystem(files());
+    EXPECT_TRUE(matches()) << operation;
   }
 }
 

@@ -840,11 +840,10 @@ TEST_F(HttpUpdateZipDownloaderTest, AFailedWriteIs1133AndEndsTheProcessWith1) {
   processes.throwsAtEnd = true;
   FaultyFileSystem faulty(files());
   useRoles(&faulty);
-  // The log's lines are written through another file; of the rest the working file and its companion are
-  // opened, and the companion is written, before the first block is.
-  int writes = 0;
+  // The log's lines are written through another file. The companion has its name before the first block of
+  // the working file is written.
   faulty.before = [&](int number, const std::string& operation) {
-    if (operation == "write" && fileExists(companionPath) && ++writes == 2) faulty.failAt = number;
+    if (operation == "write" && faulty.failAt == 0 && fileExists(companionPath)) faulty.failAt = number;
   };
   int exitValue = -1;
   try {
