@@ -165,7 +165,9 @@ bool HttpUpdateZipDownloader::download(const UpdateDownloadJob& job, ProgressObs
   try {
     const auto text = [](const char* value) { return std::string(value != nullptr ? value : ""); };
     const Proxy proxy{text(proxyHost), text(proxyPort), text(proxyUser), text(proxyPassword)};
-    if (!fetch(job, url, proxy, remains.offset, output, *observer)) return false;
+    ProgressObserver unloaded;  // reports an abort, and nothing else
+    if (!fetch(job, url, proxy, remains.offset, output, observer != nullptr ? *observer : unloaded))
+      return false;
   } catch (const boost::system::system_error& error) {
     output.abandon();
     const WideText text = widenBytes(error.what());

@@ -24,7 +24,8 @@ class IUpdateZipDownloader {
   virtual ~IUpdateZipDownloader() = default;
   [[nodiscard]] virtual std::unique_ptr<IUpdateZipDownloader> clone() const = 0;
   // True: the file stands at its final path, with the job's size and MD5. False: a terminal status has been
-  // saved. The proxy's values are UTF-8 or null; the observer must be loaded and stand at the job's entry.
+  // saved. The proxy's values are UTF-8 or null. The observer must be loaded and stand at the job's entry;
+  // without one, null, there are no snapshots of the progress, and an abort is told without amounts.
   [[nodiscard]] virtual bool download(const UpdateDownloadJob& job, ProgressObserver* observer,
                                       bool replacePrevious, const char* proxyHost, const char* proxyPort,
                                       const char* proxyUser, const char* proxyPassword) = 0;

@@ -433,6 +433,14 @@ TEST_F(HttpUpdateZipDownloaderTest, AnInvalidUrlIs1138) {
 
 TEST_F(HttpUpdateZipDownloaderTest, AWorkingFileThatCannotBeOpenedIs1140) {
   makeFolder(workingPath);
+TEST_F(HttpUpdateZipDownloaderTest, WithoutAnObserverItDownloadsWithoutASnapshot) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  HttpUpdateZipDownloader downloader;
+  EXPECT_TRUE(downloader.download(job(), nullptr, false, nullptr, nullptr, nullptr, nullptr));
+  expectComplete();
+  EXPECT_TRUE(statusHistory().empty());
+}
+
   EXPECT_FALSE(download());
   expectReport(7, {u"100", u"Error while trying to open the output file."}, packageAttributes(u"1140", u"0"));
   EXPECT_FALSE(fileExists(companionPath));
@@ -891,6 +899,14 @@ TEST_F(HttpUpdateZipDownloaderTest, AFullDiskIs1133AndEndsTheProcessWith1) {
   if (!serveContent()) GTEST_SKIP() << cannotListen;
   const MountedTmpfs small(workFolder(), "size=1m");
   if (!small.isMounted()) GTEST_SKIP() << "mounting a small disk takes root";
+TEST_F(HttpUpdateZipDownloaderTest, AnAbortWithoutAnObserverIsToldWithoutAmounts) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  writeFile(StatusXml::instance().abortFilePath(), abortDocument());
+  HttpUpdateZipDownloader downloader;
+  EXPECT_FALSE(downloader.download(job(), nullptr, false, nullptr, nullptr, nullptr, nullptr));
+  expectReport(8, {}, {{u"exitCode", u"1020"}});
+}
+
   EXPECT_EXIT((void)download(), ::testing::ExitedWithCode(1), "");
   const SavedStatus saved = status();
   EXPECT_EQ(saved.state, 7);
