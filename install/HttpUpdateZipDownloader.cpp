@@ -15,6 +15,7 @@
 #include "install/CompanionFile.h"
 #include "install/HttpConnection.h"
 #include "install/ProxyConnect.h"
+#include "install/ReadingLimit.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
@@ -24,11 +25,6 @@ namespace {
 constexpr std::int32_t maximalRetries = 3;
 constexpr std::uint32_t retryMilliseconds = 1000;
 constexpr std::size_t chunksPerParentCheck = 100;
-
-// No reply needs to be longer than the whole file, whichever part was asked for. One that goes on beyond this
-// never ends in the right file; reading stops there, so that a server can't fill the disk, and the file's
-// size then tells that it is wrong.
-constexpr std::uint64_t toleratedExcessBytes = 1'048'576;
 
 // What the work folder holds of a job's file.
 struct Remains {
@@ -244,9 +240,10 @@ bool HttpUpdateZipDownloader::fetch(const UpdateDownloadJob& job, const HttpUrlP
 
   // A whole reply to a request for a part is appended like a part: the file's size then tells.
   append(job, connection.received(), output);
-  std::uint64_t received = connection.received().size();
+  std::uint64_t position = static_cast<std::uint64_t>(offset) + connection.received().size();
   connection.dropReceived();
   StatusXml& front = StatusXml::instance();
+  ReadingLimit limit(workTempFolder, job.fileSize);
   for (std::size_t chunks = 0;;) {
     if (*front.abortRequested()) {
       output.abandon();
@@ -259,8 +256,7 @@ bool HttpUpdateZipDownloader::fetch(const UpdateDownloadJob& job, const HttpUrlP
     append(job, connection.received(), output);
     connection.dropReceived();
 
-    received += count;
-    const std::uint64_t position = static_cast<std::uint64_t>(offset) + received;
+    position += count;
     observer.setDownloadPosition(position, statDownloadInProgress);
     downloadOffset_ = numberText(static_cast<std::int64_t>(position));
     front.checkAbort();
@@ -273,8 +269,7 @@ bool HttpUpdateZipDownloader::fetch(const UpdateDownloadJob& job, const HttpUrlP
         endProcess(1);
       }
     }
-    const auto expected = static_cast<std::uint64_t>(std::max<std::int64_t>(job.fileSize, 0));
-    if (received > expected + toleratedExcessBytes) return true;
+    if (!limit.allowsMoreBehind(position)) return true;
   }
 }
 

@@ -94,6 +94,18 @@ class MiscountingFileSystem : public platform::ForwardingFileSystem {
 
 // Remembers how large the working file has become.
 class WatchingFileSystem : public FaultyFileSystem {
+// Has so much room as is told.
+class RoomyFileSystem : public platform::ForwardingFileSystem {
+ public:
+  explicit RoomyFileSystem(platform::FileSystem& target) : ForwardingFileSystem(target) {}
+  bool space(const WideText&, platform::Space& space, platform::ErrorCode& error) override {
+    error.clear();
+    space = {2 * free, free, free};
+    return true;
+  }
+  std::uint64_t free = std::uint64_t{1} << 40;
+};
+
  public:
   WatchingFileSystem(platform::FileSystem& target, const std::filesystem::path& file)
       : FaultyFileSystem(target) {
@@ -396,6 +408,21 @@ TEST_F(HttpUpdateZipDownloaderTest, ACompleteFileNeedsNoConnection) {
 
 TEST_F(HttpUpdateZipDownloaderTest, ACompleteWorkingFileIsRenamedWithoutAConnection) {
   leavePart(content.size(), content, u"");
+TEST_F(HttpUpdateZipDownloaderTest, AcceptsAnExpectedSizeFourGibibytesTooSmall) {
+  content = contentOfSize(3'000'000);
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  RoomyFileSystem roomy(files());
+  useRoles(&roomy);
+  UpdateDownloadJob small = job();
+  for (const std::int64_t missing : {1, 2, 1000}) {
+    small.fileSize = job().fileSize - missing * (std::int64_t{1} << 32);
+    EXPECT_TRUE(download(small)) << missing;
+    expectComplete();
+    std::filesystem::remove(workFolder() / "a.zip");
+  }
+  EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, 0, 0}));
+}
+
   writeFile(finalPath, "older");
   EXPECT_TRUE(download());
   expectComplete();
@@ -555,8 +582,6 @@ TEST_F(HttpUpdateZipDownloaderTest, CutAtEveryByteItEndsInTheRightFileOrTellsAnE
       EXPECT_TRUE(download()) << cut;
       EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, cut - head})) << cut;
     }
-    expectComplete();
-    std::filesystem::remove(workFolder() / "a.zip");
   }
 }
 
@@ -710,6 +735,18 @@ TEST_F(HttpUpdateZipDownloaderTest, RetriesAreCountedOverTheLifeOfADownloader) {
     EXPECT_EQ(server->requests().size(), 4U);
     EXPECT_FALSE(download(downloader, job()));
     EXPECT_EQ(server->requests().size(), 5U);
+TEST_F(HttpUpdateZipDownloaderTest, AResumedFileWithAWrongMd5Is1146AndTheNextRunBeginsAnew) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  leavePart(100'000, std::string(100'000, 'x'), job().md5);
+  EXPECT_FALSE(download());
+  expectReport(16, {u"108", finalPath}, packageAttributes(u"1146", u"300000"));
+  EXPECT_TRUE(readFile(workingPath) == std::string(100'000, 'x') + content.substr(100'000));
+  EXPECT_FALSE(fileExists(finalPath));
+  EXPECT_TRUE(download());
+  EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{100'000, 0}));
+  expectComplete();
+}
+
     EXPECT_EQ(status().exitCode(), u"1170");
   }
   EXPECT_FALSE(download());
@@ -761,8 +798,28 @@ TEST_F(HttpUpdateZipDownloaderTest, ReportsProgressWithSpeedAndTimeLeft) {
     EXPECT_EQ(snapshot.descriptions[5], u"detail");
     EXPECT_EQ(snapshot.descriptionAttributes[6], u"KB/s");
     EXPECT_EQ(snapshot.descriptionAttributes[7], u"s");
+// There is no room for a file that is 4 GiB larger, which would compare equal with the expected one.
   }
 }
+  for (const std::int64_t size : {std::int64_t{300'000}, std::int64_t{-5}, INT64_MIN}) {
+    WatchingFileSystem watching(files(), workFolder() / "a.zip_INCOMPLETE");
+    RoomyFileSystem narrow(watching);
+    narrow.free = std::uint64_t{4'000'000'000};
+    useRoles(&narrow);
+    UpdateDownloadJob endless = job();
+    endless.fileSize = size;
+    EXPECT_FALSE(download(endless));
+    EXPECT_EQ(status().exitCode(), u"1170");
+    EXPECT_GT(watching.largest, 1'000'000U);
+    EXPECT_LT(watching.largest, 2'500'000U);
+    EXPECT_EQ(tree(workTempFolder), std::vector<std::string>{});
+  }
+  EXPECT_EQ(requestedStarts(), std::vector<std::size_t>(12, 0));
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, WithRoomForASizeThatComparesEqualAnExcessIsReadToItsEnd) {
+  const std::string larger = contentOfSize(5'000'000);
+  if (!serve({{wholeReply(larger)}})) GTEST_SKIP() << cannotListen;
 
 TEST_F(HttpUpdateZipDownloaderTest, AResumedDownloadReportsItsPositionInTheWholeFile) {
   if (!serveContent()) GTEST_SKIP() << cannotListen;
