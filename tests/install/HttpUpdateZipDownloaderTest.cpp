@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <optional>
+#include <utility>
 
 #include "core/Globals.h"
 #include "core/MD5.h"
@@ -92,8 +94,6 @@ class MiscountingFileSystem : public platform::ForwardingFileSystem {
   bool miscounts_ = true;
 };
 
-// Remembers how large the working file has become.
-class WatchingFileSystem : public FaultyFileSystem {
 // Has so much room as is told.
 class RoomyFileSystem : public platform::ForwardingFileSystem {
  public:
@@ -106,6 +106,8 @@ class RoomyFileSystem : public platform::ForwardingFileSystem {
   std::uint64_t free = std::uint64_t{1} << 40;
 };
 
+// Remembers how large the working file has become.
+class WatchingFileSystem : public FaultyFileSystem {
  public:
   WatchingFileSystem(platform::FileSystem& target, const std::filesystem::path& file)
       : FaultyFileSystem(target) {
@@ -261,6 +263,25 @@ class HttpUpdateZipDownloaderTest : public JobTest {
     writeFile(companionPath, "<?xml version=\"1.0\" ?>\n<tevra_a.zip_INCOMPLETE.xml>\n    <md5sum>" +
                                  toUtf8(md5) + "</md5sum>\n</tevra_a.zip_INCOMPLETE.xml>\n");
   }
+  // Sends these bytes, ends the connection so, and answers as it should from then on. A proxy's tunnel is
+  // opened before each of it.
+  [[nodiscard]] ScriptedServer::Script cutOnce(std::string bytes, End end) const {
+    return [this, cut = std::optional(Reply{std::move(bytes), "", end})](const std::string& request) mutable {
+      if (request.starts_with("CONNECT"))
+        return Reply{"HTTP/1.0 200 Connection established\r\n\r\n", "", End::nextRequest};
+      const std::optional<Reply> first = std::exchange(cut, std::nullopt);
+      return first ? *first : Reply{rangeReply(request, content)};
+    };
+  }
+  void expectEarlyEnd() {
+    EXPECT_FALSE(download());
+    EXPECT_EQ(status().state, 16);
+    EXPECT_EQ(status().exitCode(), u"1144");
+    EXPECT_FALSE(fileExists(finalPath));
+    EXPECT_TRUE(fileExists(workingPath));
+    EXPECT_TRUE(content.starts_with(readFile(workingPath)));
+    EXPECT_TRUE(fileExists(companionPath));
+  }
   [[nodiscard]] std::vector<std::size_t> requestedStarts() const {
     std::vector<std::size_t> starts;
     for (const std::string& request : server->requests()) starts.push_back(rangeStart(request));
@@ -387,27 +408,6 @@ TEST_F(HttpUpdateZipDownloaderTest, AcceptsAnExpectedSizeFourGibibytesTooLarge) 
   expectComplete();
 }
 
-TEST_F(HttpUpdateZipDownloaderTest, ACloneDownloadsByItself) {
-  if (!serveContent()) GTEST_SKIP() << cannotListen;
-  const HttpUpdateZipDownloader original;
-  const std::unique_ptr<IUpdateZipDownloader> clone = original.clone();
-  ProgressObserver::instance().load({{content.size(), u"", u""}});
-  EXPECT_TRUE(
-      clone->download(job(), &ProgressObserver::instance(), false, nullptr, nullptr, nullptr, nullptr));
-  expectComplete();
-}
-
-// --- Without a connection ---------------------------------------------------------------------------------
-
-TEST_F(HttpUpdateZipDownloaderTest, ACompleteFileNeedsNoConnection) {
-  writeFile(finalPath, content);
-  EXPECT_TRUE(download());
-  EXPECT_TRUE(readFile(finalPath) == content);
-  EXPECT_TRUE(statusHistory().empty());
-}
-
-TEST_F(HttpUpdateZipDownloaderTest, ACompleteWorkingFileIsRenamedWithoutAConnection) {
-  leavePart(content.size(), content, u"");
 TEST_F(HttpUpdateZipDownloaderTest, AcceptsAnExpectedSizeFourGibibytesTooSmall) {
   content = contentOfSize(3'000'000);
   if (!serveContent()) GTEST_SKIP() << cannotListen;
@@ -423,6 +423,35 @@ TEST_F(HttpUpdateZipDownloaderTest, AcceptsAnExpectedSizeFourGibibytesTooSmall) 
   EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, 0, 0}));
 }
 
+TEST_F(HttpUpdateZipDownloaderTest, ACloneDownloadsByItself) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  const HttpUpdateZipDownloader original;
+  const std::unique_ptr<IUpdateZipDownloader> clone = original.clone();
+  ProgressObserver::instance().load({{content.size(), u"", u""}});
+  EXPECT_TRUE(
+      clone->download(job(), &ProgressObserver::instance(), false, nullptr, nullptr, nullptr, nullptr));
+  expectComplete();
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, WithoutAnObserverItDownloadsWithoutASnapshot) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  HttpUpdateZipDownloader downloader;
+  EXPECT_TRUE(downloader.download(job(), nullptr, false, nullptr, nullptr, nullptr, nullptr));
+  expectComplete();
+  EXPECT_TRUE(statusHistory().empty());
+}
+
+// --- Without a connection ---------------------------------------------------------------------------------
+
+TEST_F(HttpUpdateZipDownloaderTest, ACompleteFileNeedsNoConnection) {
+  writeFile(finalPath, content);
+  EXPECT_TRUE(download());
+  EXPECT_TRUE(readFile(finalPath) == content);
+  EXPECT_TRUE(statusHistory().empty());
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, ACompleteWorkingFileIsRenamedWithoutAConnection) {
+  leavePart(content.size(), content, u"");
   writeFile(finalPath, "older");
   EXPECT_TRUE(download());
   expectComplete();
@@ -460,14 +489,6 @@ TEST_F(HttpUpdateZipDownloaderTest, AnInvalidUrlIs1138) {
 
 TEST_F(HttpUpdateZipDownloaderTest, AWorkingFileThatCannotBeOpenedIs1140) {
   makeFolder(workingPath);
-TEST_F(HttpUpdateZipDownloaderTest, WithoutAnObserverItDownloadsWithoutASnapshot) {
-  if (!serveContent()) GTEST_SKIP() << cannotListen;
-  HttpUpdateZipDownloader downloader;
-  EXPECT_TRUE(downloader.download(job(), nullptr, false, nullptr, nullptr, nullptr, nullptr));
-  expectComplete();
-  EXPECT_TRUE(statusHistory().empty());
-}
-
   EXPECT_FALSE(download());
   expectReport(7, {u"100", u"Error while trying to open the output file."}, packageAttributes(u"1140", u"0"));
   EXPECT_FALSE(fileExists(companionPath));
@@ -563,24 +584,38 @@ TEST_F(HttpUpdateZipDownloaderTest, AServerThatIgnoresTheRangeIsAskedForTheWhole
 
 TEST_F(HttpUpdateZipDownloaderTest, CutAtEveryByteItEndsInTheRightFileOrTellsAnEarlyEnd) {
   content = contentOfSize(150);
-  const std::string reply = wholeReply(content);
-  const std::size_t head = reply.size() - content.size();
-  for (std::size_t cut = 0; cut < reply.size(); ++cut) {
-    bool first = true;
-    if (!serve([&, first](const std::string& request) mutable {
-          return Reply{std::exchange(first, false) ? reply.substr(0, cut) : rangeReply(request, content)};
-        }))
-      GTEST_SKIP() << cannotListen;
-    if (cut < head) {
-      EXPECT_FALSE(download()) << cut;
-      EXPECT_EQ(status().exitCode(), u"1144") << cut;
-      EXPECT_FALSE(fileExists(finalPath)) << cut;
-      EXPECT_TRUE(fileExists(workingPath)) << cut;
-      EXPECT_TRUE(download()) << cut;
-      EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, 0})) << cut;
-    } else {
-      EXPECT_TRUE(download()) << cut;
-      EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, cut - head})) << cut;
+  for (const std::string& reply : {wholeReply(content), rangeReply("", content)}) {
+    const std::size_t head = reply.size() - content.size();
+    for (std::size_t cut = 0; cut < reply.size(); ++cut) {
+      SCOPED_TRACE(reply.substr(0, cut));
+      if (!serve(cutOnce(reply.substr(0, cut), End::close))) GTEST_SKIP() << cannotListen;
+      if (cut < head) {
+        expectEarlyEnd();
+        EXPECT_TRUE(download());
+        EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, 0}));
+      } else {
+        EXPECT_TRUE(download());
+        EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, cut - head}));
+      }
+      expectComplete();
+      std::filesystem::remove(workFolder() / "a.zip");
+    }
+  }
+}
+
+// A reset may drop what came before it.
+TEST_F(HttpUpdateZipDownloaderTest, ResetAtEveryByteItTellsAnEarlyEndAndIsResumed) {
+  content = contentOfSize(150);
+  for (const std::string& reply : {wholeReply(content), rangeReply("", content)}) {
+    for (std::size_t cut = 0; cut < reply.size(); ++cut) {
+      SCOPED_TRACE(reply.substr(0, cut));
+      if (!serve(cutOnce(reply.substr(0, cut), End::reset))) GTEST_SKIP() << cannotListen;
+      expectEarlyEnd();
+      const std::size_t part = readFile(workingPath).size();
+      EXPECT_TRUE(download());
+      EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, part}));
+      expectComplete();
+      std::filesystem::remove(workFolder() / "a.zip");
     }
   }
 }
@@ -700,6 +735,18 @@ TEST_F(HttpUpdateZipDownloaderTest, TheRightSizeWithAWrongMd5Is1146AtOnceAndKeep
   expectComplete();
 }
 
+TEST_F(HttpUpdateZipDownloaderTest, AResumedFileWithAWrongMd5Is1146AndTheNextRunBeginsAnew) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  leavePart(100'000, std::string(100'000, 'x'), job().md5);
+  EXPECT_FALSE(download());
+  expectReport(16, {u"108", finalPath}, packageAttributes(u"1146", u"300000"));
+  EXPECT_TRUE(readFile(workingPath) == std::string(100'000, 'x') + content.substr(100'000));
+  EXPECT_FALSE(fileExists(finalPath));
+  EXPECT_TRUE(download());
+  EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{100'000, 0}));
+  expectComplete();
+}
+
 TEST_F(HttpUpdateZipDownloaderTest, TheOffsetIsReportedFromTheFirstReadBehindTheHeadOn) {
   content = contentOfSize(10);
   if (!serve({{wholeReply("0123456789")}})) GTEST_SKIP() << cannotListen;
@@ -735,18 +782,6 @@ TEST_F(HttpUpdateZipDownloaderTest, RetriesAreCountedOverTheLifeOfADownloader) {
     EXPECT_EQ(server->requests().size(), 4U);
     EXPECT_FALSE(download(downloader, job()));
     EXPECT_EQ(server->requests().size(), 5U);
-TEST_F(HttpUpdateZipDownloaderTest, AResumedFileWithAWrongMd5Is1146AndTheNextRunBeginsAnew) {
-  if (!serveContent()) GTEST_SKIP() << cannotListen;
-  leavePart(100'000, std::string(100'000, 'x'), job().md5);
-  EXPECT_FALSE(download());
-  expectReport(16, {u"108", finalPath}, packageAttributes(u"1146", u"300000"));
-  EXPECT_TRUE(readFile(workingPath) == std::string(100'000, 'x') + content.substr(100'000));
-  EXPECT_FALSE(fileExists(finalPath));
-  EXPECT_TRUE(download());
-  EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{100'000, 0}));
-  expectComplete();
-}
-
     EXPECT_EQ(status().exitCode(), u"1170");
   }
   EXPECT_FALSE(download());
@@ -763,16 +798,34 @@ TEST_F(HttpUpdateZipDownloaderTest, AHeadWithoutAnEndIsGivenUp) {
   }
 }
 
+// There is no room for a file that is 4 GiB larger, which would compare equal with the expected one.
 TEST_F(HttpUpdateZipDownloaderTest, ABodyWithoutAnEndNeitherFillsTheDiskNorLastsForEver) {
   if (!serve({{"HTTP/1.1 200 OK\r\n\r\n", std::string(100'000, 'x')}})) GTEST_SKIP() << cannotListen;
+  for (const std::int64_t size : {std::int64_t{300'000}, std::int64_t{-5}, INT64_MIN}) {
+    WatchingFileSystem watching(files(), workFolder() / "a.zip_INCOMPLETE");
+    RoomyFileSystem narrow(watching);
+    narrow.free = std::uint64_t{4'000'000'000};
+    useRoles(&narrow);
+    UpdateDownloadJob endless = job();
+    endless.fileSize = size;
+    EXPECT_FALSE(download(endless));
+    EXPECT_EQ(status().exitCode(), u"1170");
+    EXPECT_GT(watching.largest, 1'000'000U);
+    EXPECT_LT(watching.largest, 2'500'000U);
+    EXPECT_EQ(tree(workTempFolder), std::vector<std::string>{});
+  }
+  EXPECT_EQ(requestedStarts(), std::vector<std::size_t>(12, 0));
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, WithRoomForASizeThatComparesEqualAnExcessIsReadToItsEnd) {
+  const std::string larger = contentOfSize(5'000'000);
+  if (!serve({{wholeReply(larger)}})) GTEST_SKIP() << cannotListen;
   WatchingFileSystem watching(files(), workFolder() / "a.zip_INCOMPLETE");
-  useRoles(&watching);
+  RoomyFileSystem roomy(watching);
+  useRoles(&roomy);
   EXPECT_FALSE(download());
   EXPECT_EQ(status().exitCode(), u"1170");
-  EXPECT_EQ(requestedStarts(), (std::vector<std::size_t>{0, 0, 0, 0}));
-  EXPECT_GT(watching.largest, content.size());
-  EXPECT_LT(watching.largest, content.size() + 2'000'000);
-  EXPECT_EQ(tree(workTempFolder), std::vector<std::string>{});
+  EXPECT_EQ(watching.largest, larger.size());
 }
 
 // --- Progress, abort, vanished front end ------------------------------------------------------------------
@@ -798,28 +851,8 @@ TEST_F(HttpUpdateZipDownloaderTest, ReportsProgressWithSpeedAndTimeLeft) {
     EXPECT_EQ(snapshot.descriptions[5], u"detail");
     EXPECT_EQ(snapshot.descriptionAttributes[6], u"KB/s");
     EXPECT_EQ(snapshot.descriptionAttributes[7], u"s");
-// There is no room for a file that is 4 GiB larger, which would compare equal with the expected one.
   }
 }
-  for (const std::int64_t size : {std::int64_t{300'000}, std::int64_t{-5}, INT64_MIN}) {
-    WatchingFileSystem watching(files(), workFolder() / "a.zip_INCOMPLETE");
-    RoomyFileSystem narrow(watching);
-    narrow.free = std::uint64_t{4'000'000'000};
-    useRoles(&narrow);
-    UpdateDownloadJob endless = job();
-    endless.fileSize = size;
-    EXPECT_FALSE(download(endless));
-    EXPECT_EQ(status().exitCode(), u"1170");
-    EXPECT_GT(watching.largest, 1'000'000U);
-    EXPECT_LT(watching.largest, 2'500'000U);
-    EXPECT_EQ(tree(workTempFolder), std::vector<std::string>{});
-  }
-  EXPECT_EQ(requestedStarts(), std::vector<std::size_t>(12, 0));
-}
-
-TEST_F(HttpUpdateZipDownloaderTest, WithRoomForASizeThatComparesEqualAnExcessIsReadToItsEnd) {
-  const std::string larger = contentOfSize(5'000'000);
-  if (!serve({{wholeReply(larger)}})) GTEST_SKIP() << cannotListen;
 
 TEST_F(HttpUpdateZipDownloaderTest, AResumedDownloadReportsItsPositionInTheWholeFile) {
   if (!serveContent()) GTEST_SKIP() << cannotListen;
@@ -864,6 +897,14 @@ TEST_F(HttpUpdateZipDownloaderTest, AnAbortSeenBehindTheLastBlockWins) {
   EXPECT_EQ(status().state, 8);
   EXPECT_EQ(status().exitCode(), u"1020");
   EXPECT_TRUE(readFile(workingPath) == content);
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, AnAbortWithoutAnObserverIsToldWithoutAmounts) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  writeFile(StatusXml::instance().abortFilePath(), abortDocument());
+  HttpUpdateZipDownloader downloader;
+  EXPECT_FALSE(downloader.download(job(), nullptr, false, nullptr, nullptr, nullptr, nullptr));
+  expectReport(8, {}, {{u"exitCode", u"1020"}});
 }
 
 TEST_F(HttpUpdateZipDownloaderTest, AVanishedFrontEndEndsTheProcessWith1) {
@@ -956,14 +997,6 @@ TEST_F(HttpUpdateZipDownloaderTest, AFullDiskIs1133AndEndsTheProcessWith1) {
   if (!serveContent()) GTEST_SKIP() << cannotListen;
   const MountedTmpfs small(workFolder(), "size=1m");
   if (!small.isMounted()) GTEST_SKIP() << "mounting a small disk takes root";
-TEST_F(HttpUpdateZipDownloaderTest, AnAbortWithoutAnObserverIsToldWithoutAmounts) {
-  if (!serveContent()) GTEST_SKIP() << cannotListen;
-  writeFile(StatusXml::instance().abortFilePath(), abortDocument());
-  HttpUpdateZipDownloader downloader;
-  EXPECT_FALSE(downloader.download(job(), nullptr, false, nullptr, nullptr, nullptr, nullptr));
-  expectReport(8, {}, {{u"exitCode", u"1020"}});
-}
-
   EXPECT_EXIT((void)download(), ::testing::ExitedWithCode(1), "");
   const SavedStatus saved = status();
   EXPECT_EQ(saved.state, 7);
@@ -1130,6 +1163,24 @@ TEST_F(HttpUpdateZipDownloaderProxyTest, AProxyThatGoesAwayIs1144) {
   EXPECT_FALSE(download());
   EXPECT_EQ(status().state, 16);
   EXPECT_EQ(status().exitCode(), u"1144");
+}
+
+TEST_F(HttpUpdateZipDownloaderProxyTest, CutInTheBodyThroughATunnelItEndsInTheRightFileOrTellsAnEarlyEnd) {
+  content = contentOfSize(50);
+  const std::string reply = wholeReply(content);
+  proxyUser = "user";
+  proxyPassword = "pass";
+  for (const End end : {End::close, End::reset}) {
+    for (std::size_t cut = reply.size() - content.size(); cut < reply.size(); ++cut) {
+      SCOPED_TRACE(reply.substr(0, cut));
+      startProxy(cutOnce(reply.substr(0, cut), end));
+      if (end == End::reset) expectEarlyEnd();
+      EXPECT_TRUE(download());
+      EXPECT_EQ(server->requests().size(), 4U);
+      expectComplete();
+      std::filesystem::remove(workFolder() / "a.zip");
+    }
+  }
 }
 
 TEST_F(HttpUpdateZipDownloaderProxyTest, WithoutAPortTheProxyIsAskedAtPort80) {
