@@ -96,7 +96,8 @@ TEST_F(HostilePackageJobTest, ARegisterThatIsALinkIsNotFollowed) {
   outside = job.tree("outside");
   std::filesystem::create_symlink(job.path("outside/updates.xml"), job.path("flash/ZELMORA/updates.xml"));
   const JobResult result = job.run(installCommand(localSpringPackage(), true));
-  EXPECT_EQ(result.signal, 0);
+  EXPECT_EQ(result.exitValue, 255);
+  EXPECT_EQ(result.document(), errorDocument(1101, "Finding a valid updates.xml file on the device failed!"));
   EXPECT_EQ(job.tree("outside"), outside);
 }
 
