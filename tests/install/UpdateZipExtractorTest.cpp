@@ -387,7 +387,7 @@ TEST_F(UpdateZipExtractorTest, PackageOnTheDeviceIsNotOverwrittenHoweverItsPathI
   writeFile(device + u"/maps/p.zip", bytes);
   fs::create_directory_symlink("device", native(path(u"link")));
   fs::create_symlink("device/maps/p.zip", native(path(u"other.zip")));
-  for (const WideText root : {device, path(u"link"), path(u"./device/"), path(u"temp/../device")}) {
+  for (const WideText& root : {device, path(u"link"), path(u"./device/"), path(u"temp/../device")}) {
     for (const WideText source : {u"device/maps/p.zip", u"device/./maps//p.zip", u"device/maps/../maps/p.zip",
                                   u"link/maps/p.zip", u"other.zip"}) {
       for (const WideText client : {u"maps/p.zip", u"./maps/p.zip", u"maps\\.\\p.zip", u"maps//p.zip"}) {
@@ -1004,7 +1004,7 @@ TEST_F(FirstEntryTest, ThatIsTheZipInAnotherSpellingIs1115) {
   for (const std::string name : {"./p.zip", "p.zip", ".\\p.zip"}) {
     writeZip(ZipBuilder().add(name, "content"));
     const std::string bytes = readFile(zip);
-    for (const WideText source : {zip, path(u"temp/./p.zip"), path(u"temp/link.zip")}) {
+    for (const WideText& source : {zip, path(u"temp/./p.zip"), path(u"temp/link.zip")}) {
       EXPECT_TRUE(extractor.extractFirstEntry(source).empty());
       EXPECT_EQ(status().exitCode(), u"1115");
       EXPECT_EQ(readFile(zip), bytes);

@@ -18,7 +18,7 @@ TEST_F(XmlWorkingCopyTest, ANewFileComesWithItsFolders) {
   XmlWorkingCopy copy(device, u"new\\folder/file.xml");
   EXPECT_NE(copy.editsOrNew("settings"), nullptr);
   EXPECT_TRUE(copy.bringBack());
-  EXPECT_EQ(readFile(device + u"/new/folder/file.xml"), "<?xml version=\"1.0\" ?>\n<settings />\n");
+  EXPECT_EQ(readFile(device + u"/new/folder/file.xml"), "<settings />\n");
 }
 
 TEST_F(XmlWorkingCopyTest, ADeviceThatGoesIsNotMadeAnewOnTheComputer) {
