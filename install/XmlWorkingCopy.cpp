@@ -53,6 +53,10 @@ XmlEdits* XmlWorkingCopy::editsOrNew(const std::string& rootName) {
 
 bool XmlWorkingCopy::bringBack() {
   if (path_.empty() || (deviceFile_ == DeviceFile::copied && !edits_.isToBeSaved())) return true;
+  if (isOutdated()) {
+    logLine(u"another file has taken the place of ", target_);
+    return true;
+  }
   const OldFile old = deviceFile_ == DeviceFile::copied ? OldFile::notKept : OldFile::keptIfDamaged;
   // What lies on the device may have changed since the path was joined.
   const bool broughtBack = (!edits_.isToBeSaved() || edits_.save(path_)) &&

@@ -520,6 +520,69 @@ TEST_F(XmlEntriesJobTest, AFileThatALaterUpdateBringsWinsOverChangesBeforeIt) {
       << "of the first update nothing is left";
 }
 
+// What an update has placed stays also where the one behind it ends the job: with the copy of the file that
+// an update before it has changed still in hand.
+class EarlyEndJobTest : public XmlEntriesJobTest {
+ protected:
+  // Changes the settings, then places them, and comes to an end at the last file.
+  JobResult runToEarlyEnd(const std::string& lastEntry, int lastFlag) {
+    const std::string came = language("came");
+    CommandPackage each;
+    each.zip = ZipBuilder().add("s", came).add("a", fileContent).bytes();
+    each.url = job.path("p.zip");
+    job.write("p.zip", each.zip);
+    each.description.update("Changes", "storage_for_software", 10)
+        .xmlEntry(settingsXml, 3, "config/skin", "name/red", {"name/red"})
+        .update("Brings", "storage_for_software", 10)
+        .file("s", settingsXml, came, flag)
+        .file(lastEntry, "apps/a", fileContent, lastFlag);
+    return job.run(installCommand(each, true));
+  }
+  void expectSettingsThatCame() {
+    EXPECT_EQ(device(settingsXml), language("came"));
+    EXPECT_TRUE(logHas("Xml update installer: another file has taken the place of E:\\" + settingsXml));
+    expectEmptyWorkFolder();
+  }
+  int flag = 0;
+};
+
+TEST_F(EarlyEndJobTest, AFileThatWasPlacedStaysWhenTheNextOneIsMissingInTheZip) {
+  for (const auto& [placingFlag, wasThere] : std::vector<std::pair<int, bool>>{
+           {0, false}, {0, true}, {2, false}, {2, true}, {1, false}, {3, true}}) {
+    SCOPED_TRACE("flag " + std::to_string(placingFlag) + (wasThere ? ", a file was there" : ""));
+    std::filesystem::remove_all(job.path("flash/config"));
+    if (wasThere) job.write("flash/" + settingsXml, language("old"));
+    flag = placingFlag;
+    const JobResult result = runToEarlyEnd("missing", 0);
+    EXPECT_EQ(result.exitValue, 255);
+    EXPECT_EQ(result.document(),
+              errorDocument(1102, "Failed to open updates.xml file. Update was not serialized!"));
+    expectSettingsThatCame();
+  }
+}
+
+TEST_F(EarlyEndJobTest, ChangesStayWhereTheUpdateThatEndsTheJobHasNotPlacedTheFile) {
+  job.write("flash/" + settingsXml, language("old"));
+  flag = 1;
+  EXPECT_EQ(runToEarlyEnd("missing", 0).exitValue, 255);
+  EXPECT_EQ(device(settingsXml),
+            "<config>\n    <language>old</language>\n    <skin>\n        <name>red</name>\n    </skin>\n"
+            "</config>\n");
+  expectEmptyWorkFolder();
+}
+
+TEST_F(EarlyEndJobTest, AFileThatWasPlacedStaysWhenTheNextFlagIsUnknown) {
+  for (const bool wasThere : {false, true}) {
+    SCOPED_TRACE(wasThere);
+    std::filesystem::remove_all(job.path("flash/config"));
+    if (wasThere) job.write("flash/" + settingsXml, language("old"));
+    const JobResult result = runToEarlyEnd("a", 6);
+    EXPECT_EQ(result.exitValue, 255);
+    EXPECT_EQ(result.document(), errorDocument(1177, "Operation not supported!!!"));
+    expectSettingsThatCame();
+  }
+}
+
 TEST_F(XmlEntriesJobTest, AnOlderPackageOnTheCardChangesTheFilesOfTheMainStorage) {
   job.write("flash/" + versionXml, maps({{"alps", "1"}}));
   job.write("card/" + versionXml, "not looked at");
