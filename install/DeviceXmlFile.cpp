@@ -99,18 +99,17 @@ TiXmlElement* DeviceXmlFile::firstMatch(const Wanted& wanted) {
 TiXmlElement* DeviceXmlFile::matchBelow(TiXmlNode& parent, const Wanted& wanted) {
   if (!wanted.element.number)
     return document_.findByText(parent, wanted.element.name, wanted.path, wanted.text,
-                                IndexedXmlDocument::WithoutPath::isPassedOver);
+                                IndexedXmlDocument::WithoutText::isPassedOver);
   TiXmlElement* const element = document_.child(parent, wanted.element);
   TiXmlNode* const found = element != nullptr ? document_.find(*element, parseXmlPath(wanted.path)) : nullptr;
-  return found != nullptr && IndexedXmlDocument::textOf(*found->ToElement()) == wanted.text ? element
-                                                                                            : nullptr;
+  return found != nullptr && document_.textOf(*found->ToElement()) == wanted.text ? element : nullptr;
 }
 
 TiXmlElement* DeviceXmlFile::matchAddedToRoot(const Wanted& wanted) {
   if (wanted.pathBelowAdded.empty() || wanted.text.empty()) return nullptr;
   TiXmlElement* const child =
       document_.findByText(document_.root(), wanted.parent.front().name, wanted.pathBelowAdded, wanted.text,
-                           IndexedXmlDocument::WithoutPath::isPassedOver);
+                           IndexedXmlDocument::WithoutText::isPassedOver);
   return child != nullptr ? document_.find(*child, parseXmlPath(wanted.pathBelowAdded))->ToElement()
                           : nullptr;
 }

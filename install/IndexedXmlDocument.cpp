@@ -88,6 +88,7 @@ TiXmlElement* IndexedXmlDocument::child(TiXmlNode& parent, const XmlPathStep& st
   std::size_t number = step.number.value_or(0);
   int walked = 0;
   for (TiXmlNode* node = parent.FirstChild(); node != nullptr; node = node->NextSibling()) {
+    ++walkedCount_;
     if (++walked > walkedChildren) return pick(childrenOf(parent), step);
     TiXmlElement* const element = node->ToElement();
     if (element != nullptr && element->ValueStr() == step.name && number-- == 0) return element;
@@ -106,7 +107,7 @@ TiXmlNode* IndexedXmlDocument::find(TiXmlNode& start, const XmlPath& path) {
 
 TiXmlElement* IndexedXmlDocument::findByText(TiXmlNode& parent, const std::string& name,
                                              const std::string& path, const std::string& text,
-                                             WithoutPath childWithoutPath) {
+                                             WithoutText childWithoutText) {
   Children& children = childrenOf(parent);
   const auto found = children.find(name);
   if (found == children.end()) return nullptr;
@@ -118,16 +119,12 @@ TiXmlElement* IndexedXmlDocument::findByText(TiXmlNode& parent, const std::strin
   if (isNew) search.path = parseXmlPath(path);
   catchUp(like, search);
 
-  const bool passesOver = childWithoutPath == WithoutPath::isPassedOver;
+  const bool passesOver = childWithoutText == WithoutText::isPassedOver;
   for (;;) {
-    const auto numbers = search.byText.find(text);
-    if (numbers != search.byText.end() && !numbers->second.empty()) {
-      const std::size_t number = *numbers->second.begin();
-      if (passesOver || search.withoutPath.empty() || number < *search.withoutPath.begin())
-        return like.elements[number];
-    }
-    if (!passesOver && !search.withoutPath.empty()) return nullptr;
-    if (search.texts.size() == like.elements.size()) return nullptr;
+    const std::size_t end = passesOver ? like.elements.size() : search.firstWithoutText();
+    const std::size_t number = search.firstWith(text);
+    if (number <= end && number < like.elements.size()) return like.elements[number];
+    if (end < search.texts.size() || search.texts.size() == like.elements.size()) return nullptr;
     search.texts.push_back(nullptr);
     lookAt(like, search, search.texts.size() - 1);
   }
@@ -136,6 +133,7 @@ TiXmlElement* IndexedXmlDocument::findByText(TiXmlNode& parent, const std::strin
 std::string IndexedXmlDocument::textOf(const TiXmlElement& element) {
   const TiXmlText* const text = element.FirstChild() != nullptr ? element.FirstChild()->ToText() : nullptr;
   if (text == nullptr) return {};
+  lookCount_ += text->ValueStr().size() / charactersOfLook;
   return text->CDATA() ? asReadAgain(text->ValueStr()) : text->ValueStr();
 }
 
@@ -176,6 +174,15 @@ void IndexedXmlDocument::remove(TiXmlElement& element) {
   parent.RemoveChild(&element);
   if (isPlainText(before)) lookCount_ += before->ValueStr().size() / charactersOfLook;
   joinTexts(before, behind);
+}
+
+std::size_t IndexedXmlDocument::TextSearch::firstWith(const std::string& text) const {
+  const auto numbers = byText.find(text);
+  return numbers != byText.end() && !numbers->second.empty() ? *numbers->second.begin() : none;
+}
+
+std::size_t IndexedXmlDocument::TextSearch::firstWithoutText() const {
+  return std::min(firstWith({}), withoutPath.empty() ? none : *withoutPath.begin());
 }
 
 IndexedXmlDocument::Children& IndexedXmlDocument::childrenOf(TiXmlNode& parent) {

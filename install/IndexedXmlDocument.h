@@ -55,18 +55,19 @@ class IndexedXmlDocument {
   // Below `start`, each step to a child of the element before; `start` for a path without steps.
   [[nodiscard]] TiXmlNode* find(TiXmlNode& start, const XmlPath& path);
 
-  enum class WithoutPath { endsTheSearch, isPassedOver };
+  enum class WithoutText { endsTheSearch, isPassedOver };
   // The first of the like children of `parent` below which the path leads to an element with the text; an
   // empty path leads to the child itself. The last argument says what becomes of a child below which the path
-  // leads nowhere. The text has the form of asReadAgain. Null if there is none.
+  // leads nowhere or to an element without a text; one that is without is found all the same if the text is
+  // empty. The text has the form of asReadAgain. Null if there is none.
   [[nodiscard]] TiXmlElement* findByText(TiXmlNode& parent, const std::string& name, const std::string& path,
-                                         const std::string& text, WithoutPath childWithoutPath);
+                                         const std::string& text, WithoutText childWithoutText);
   // How many elements have been looked at so far, with other work that may grow as the square of the document
   // in the same measure: who looks for what a hostile file names stops in time.
-  [[nodiscard]] std::uint64_t lookCount() const { return lookCount_; }
+  [[nodiscard]] std::uint64_t lookCount() const { return lookCount_ + walkedCount_ / stepsOfLook; }
   // What stands first in the element if that is text, else empty. In the form of asReadAgain, which a CDATA
-  // section needn't have in the document.
-  [[nodiscard]] static std::string textOf(const TiXmlElement& element);
+  // section needn't have in the document. Reading a long text counts as looks.
+  [[nodiscard]] std::string textOf(const TiXmlElement& element);
 
   // A new element behind all other children. The name must be one.
   TiXmlElement& add(TiXmlNode& parent, const std::string& name);
@@ -82,6 +83,11 @@ class IndexedXmlDocument {
     std::unordered_map<std::string, std::set<std::size_t>> byText;
     std::set<std::size_t> withoutPath;
     std::uint64_t knownChanges = 0;
+
+    static constexpr std::size_t none = SIZE_MAX;
+    // Of those looked at so far, by their numbers; `none` if there is none.
+    [[nodiscard]] std::size_t firstWith(const std::string& text) const;
+    [[nodiscard]] std::size_t firstWithoutText() const;
   };
 
   struct TextSearches {
@@ -120,7 +126,9 @@ class IndexedXmlDocument {
   std::unordered_map<const TiXmlNode*, Children> children_;
   std::unordered_map<const TiXmlNode*, std::size_t> numbers_;  // of the elements in children_
   std::size_t searchBytes_ = 0;                                // about what the searches take
+  static constexpr std::uint64_t stepsOfLook = 64;             // from one child to the next
   std::uint64_t lookCount_ = 0;
+  std::uint64_t walkedCount_ = 0;
 };
 
 }  // namespace ZelmoraTevra

@@ -110,8 +110,7 @@ bool XmlEdits::remove(const XmlEdit& edit) {
   TiXmlNode* match = nullptr;
   if (base.size() < 2) {
     match = path.empty() ? nullptr : document_.find(document_.root(), parseXmlPath(path));
-    if (match != nullptr && IndexedXmlDocument::textOf(*match->ToElement()) != asReadAgain(value))
-      match = nullptr;
+    if (match != nullptr && document_.textOf(*match->ToElement()) != asReadAgain(value)) match = nullptr;
   } else {
     if (!isRoot(base.front())) return false;
     const XmlPathStep last = std::move(base.back());
@@ -119,7 +118,7 @@ bool XmlEdits::remove(const XmlEdit& edit) {
     TiXmlNode* const parent = document_.find(document_.document(), base);
     if (parent != nullptr && !last.number)
       match = document_.findByText(*parent, last.name, path, asReadAgain(value),
-                                   IndexedXmlDocument::WithoutPath::isPassedOver);
+                                   IndexedXmlDocument::WithoutText::isPassedOver);
   }
   if (match == nullptr) return true;
   document_.remove(*match->ToElement());
@@ -140,7 +139,7 @@ TiXmlElement* XmlEdits::findMatch(const XmlEdit& edit) {
   if (parent == nullptr) return nullptr;
   const auto [path, value] = splitAtLastSlash(edit.condition);
   return document_.findByText(*parent, name, path, asReadAgain(value),
-                              IndexedXmlDocument::WithoutPath::endsTheSearch);
+                              IndexedXmlDocument::WithoutText::endsTheSearch);
 }
 
 bool XmlEdits::writeAlters(TiXmlElement& element, const XmlEdit& edit) {

@@ -44,7 +44,8 @@ class XmlEdits {
   // which what is missing is made; and below the innermost the alters, each with elements of its own.
   bool append(const XmlEdit& edit);
   // Writes the alters in the first of the elements of `base` that meets the condition. One in which the
-  // condition's path leads nowhere ends the search. Without a match nothing changes, and the result is true.
+  // condition's path leads nowhere, or to an element without a text, ends the search. Without a match nothing
+  // changes, and the result is true.
   bool change(const XmlEdit& edit);
   // As `change`; without a match as `append`, with a new element of the base's last name around the alters.
   // A base of the root alone has the alters added to the root.

@@ -154,7 +154,7 @@ class Edit {
   }
 
  private:
-  // Reads instance 0, 1, 2, ... until one has the value or one can't be read.
+  // Reads instance 0, 1, 2, ... until one has the value or nothing can be read in one.
   TiXmlNode* match() {
     for (int n = 0;; ++n) {
       Names instance = base_;
@@ -163,6 +163,7 @@ class Edit {
       const TiXmlNode* const place = at(element, pathOf(edit_.condition));
       if (place == nullptr) return nullptr;
       if (readText(place) == comparedValueOf(edit_.condition)) return element;
+      if (readText(place).empty()) return nullptr;
     }
   }
 

@@ -182,11 +182,35 @@ TEST_F(XmlEditsTest, AnInstanceWithoutThePathEndsTheSearch) {
             "<r><e><n>z</n></e><e><m/></e><e><n>y</n></e></r>");
 }
 
-TEST_F(XmlEditsTest, AnInstanceWithAnEmptyElementAtThePathDoesNotEndTheSearch) {
-  EXPECT_EQ(afterChange("<r><e><n/></e><e><n>y</n></e></r>", {"r/e", "n/y", {"n/z"}}),
-            "<r><e><n/></e><e><n>z</n></e></r>");
-  EXPECT_EQ(afterChange("<r><e><n>y</n></e><e><n/></e></r>", {"r/e", "n/", {"n/z"}}),
-            "<r><e><n>y</n></e><e><n>z</n></e></r>");
+TEST_F(XmlEditsTest, AnInstanceWithAnEmptyElementAtThePathEndsTheSearchToo) {
+  for (const char* empty : {"<n/>", "<n> </n>", "<n><k>y</k></n>", "<n><!--y--></n>"}) {
+    const std::string document = "<r><e><n>x</n></e><e>" + std::string(empty) + "</e><e><n>y</n></e></r>";
+    const std::string unchanged = afterChange(document, {"r/e", "n/none", {"n/z"}});
+    EXPECT_EQ(afterChange(document, {"r/e", "n/y", {"n/z"}}), unchanged) << empty;
+    EXPECT_TRUE(result);
+    EXPECT_TRUE(saves);
+    EXPECT_NE(afterChange(document, {"r/e", "n/x", {"n/z"}}), unchanged) << empty;
+  }
+  EXPECT_EQ(afterChange("<r><e/><e>y</e></r>", {"r/e", "y", {"z"}}), "<r><e/><e>y</e></r>");
+}
+
+TEST_F(XmlEditsTest, AnEmptyValueIsThatOfTheFirstInstanceWithAnEmptyElementAtThePath) {
+  EXPECT_EQ(afterChange("<r><e><n>y</n></e><e><n/></e><e><n/></e></r>", {"r/e", "n/", {"n/z"}}),
+            "<r><e><n>y</n></e><e><n>z</n></e><e><n/></e></r>");
+  EXPECT_EQ(afterChange("<r><e><n>y</n></e><e/><e><n/></e></r>", {"r/e", "n/", {"n/z"}}),
+            "<r><e><n>y</n></e><e/><e><n/></e></r>");
+}
+
+TEST_F(XmlEditsTest, AnInstanceThatIsEmptiedEndsTheSearchAndOneThatIsFilledDoesNoMore) {
+  writeFile(file, "<r><e><n>a</n></e><e><n>b</n></e><e><n>c</n></e></r>");
+  XmlEdits edits;
+  ASSERT_TRUE(edits.load(file));
+  EXPECT_TRUE(edits.change({"r/e", "n/c", {"n/C"}}));
+  EXPECT_TRUE(edits.change({"r/e", "n/a", {"n/"}}));
+  EXPECT_TRUE(edits.change({"r/e", "n/C", {"n/unseen"}}));
+  EXPECT_TRUE(edits.setValue({"r/e/n", "A", {}}));
+  EXPECT_TRUE(edits.change({"r/e", "n/C", {"n/seen"}}));
+  EXPECT_EQ(flat(edits), "<r><e><n>A</n></e><e><n>b</n></e><e><n>seen</n></e></r>");
 }
 
 TEST_F(XmlEditsTest, AConditionAndAnAlterWithoutAPathAreOfTheInstanceItself) {
@@ -271,6 +295,11 @@ TEST_F(XmlEditsTest, ReplaceOrAppendBehindAnInstanceWithoutThePathAppends) {
             "<r><e/><e><n>y</n></e><e><n>y</n></e></r>");
 }
 
+TEST_F(XmlEditsTest, ReplaceOrAppendBehindAnInstanceWithAnEmptyElementAtThePathAppends) {
+  EXPECT_EQ(afterReplaceOrAppend("<r><e><n/></e><e><n>y</n></e></r>", {"r/e", "n/y", {"n/y"}}),
+            "<r><e><n/></e><e><n>y</n></e><e><n>y</n></e></r>");
+}
+
 TEST_F(XmlEditsTest, SetValueWritesTheWholeConditionToTheFirstElementOfThePath) {
   EXPECT_EQ(afterSetValue("<r><p><e>1</e><e>2</e></p><p><e>3</e></p></r>", {"r/p/e", "a/b", {}}),
             "<r><p><e>a/b</e><e>2</e></p><p><e>3</e></p></r>");
@@ -323,9 +352,10 @@ TEST_F(XmlEditsTest, RemoveTakesTheFirstOfSeveralThatMatch) {
             "<r><e>x</e><e i=\"2\">y</e></r>");
 }
 
-TEST_F(XmlEditsTest, RemovePassesOverElementsWithoutThePath) {
+TEST_F(XmlEditsTest, RemovePassesOverElementsWithoutThePathOrWithAnEmptyElementThere) {
   EXPECT_EQ(afterRemove("<r><e/><e><n>y</n></e></r>", {"r/e", "n/y", {}}), "<r><e/></r>");
   EXPECT_EQ(afterRemove("<r><e/><e><n/></e></r>", {"r/e", "n/", {}}), "<r><e/></r>");
+  EXPECT_EQ(afterRemove("<r><e><n/></e><e><n>y</n></e></r>", {"r/e", "n/y", {}}), "<r><e><n/></e></r>");
 }
 
 TEST_F(XmlEditsTest, RemoveWithoutAMatchSavesNothing) {
