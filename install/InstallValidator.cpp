@@ -106,7 +106,8 @@ bool InstallValidator::compareWithSecondCopy(const ValidationRecord& record, Upd
   File_platformIndependent copy(path);
   if (!copy.exists()) return false;
   const WideText digest = fileDigest(path);
-  if (digest != record.deviceMd5) {
+  // Two files of which neither can be read aren't known to be the same.
+  if (digest.empty() || digest != record.deviceMd5) {
     deviceMismatches_.push_back(record);
     deviceMismatches_.back().expectedMd5 = digest;
   }

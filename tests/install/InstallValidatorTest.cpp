@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "core/Digest.h"
 #include "core/Globals.h"
 #include "core/StatusXml.h"
@@ -158,6 +160,46 @@ TEST_F(InstallValidatorTest, ADeviceThatIsPulledWhileAFileIsReadIs1287) {
   add(u"a", digestOfA);
   EXPECT_EQ(validate(), InstallValidator::stopped);
   EXPECT_EQ(status().exitCode(), u"1287");
+}
+
+// Doesn't open for reading what lies in some folders.
+class UnreadableFileSystem : public platform::ForwardingFileSystem {
+ public:
+  UnreadableFileSystem(platform::FileSystem& target, std::vector<WideText> folders)
+      : ForwardingFileSystem(target), folders_(std::move(folders)) {}
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    const bool isUnreadable = std::any_of(folders_.begin(), folders_.end(), [&path](const WideText& folder) {
+      return toForwardSlashes(path).starts_with(toForwardSlashes(folder) + u'/');
+    });
+    if (mode != platform::OpenMode::read || !isUnreadable)
+      return ForwardingFileSystem::open(path, mode, error);
+    error = boost::system::errc::make_error_code(boost::system::errc::io_error);
+    return nullptr;
+  }
+
+ private:
+  std::vector<WideText> folders_;
+};
+
+TEST_F(InstallValidatorTest, AFileThatCannotBeReadIsDamagedAlsoIfItsSecondCopyCannotBeReadEither) {
+  add(u"a", digestOfA);
+  const WideText ofDevice = device + u"/maps";
+  for (const auto& folders :
+       {std::vector<WideText>{ofDevice}, {workTempFolder}, {ofDevice, workTempFolder}}) {
+    SCOPED_TRACE(toUtf8(folders.front()) + ' ' + std::to_string(folders.size()));
+    // The description's digest may only speak for a file that can be read.
+    records[0].expectedMd5 = folders.front() == ofDevice ? digestOfA : u"";
+    UnreadableFileSystem unreadable(files(), folders);
+    useFileSystem(unreadable);
+    EXPECT_EQ(validate(), InstallValidator::damaged);
+    useFileSystem(files());
+    const std::vector<ValidationRecord> bad = validator.getDeviceMismatches();
+    ASSERT_EQ(bad.size(), 1U);
+    EXPECT_EQ(bad[0].deviceMd5, folders.front() == ofDevice ? u"" : digestOfA);
+    EXPECT_EQ(bad[0].expectedMd5, folders.back() == workTempFolder ? u"" : digestOfA);
+    EXPECT_TRUE(tree(workTempFolder).empty());
+  }
 }
 
 TEST_F(InstallValidatorTest, AZipThatCantGiveASecondCopyStopsWithTheExtractorsReport) {
