@@ -1,6 +1,7 @@
 #include "install/DefaultXmlUpdateUninstaller.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -13,16 +14,35 @@ namespace ZelmoraTevra {
 
 namespace {
 
-// False if the file is or may be on one of the storages and can't be edited there.
-bool removeElements(const UpdateXmlEntry& entry, DeviceXmlFiles& files,
+// The files of an update by their paths, made when the first is asked for.
+class FilesOfUpdate {
+ public:
+  explicit FilesOfUpdate(const Update& update) : update_(update) {}
+
+  [[nodiscard]] bool contain(const WideText& path) {
+    if (paths_.empty())
+      for (const UpdateFile& file : update_.files) paths_.insert(comparablePath(file.client));
+    return paths_.contains(comparablePath(path));
+  }
+
+ private:
+  const Update& update_;
+  std::unordered_set<WideText> paths_;
+};
+
+// False if the file is on none of the storages and isn't the update's own, or is or may be on one of them and
+// can't be edited there.
+bool removeElements(const UpdateXmlEntry& entry, FilesOfUpdate& ownFiles, DeviceXmlFiles& files,
                     std::vector<PathBelowRoot>& storages) {
+  bool wasEdited = false;
   for (PathBelowRoot& storage : storages) {
     const DeviceXmlFiles::Editing editing = files.removeMatches(storage, entry);
     if (editing == DeviceXmlFiles::Editing::failed) return false;
+    if (editing == DeviceXmlFiles::Editing::done) wasEdited = true;
     if (editing == DeviceXmlFiles::Editing::refused)
       writeLog(u"The path of an XML file leaves the device: " + entry.file);
   }
-  return true;
+  return wasEdited || ownFiles.contain(entry.file);
 }
 
 }  // namespace
@@ -37,12 +57,13 @@ std::unique_ptr<IUpdateUninstaller> DefaultXmlUpdateUninstaller::clone() const {
 bool DefaultXmlUpdateUninstaller::uninstall(const Update& update, const WideText& root) {
   std::vector<PathBelowRoot> storages{PathBelowRoot(root)};
   if (root != primaryRoot_) storages.emplace_back(primaryRoot_);
+  FilesOfUpdate ownFiles(update);
   return std::all_of(update.xmlEntries.begin(), update.xmlEntries.end(), [&](const UpdateXmlEntry& entry) {
     if (isRegisterPlace(entry.file)) {
       writeLog(u"The register is no update's XML file: " + entry.file);
       return true;
     }
-    if (removeElements(entry, *files_, storages)) return true;
+    if (removeElements(entry, ownFiles, *files_, storages)) return true;
     writeLog(u"The XML file of an update can't be edited: " + entry.file);
     return false;
   });

@@ -10,10 +10,10 @@ class DeviceXmlFiles;
 // entry matches. The files are edited in memory; whoever owns them writes them.
 //
 // An installation puts all elements into files of the main storage, wherever the update itself is. So a file
-// is looked for on the update's storage and on the main one, and edited where it is. One that is on neither,
-// be it that the update brought it and it has been deleted just now, holds nothing of the update any more,
-// and a path that would leave the storage never led to anything. An update with a file that is there and
-// can't be edited can't be uninstalled.
+// is looked for on the update's storage and on the main one, and edited where it is. An update with a file
+// that is on neither, or is there and can't be edited, can't be uninstalled; a path that would leave the
+// storage counts as one that isn't there. Only a file that the update itself has brought, and that has been
+// deleted just now, holds nothing of the update any more.
 class DefaultXmlUpdateUninstaller : public IXmlUpdateUninstaller {
  public:
   // The files must outlive the uninstaller.

@@ -14,6 +14,7 @@ class DefaultXmlUpdateUninstallerTest : public JobTest {
   bool uninstall(const std::vector<UpdateXmlEntry>& entries, const WideText& root) {
     Update update;
     update.info.name = u"N";
+    update.files = ownFiles;
     update.xmlEntries = entries;
     DeviceXmlFiles xmlFiles;
     const bool uninstalled = DefaultXmlUpdateUninstaller(xmlFiles, flash).uninstall(update, root);
@@ -40,6 +41,7 @@ class DefaultXmlUpdateUninstallerTest : public JobTest {
 
   const WideText flash = path(u"flash");
   const WideText card = path(u"card");
+  std::vector<UpdateFile> ownFiles;
 };
 
 TEST_F(DefaultXmlUpdateUninstallerTest, TheElementsOfEachChangeGoFromTheirFiles) {
@@ -97,25 +99,47 @@ TEST_F(DefaultXmlUpdateUninstallerTest, AFileOnTheCardThatCanNotBeLoadedIsAFailu
 
 TEST_F(DefaultXmlUpdateUninstallerTest, AnUpdateOnTheMainStorageIsNotLookedForOnTheCard) {
   put(card + u"/a.xml", {"1"});
+  EXPECT_FALSE(uninstall({entry(u"a.xml", u"1")}, flash));
+  put(flash + u"/a.xml", {"1"});
   EXPECT_TRUE(uninstall({entry(u"a.xml", u"1")}, flash));
+  EXPECT_EQ(namesIn(flash + u"/a.xml"), "");
   EXPECT_EQ(namesIn(card + u"/a.xml"), "1 ");
 }
 
-TEST_F(DefaultXmlUpdateUninstallerTest, AFileThatIsNowhereHoldsNothingAnyMore) {
+TEST_F(DefaultXmlUpdateUninstallerTest, AFileThatIsNowhereIsAFailure) {
+  startLog();
   put(flash + u"/a.xml", {"1", "2"});
+  ownFiles = {{u"other.xml", 0}};
   for (const WideText& root : {flash, card}) {
-    EXPECT_TRUE(
-        uninstall({entry(u"none.xml", u"1"), entry(u"none/none.xml", u"1"), entry(u"a.xml", u"1")}, root));
+    for (const WideText missing : {u"none.xml", u"none/none.xml"}) {
+      EXPECT_FALSE(uninstall({entry(missing, u"1"), entry(u"a.xml", u"1")}, root));
+      EXPECT_TRUE(logHas(u"The XML file of an update can't be edited: " + missing));
+    }
+    EXPECT_EQ(namesIn(flash + u"/a.xml"), "1 2 ") << "the first failure ends it";
+  }
+}
+
+TEST_F(DefaultXmlUpdateUninstallerTest, AFileOfTheUpdateThatIsNowhereHoldsNothingAnyMore) {
+  put(flash + u"/a.xml", {"1", "2"});
+  ownFiles = {{u"other.xml", 0}, {u"config\\Own.xml", 0}};
+  for (const WideText& root : {flash, card}) {
+    EXPECT_TRUE(uninstall({entry(u"config/own.xml", u"1"), entry(u"a.xml", u"1")}, root));
     EXPECT_EQ(namesIn(flash + u"/a.xml"), "2 ");
   }
 }
 
-TEST_F(DefaultXmlUpdateUninstallerTest, APathThatLeavesTheStorageNeverLedToAnything) {
+TEST_F(DefaultXmlUpdateUninstallerTest, AFileOfTheUpdateThatStandsAndCanNotBeEditedIsAFailure) {
+  ownFiles = {{u"own.xml", 0}};
+  writeFile(flash + u"/own.xml", "damaged");
+  EXPECT_FALSE(uninstall({entry(u"own.xml", u"1")}));
+}
+
+TEST_F(DefaultXmlUpdateUninstallerTest, APathThatLeavesTheStorageCountsAsNotThere) {
   startLog();
   put(path(u"outside.xml"), {"1"});
   for (const WideText& hostile :
        {WideText(u"../outside.xml"), path(u"outside.xml"), WideText(u"E:a.xml"), WideText()})
-    EXPECT_TRUE(uninstall({entry(hostile, u"1")}));
+    EXPECT_FALSE(uninstall({entry(hostile, u"1")}));
   EXPECT_TRUE(logHas(u"The path of an XML file leaves the device: ../outside.xml"));
   EXPECT_EQ(namesIn(path(u"outside.xml")), "1 ");
 }
