@@ -164,6 +164,9 @@ class UninstallRoundTripTest : public JobTest {
     for (int number = 0; number < count; ++number)
       text += randomUpdate(random, "New" + std::to_string(number), zip, withXml);
     zip.add("nothing", "");
+    return install(text + "</install>", zip, withCard);
+  }
+  [[nodiscard]] int install(const std::string& description, const ZipBuilder& zip, bool withCard) {
     writeFile(path(u"package.zip"), zip.bytes());
 
     CommandRecord command;
@@ -174,7 +177,7 @@ class UninstallRoundTripTest : public JobTest {
     ContentEntry& package = command.packages.emplace_back();
     package.url = path(u"package.zip");
     package.installXml = std::make_shared<InstallXml>();
-    EXPECT_EQ(package.installXml->load(toWide(text + "</install>")), 0);
+    EXPECT_EQ(package.installXml->load(toWide(description)), 0);
     InstallPackageRunner runner;
     return runner.init(command) == 0 ? runner.run() : -1;
   }
@@ -309,6 +312,65 @@ TEST_F(UninstallRoundTripTest, RandomElementsLeaveTheVersionFileAsItWas) {
     EXPECT_EQ(state(), before);
   }
   EXPECT_GT(uninstalled, 50U);
+}
+
+// A device with one XML file, and a package of XML entries for it alone.
+class ChangedElementsTest : public UninstallRoundTripTest {
+ protected:
+  void installEntries(const std::string& entries) {
+    const std::string description =
+        "<install version=\"1\"><update update_size=\"10\" install_location=\"storage_for_software\">"
+        "<company>Z</company><name>New</name><version>1</version><update>0</update><uninstall>1</uninstall>"
+        "<file file_size=\"1\"><local>a</local><client updateflag=\"0\">a</client></file>" +
+        entries + "</update></install>";
+    makeFolder(flash + u"/ZELMORA");
+    ASSERT_EQ(install(description, ZipBuilder().add("a", "a"), false), 0) << status().document;
+  }
+  static std::string entry(int creationFlag, const std::string& base, const std::string& condition,
+                           const std::string& alter) {
+    return "<xmlentry><file>config/settings.xml</file><key creationflag=\"" + std::to_string(creationFlag) +
+           "\"><base>" + base + "</base><condition>" + condition + "</condition><alter>" + alter +
+           "</alter></key></xmlentry>";
+  }
+  void uninstallIt() {
+    CommandRecord command;
+    command.commandName = u"UNINSTALL_PACKAGE";
+    command.storageCardDriveLetter = flash;
+    command.uninstallEntries.push_back({u"Z", u"New", u"1"});
+    uninstall(command);
+    EXPECT_TRUE(registered().empty());
+  }
+  // Without the blanks of the layout.
+  [[nodiscard]] std::string settings() const {
+    std::string text = readFile(flash + u'/' + settingsXml);
+    std::erase(text, '\n');
+    std::erase(text, ' ');
+    return text;
+  }
+};
+
+TEST_F(ChangedElementsTest, WhatWasAppendedOrSetStaysWhenTheUpdateGoes) {
+  writeFile(flash + u'/' + settingsXml, "<config><language>en</language></config>");
+  installEntries(entry(1, "config/maps", "map", "name/new") + entry(5, "config/language", "de", ""));
+  const std::string installed =
+      "<config><language>de</language><maps><map><name>new</name></map></maps></config>";
+  EXPECT_EQ(settings(), installed);
+  uninstallIt();
+  EXPECT_EQ(settings(), installed);
+  EXPECT_FALSE(fileExists(flash + u"/a"));
+}
+
+TEST_F(ChangedElementsTest, AnElementThatWasThereAndWasOnlyChangedGoesWithTheUpdate) {
+  for (const int creationFlag : {0, 3, 4}) {
+    SCOPED_TRACE(creationFlag);
+    writeFile(flash + u'/' + settingsXml,
+              "<config><map><name>old</name><size>1</size></map><map><name>other</name></map></config>");
+    installEntries(entry(creationFlag, "config/map", "name/old", "size/2"));
+    EXPECT_EQ(settings(),
+              "<config><map><name>old</name><size>2</size></map><map><name>other</name></map></config>");
+    uninstallIt();
+    EXPECT_EQ(settings(), "<config><map><name>other</name></map></config>");
+  }
 }
 
 }  // namespace
