@@ -5,13 +5,12 @@
 
 #include "core/EditableXml.h"
 #include "core/File_platformIndependent.h"
-#include "core/Globals.h"
 #include "core/ReplaceDeviceFile.h"
+#include "core/WorkFile.h"
 #include "core/XmlDocument.h"
 #include "device/ClientVersionXmlFile.h"
 #include "device/DeviceSoftware.h"
 #include "device/InstalledUpdates.h"
-#include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
@@ -104,9 +103,9 @@ void ClientInventoryReader::readMaps(const TiXmlElement* root, const InstalledUp
 }
 
 void ClientInventoryReader::saveWhatWasKept(const TiXmlDocument& document) const {
-  const WideText name = platform::machine().identifiers->newGuid();
-  if (name.empty()) return;
-  File_platformIndependent copy(workTempFolder + u'\\' + name);
+  const WideText path = newWorkFilePath();
+  if (path.empty()) return;
+  File_platformIndependent copy(path);
   if (saveEditableXml(document, copy.path()))
     static_cast<void>(replaceDeviceFile(copy.path(), versionFile_.getFilePath(), u"Version xml file"));
   copy.remove();

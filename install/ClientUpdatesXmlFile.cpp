@@ -3,10 +3,9 @@
 #include "core/BackendLogger.h"
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
-#include "core/Globals.h"
 #include "core/PathBelowRoot.h"
 #include "core/ReplaceDeviceFile.h"
-#include "platform/Machine.h"
+#include "core/WorkFile.h"
 
 namespace ZelmoraTevra {
 
@@ -54,9 +53,8 @@ bool ClientUpdatesXmlFile::copyBack() {
 }
 
 void ClientUpdatesXmlFile::makeWorkingCopy() {
-  const WideText name = platform::machine().identifiers->newGuid();
-  if (name.empty()) return;
-  const WideText path = workTempFolder + u'\\' + name;
+  const WideText path = newWorkFilePath();
+  if (path.empty()) return;
   temporaryFiles_.push_back(path);
   File_platformIndependent copy(path);
   const bool made = File_platformIndependent(deviceFilePath_).isCertainlyMissing()

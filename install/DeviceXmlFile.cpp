@@ -3,10 +3,9 @@
 #include <utility>
 
 #include "core/File_platformIndependent.h"
-#include "core/Globals.h"
 #include "core/ReplaceDeviceFile.h"
 #include "core/Text.h"
-#include "platform/Machine.h"
+#include "core/WorkFile.h"
 
 namespace ZelmoraTevra {
 
@@ -56,9 +55,9 @@ bool DeviceXmlFile::removeMatches(const UpdateXmlEntry& entry) {
 
 bool DeviceXmlFile::save() {
   if (!changed_) return true;
-  const WideText name = platform::machine().identifiers->newGuid();
-  if (name.empty()) return false;
-  File_platformIndependent copy(workTempFolder + u'\\' + name);
+  const WideText path = newWorkFilePath();
+  if (path.empty()) return false;
+  File_platformIndependent copy(path);
   const bool saved = document_.save(copy.path()) && replaceDeviceFile(copy.path(), path_, u"Device xml file");
   copy.remove();
   changed_ = !saved;

@@ -6,10 +6,10 @@
 #include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
-#include "core/Globals.h"
 #include "core/PathBelowRoot.h"
 #include "core/ReplaceDeviceFile.h"
 #include "core/Text.h"
+#include "core/WorkFile.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
 
@@ -104,9 +104,8 @@ void XmlWorkingCopy::lookForDeviceFile() {
 }
 
 bool XmlWorkingCopy::makeCopyPath() {
-  const WideText name = platform::machine().identifiers->newGuid();
-  if (!name.empty()) path_ = workTempFolder + u'\\' + name;
-  return !name.empty();
+  path_ = newWorkFilePath();
+  return !path_.empty();
 }
 
 // As for any other file of a package; but a root that has gone is not made again.
