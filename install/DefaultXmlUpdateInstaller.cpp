@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -25,12 +26,19 @@ enum CreationFlag : std::int32_t {
   removeElement = 6,
 };
 
+struct LastXmlTarget : XmlWorkingCopy {
+  using XmlWorkingCopy::XmlWorkingCopy;
+  // The roots of the storages on which an update that installs the file only where there is none has found
+  // one.
+  std::set<WideText> rootsWithFile;
+};
+
 // The file that the last entry was for. It outlives the installers of single updates.
-std::unique_ptr<XmlWorkingCopy> lastXmlTarget;
+std::unique_ptr<LastXmlTarget> lastXmlTarget;
 
 // Also done when an installer is destroyed and when the process ends, where nobody could catch anything.
 bool bringLastTargetBack() noexcept {
-  const std::unique_ptr<XmlWorkingCopy> target = std::move(lastXmlTarget);
+  const std::unique_ptr<LastXmlTarget> target = std::move(lastXmlTarget);
   if (target == nullptr) return true;
   try {
     return target->bringBack();
@@ -45,15 +53,30 @@ bool bringLastTargetBack() noexcept {
   return false;
 }
 
-// A file that a later update has put in the place of the one that is being changed is the newer one.
-void dropReplacedTarget(const InstallUpdate& update) {
-  if (lastXmlTarget == nullptr) return;
+// Whether the update may just have put a file in the place of the last target. Of those that install it only
+// where there is none, just the first one on a storage may have: the others have passed over what is there.
+bool mayHaveReplacedLastTarget(const InstallUpdate& update, const WideText& targetRoot) {
   const WideText path = comparablePath(lastXmlTarget->relativePath());
-  const bool isNamed =
-      std::any_of(update.files.begin(), update.files.end(),
-                  [&path](const InstallFile& file) { return comparablePath(file.client) == path; });
-  if (!isNamed || !lastXmlTarget->isOutdated()) return;
-  writeLog(u"Xml update installer: a file of a package has replaced " + lastXmlTarget->target());
+  bool mayHaveReplaced = false;
+  for (const InstallFile& file : update.files) {
+    if (comparablePath(file.client) != path) continue;
+    if (file.updateFlag == installFile || file.updateFlag == installFileToo ||
+        file.updateFlag == replaceFileIfPresent) {
+      lastXmlTarget->rootsWithFile.clear();
+      mayHaveReplaced = true;
+    } else if (file.updateFlag == installFileIfMissing) {
+      if (lastXmlTarget->rootsWithFile.insert(targetRoot).second) mayHaveReplaced = true;
+    }
+  }
+  return mayHaveReplaced;
+}
+
+// A file that a later update has put in the place of the one that is being changed is the newer one.
+void dropReplacedTarget(const InstallUpdate& update, const WideText& targetRoot) {
+  if (lastXmlTarget == nullptr || !mayHaveReplacedLastTarget(update, targetRoot) ||
+      !lastXmlTarget->isOutdated())
+    return;
+  writeLog(u"Xml update installer: begins anew with " + lastXmlTarget->target());
   lastXmlTarget.reset();
 }
 
@@ -102,9 +125,9 @@ std::unique_ptr<IUpdateInstaller> DefaultXmlUpdateInstaller::clone() const {
 }
 
 bool DefaultXmlUpdateInstaller::install(const InstallUpdate& update, const WideText& /*zipPath*/,
-                                        const WideText& /*targetRoot*/, const WideText& primaryRoot,
+                                        const WideText& targetRoot, const WideText& primaryRoot,
                                         const WideText& /*otherRoot*/, ProgressObserver* /*observer*/) {
-  dropReplacedTarget(update);
+  dropReplacedTarget(update, targetRoot);
   PathBelowRoot root(primaryRoot);
   for (const InstallXmlEntry& entry : update.xmlEntries) {
     if (!turnTo(entry, root) || entry.creationFlag == doNothing) continue;
@@ -135,7 +158,7 @@ bool DefaultXmlUpdateInstaller::turnTo(const InstallXmlEntry& entry, PathBelowRo
     return false;
   }
   if (!bringLastTargetBack()) hasLostChanges_ = true;
-  lastXmlTarget = std::make_unique<XmlWorkingCopy>(root.root(), entry.file);
+  lastXmlTarget = std::make_unique<LastXmlTarget>(root.root(), entry.file);
   return true;
 }
 

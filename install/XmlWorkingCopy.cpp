@@ -66,14 +66,19 @@ bool XmlWorkingCopy::bringBack() {
   return broughtBack;
 }
 
-// Until it is brought back, the copy holds what the device's file held.
-bool XmlWorkingCopy::isOutdated() const {
+// The times of two files that differ may be the same, those of a device count in seconds: only the content
+// tells. Until it is brought back, the copy holds what the device's file held.
+bool XmlWorkingCopy::isOutdated() {
   const WideText path = toBackslashes(target_);
   if (deviceFile_ == DeviceFile::missing) return File_platformIndependent(path).exists();
+  if (deviceFile_ == DeviceFile::unusable) return true;
   if (deviceFile_ != DeviceFile::copied) return false;
+  const std::int64_t size = File_platformIndependent(path).size();
+  if (size < 0) return false;
+  if (size != File_platformIndependent(path_).size()) return true;
+  if (copyDigest_.empty()) copyDigest_ = fileDigest(path_);
   const WideText onDevice = fileDigest(path);
-  const WideText inCopy = fileDigest(path_);
-  return !onDevice.empty() && !inCopy.empty() && onDevice != inCopy;
+  return !onDevice.empty() && !copyDigest_.empty() && onDevice != copyDigest_;
 }
 
 // Only an answer that the file is missing counts as missing: a new document must never take the place of a

@@ -35,8 +35,9 @@ class XmlWorkingCopy {
   // copy was made, which is newer; that is logged. False if the edits didn't reach the device though they
   // were to, which is logged too.
   [[nodiscard]] bool bringBack();
-  // Whether the device's file is known to be another one than when the copy was made.
-  [[nodiscard]] bool isOutdated() const;
+  // Whether the device's file is known to be another one than when the copy was made, or none could be made
+  // then and may be made now.
+  [[nodiscard]] bool isOutdated();
 
  private:
   enum class DeviceFile { notLookedFor, copied, missing, unusable };
@@ -48,7 +49,8 @@ class XmlWorkingCopy {
   WideText root_;
   WideText relativePath_;
   WideText target_;
-  WideText path_;  // of the copy; empty: there is none
+  WideText path_;        // of the copy; empty: there is none
+  WideText copyDigest_;  // of what the device's file held; made when it is asked for
   DeviceFile deviceFile_ = DeviceFile::notLookedFor;
   XmlEdits edits_;
 };
