@@ -17,7 +17,9 @@ constexpr int walkedChildren = 64;
 constexpr std::size_t maximalSearchBytes = 128 << 20;
 constexpr std::size_t bytesOfLook = 160;  // for one element at one path, the text not counted
 
-constexpr std::size_t charactersOfLook = 64;  // a text that is put together costs as much as a look
+// Texts that cost as much as a look: one that is put together, and one that is read.
+constexpr std::size_t charactersOfLook = 64;
+constexpr std::size_t readCharactersOfLook = 1024;
 
 XmlPathStep parseStep(std::string_view text) {
   const std::size_t bracket = text.find('[');
@@ -133,7 +135,7 @@ TiXmlElement* IndexedXmlDocument::findByText(TiXmlNode& parent, const std::strin
 std::string IndexedXmlDocument::textOf(const TiXmlElement& element) {
   const TiXmlText* const text = element.FirstChild() != nullptr ? element.FirstChild()->ToText() : nullptr;
   if (text == nullptr) return {};
-  lookCount_ += text->ValueStr().size() / charactersOfLook;
+  lookCount_ += text->ValueStr().size() / (text->CDATA() ? charactersOfLook : readCharactersOfLook);
   return text->CDATA() ? asReadAgain(text->ValueStr()) : text->ValueStr();
 }
 

@@ -11,6 +11,20 @@ namespace ZelmoraTevra {
 
 namespace {
 
+// What may be looked at: enough for a few searches through the whole document, and for what each edit
+// changes.
+constexpr std::uint64_t looksOfAnyDocument = 2'000'000;
+constexpr std::uint64_t looksOfElement = 8;
+constexpr std::uint64_t looksOfEdit = 64;
+
+std::uint64_t elementCount(const TiXmlNode& parent) {
+  std::uint64_t count = 0;
+  for (const TiXmlElement* child = parent.FirstChildElement(); child != nullptr;
+       child = child->NextSiblingElement())
+    count += 1 + elementCount(*child);
+  return count;
+}
+
 struct PathAndValue {
   std::string path;
   std::string value;
@@ -60,6 +74,7 @@ std::size_t levelOf(const TiXmlNode& element) {
 
 bool XmlEdits::load(const WideText& path) {
   isLoaded_ = document_.load(path);
+  if (isLoaded_) allowedLooks_ = looksOfAnyDocument + looksOfElement * elementCount(document_.root());
   return isLoaded_;
 }
 
@@ -67,22 +82,23 @@ bool XmlEdits::create(const std::string& rootName) {
   if (!isXmlName(rootName)) return false;
   document_.create(rootName);
   isLoaded_ = true;
+  allowedLooks_ = looksOfAnyDocument;
   return true;
 }
 
 bool XmlEdits::append(const XmlEdit& edit) {
-  return isLoaded_ && addBelow(parseXmlPath(edit.base), componentsOf(edit.condition), edit.alters);
+  return beginEdit() && addBelow(parseXmlPath(edit.base), componentsOf(edit.condition), edit.alters);
 }
 
 bool XmlEdits::change(const XmlEdit& edit) {
-  if (!isLoaded_) return false;
+  if (!beginEdit()) return false;
   isToBeSaved_ = true;
   TiXmlElement* const element = findMatch(edit);
   return element == nullptr || writeAlters(*element, edit);
 }
 
 bool XmlEdits::replaceOrAppend(const XmlEdit& edit) {
-  if (!isLoaded_) return false;
+  if (!beginEdit()) return false;
   if (TiXmlElement* const element = findMatch(edit)) {
     isToBeSaved_ = true;
     return writeAlters(*element, edit);
@@ -98,13 +114,13 @@ bool XmlEdits::replaceOrAppend(const XmlEdit& edit) {
 bool XmlEdits::setValue(const XmlEdit& edit) {
   const bool beginsWithSlash = edit.base.starts_with('/');
   const XmlPath base = parseXmlPath(std::string_view(edit.base).substr(beginsWithSlash ? 1 : 0));
-  if (!isLoaded_ || !write(document_.document(), base, edit.condition)) return false;
+  if (!beginEdit() || !write(document_.document(), base, edit.condition)) return false;
   isToBeSaved_ = true;
   return true;
 }
 
 bool XmlEdits::remove(const XmlEdit& edit) {
-  if (!isLoaded_) return false;
+  if (!beginEdit()) return false;
   const auto [path, value] = splitAtLastSlash(edit.condition);
   XmlPath base = parseXmlPath(edit.base);
   TiXmlNode* match = nullptr;
@@ -124,6 +140,12 @@ bool XmlEdits::remove(const XmlEdit& edit) {
   document_.remove(*match->ToElement());
   isToBeSaved_ = true;
   return true;
+}
+
+bool XmlEdits::beginEdit() {
+  allowedLooks_ += looksOfEdit;
+  if (document_.lookCount() > allowedLooks_) isExhausted_ = true;
+  return isLoaded_ && !isExhausted_;
 }
 
 bool XmlEdits::isRoot(const XmlPathStep& step) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,7 +28,9 @@ struct XmlEdit {
 // An edit that gives false had nothing to work on, or would have made a document that is none: elements with
 // names that XML doesn't have, texts with characters that it doesn't allow, or elements nested deeper than
 // they are read. It has then changed nothing, `change` and `replaceOrAppend` excepted, which write those
-// values that can be written. All edits give false while there is no document.
+// values that can be written. All edits give false while there is no document, and from the moment when
+// looking for elements has cost more than a document of this size and this number of edits need: the entries
+// may have been made for that.
 class XmlEdits {
  public:
   // False if the file can't be read or isn't editable.
@@ -39,6 +42,11 @@ class XmlEdits {
   [[nodiscard]] bool save(const WideText& path) const { return document_.save(path); }
   // Whether an edit wanted the document to be saved. One that found nothing to change may have.
   [[nodiscard]] bool isToBeSaved() const { return isToBeSaved_; }
+
+  // Whether no more edits are made because they have cost too much.
+  [[nodiscard]] bool isExhausted() const { return isExhausted_; }
+  // How many elements have been looked at.
+  [[nodiscard]] std::uint64_t lookCount() const { return document_.lookCount(); }
 
   // Adds new elements, one in the other, for all components of `condition`, below the element of `base`, of
   // which what is missing is made; and below the innermost the alters, each with elements of its own.
@@ -58,6 +66,8 @@ class XmlEdits {
   bool remove(const XmlEdit& edit);
 
  private:
+  // False if the edit isn't to be made.
+  [[nodiscard]] bool beginEdit();
   [[nodiscard]] bool isRoot(const XmlPathStep& step);
   [[nodiscard]] TiXmlElement* findMatch(const XmlEdit& edit);
   [[nodiscard]] bool writeAlters(TiXmlElement& element, const XmlEdit& edit);
@@ -68,6 +78,8 @@ class XmlEdits {
   IndexedXmlDocument document_;
   bool isLoaded_ = false;
   bool isToBeSaved_ = false;
+  bool isExhausted_ = false;
+  std::uint64_t allowedLooks_ = 0;
 };
 
 }  // namespace ZelmoraTevra

@@ -52,6 +52,7 @@ XmlEdits* XmlWorkingCopy::editsOrNew(const std::string& rootName) {
 }
 
 bool XmlWorkingCopy::bringBack() {
+  if (edits_.isExhausted()) logLine(u"not all that was asked for was done in ", target_);
   if (path_.empty() || (deviceFile_ == DeviceFile::copied && !edits_.isToBeSaved())) return true;
   if (isOutdated()) {
     logLine(u"another file has taken the place of ", target_);

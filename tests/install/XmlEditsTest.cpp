@@ -540,6 +540,102 @@ TEST_F(XmlEditsTest, EachEditSeesWhatTheOnesBeforeHaveDone) {
             "</maps></config>");
 }
 
+// What an edit may cost grows with the document and the edits, not with their product.
+class CostlyEditsTest : public XmlEditsTest {
+ protected:
+  static constexpr std::uint64_t maximalLooks =
+      2'000'000;  // with what each edit adds and the last one overran
+
+  // Elements <e><n>0</n></e> and so on.
+  void load(int count) {
+    std::string document = "<r>";
+    for (int number = 0; number < count; ++number) document += "<e><n>" + std::to_string(number) + "</n></e>";
+    writeFile(file, document + "</r>");
+    ASSERT_TRUE(edits.load(file));
+  }
+  static std::string element(int number) { return "r/e[" + std::to_string(number) + "]/n"; }
+
+  XmlEdits edits;
+};
+
+TEST_F(CostlyEditsTest, ManyEditsOfManyElementsAreAllMade) {
+  constexpr int count = 20'000;
+  load(count);
+  for (int number = 0; number < count; ++number) {
+    const std::string text = std::to_string(number);
+    ASSERT_TRUE(edits.setValue({element(number), text + "a", {}}));
+    ASSERT_TRUE(edits.change({"r/e", "n/" + text + "a", {"n/" + text + "b"}}));
+    ASSERT_TRUE(edits.replaceOrAppend({"r/f", "n/" + text, {"n/" + text}}));
+    ASSERT_TRUE(edits.append({"r/g", "n", {text}}));
+  }
+  for (int number = count - 1; number >= 0; --number)
+    ASSERT_TRUE(edits.remove({"r/e", "n/" + std::to_string(number) + "b", {}}));
+  EXPECT_FALSE(edits.isExhausted());
+  EXPECT_LT(edits.lookCount(), maximalLooks);
+}
+
+TEST_F(CostlyEditsTest, LookingForEverNewPathsComesToAnEnd) {
+  constexpr int count = 5'000;
+  load(count);
+  for (int number = 0; number < count; ++number)
+    edits.remove({"r/e", "k" + std::to_string(number) + "/none", {}});
+  EXPECT_TRUE(edits.isExhausted());
+  EXPECT_LT(edits.lookCount(), maximalLooks + 3 * 64 * count);
+  EXPECT_FALSE(edits.remove({"r/e", "n/0", {}}));
+  EXPECT_FALSE(edits.change({"r/e", "n/0", {"n/x"}}));
+  EXPECT_FALSE(edits.replaceOrAppend({"r/e", "n/0", {"n/x"}}));
+  EXPECT_FALSE(edits.setValue({"r/e/n", "x", {}}));
+  EXPECT_FALSE(edits.append({"r", "x", {}}));
+  EXPECT_FALSE(edits.isToBeSaved());
+}
+
+TEST_F(CostlyEditsTest, CountingElementsOfWhichOneWasRemovedComesToAnEnd) {
+  constexpr int count = 5'000;
+  load(count);
+  for (int edit = 0; edit < count; ++edit) ASSERT_TRUE(edits.setValue({element(count - 1), "x", {}}));
+  EXPECT_LT(edits.lookCount(), 3U * count);
+  ASSERT_TRUE(edits.remove({"r/e", "n/100", {}}));
+  for (int edit = 0; edit < count; ++edit) edits.setValue({element(count - 2), "y", {}});
+  EXPECT_TRUE(edits.isExhausted());
+  EXPECT_LT(edits.lookCount(), maximalLooks + 4 * 64 * count);
+}
+
+TEST_F(CostlyEditsTest, ReadingALongTextIsCountedAsManyLooks) {
+  constexpr int count = 100;
+  const std::string longText(1 << 20, 't');
+  const std::vector<std::pair<std::string, std::string>> basesAndContents = {
+      {"r/e", longText}, {"r/e", "<![CDATA[" + longText + "]]>"}, {"r", longText}};
+  for (const auto& [base, content] : basesAndContents) {
+    writeFile(file, "<r><e><n>" + content + "</n></e></r>");
+    XmlEdits each;
+    ASSERT_TRUE(each.load(file));
+    // Always the same element, by a path that hasn't been looked at.
+    const std::string path = base == "r" ? "e/n[" : "n[";
+    for (int edit = 0; edit < count; ++edit)
+      each.remove({base, path + std::string(static_cast<std::size_t>(edit), '0') + "0]/none", {}});
+    EXPECT_GE(each.lookCount(), count * (1 << 20) / 1024U) << base;
+  }
+}
+
+TEST_F(CostlyEditsTest, WalkingFromChildToChildAgainAndAgainComesToAnEnd) {
+  // Down fifty levels, past sixty children in each.
+  std::string content;
+  std::string path;
+  for (int level = 0; level < 50; ++level) {
+    std::string children;
+    for (int number = 0; number < 60; ++number) children += "<x/>";
+    content = children + "<y>" + content + "</y>";
+    path += "y/";
+  }
+  std::string document = "<r>";
+  for (int number = 0; number < 10; ++number) document += "<e>" + content + "</e>";
+  writeFile(file, document + "</r>");
+  ASSERT_TRUE(edits.load(file));
+  for (int edit = 0; edit < 10'000; ++edit)
+    edits.remove({"r/e", path + "k" + std::to_string(edit) + "/none", {}});
+  EXPECT_TRUE(edits.isExhausted());
+}
+
 #ifdef __GLIBC__
 std::size_t usedMemory() {
   const struct mallinfo2 info = mallinfo2();
