@@ -70,13 +70,16 @@ bool XmlWorkingCopy::bringBack() {
 // The times of two files that differ may be the same, those of a device count in seconds: only the content
 // tells. Until it is brought back, the copy holds what the device's file held.
 bool XmlWorkingCopy::isOutdated() {
+  // A link that has come meanwhile isn't followed.
+  if (!PathBelowRoot(root_).join(relativePath_)) return false;
   const WideText path = toBackslashes(target_);
   if (deviceFile_ == DeviceFile::missing) return File_platformIndependent(path).exists();
   if (deviceFile_ == DeviceFile::unusable) return true;
   if (deviceFile_ != DeviceFile::copied) return false;
-  const std::int64_t size = File_platformIndependent(path).size();
-  if (size < 0) return false;
-  if (size != File_platformIndependent(path_).size()) return true;
+  const std::int64_t sizeOnDevice = File_platformIndependent(path).size();
+  const std::int64_t sizeOfCopy = File_platformIndependent(path_).size();
+  if (sizeOnDevice < 0 || sizeOfCopy < 0) return false;
+  if (sizeOnDevice != sizeOfCopy) return true;
   if (copyDigest_.empty()) copyDigest_ = fileDigest(path_);
   const WideText onDevice = fileDigest(path);
   return !onDevice.empty() && !copyDigest_.empty() && onDevice != copyDigest_;

@@ -440,7 +440,7 @@ TEST_F(DefaultXmlUpdateInstallerTest, ALinkThatHasComeMeanwhileIsNotFollowed) {
   writeFile(path(u"elsewhere/a.xml"), documentWith("mine"));
   std::filesystem::remove_all(folder.native() / "flash/config");
   std::filesystem::create_directory_symlink(folder.native() / "elsewhere", folder.native() / "flash/config");
-  finish();
+  EXPECT_FALSE(installer->finish());
   EXPECT_EQ(readFile(path(u"elsewhere/a.xml")), documentWith("mine"));
   EXPECT_THAT(tree(path(u"elsewhere")), ElementsAre("a.xml"));
 }
@@ -459,6 +459,24 @@ TEST_F(DefaultXmlUpdateInstallerTest, AFileThatALaterUpdatePlacesThereIsNotUndon
     EXPECT_EQ(device(file), "<r>\n    <v>placed</v>\n    <more />\n</r>\n");
   }
   EXPECT_THAT(workFolder(), IsEmpty());
+}
+
+TEST_F(DefaultXmlUpdateInstallerTest, EntriesBehindTooCostlyOnesArePassedOverAndTheLogTellsOfTheFile) {
+  constexpr int count = 5'000;
+  std::string document = "<r><v>old</v>";
+  for (int number = 0; number < count; ++number) document += "<e><n>0</n></e>";
+  writeFile(onDevice(a), document + "</r>");
+  std::vector<InstallXmlEntry> entries = {setting(a, u"1")};
+  for (int number = 0; number < count; ++number)
+    entries.push_back(entryOf(a, 6, u"r/e", u"k" + numberText(number) + u"/none"));
+  entries.push_back(setting(a, u"2"));
+  entries.push_back(setting(b, u"2"));
+  startLog();
+  run(entries);
+  EXPECT_THAT(device(a), ::testing::HasSubstr("<v>1</v>"));
+  EXPECT_EQ(device(b), documentWith("2"));
+  EXPECT_THAT(logLines(), ElementsAre(u"Xml update installer: not all that was asked for was done in " +
+                                      flash + u'\\' + a));
 }
 
 TEST_F(DefaultXmlUpdateInstallerTest, AFileThatCanNotBeReadIsNotTakenForAReplacedOne) {
@@ -629,6 +647,13 @@ TEST_F(DefaultXmlUpdateInstallerTest, AFileOfTheSameSizeAndTimeIsKnownByItsConte
   fs::last_write_time(file, time);
   finish();
   EXPECT_EQ(device(a), documentWith("new"));
+}
+
+TEST_F(DefaultXmlUpdateInstallerTest, ACopyThatHasGoneIsNotTakenForAReplacedFile) {
+  install({setting(a, u"1")});
+  std::filesystem::remove_all(folder.native() / "temp");
+  EXPECT_FALSE(installer->finish());
+  EXPECT_EQ(device(a), documentWith("old"));
 }
 
 TEST_F(DefaultXmlUpdateInstallerTest, AFileThatHasComeMeanwhileIsNotOverwrittenHoweverTheWorkEnds) {
