@@ -36,12 +36,20 @@ struct LastXmlTarget : XmlWorkingCopy {
 // The file that the last entry was for. It outlives the installers of single updates.
 std::unique_ptr<LastXmlTarget> lastXmlTarget;
 
-// Also done when an installer is destroyed and when the process ends, where nobody could catch anything.
-bool bringLastTargetBack() noexcept {
+enum class At {
+  endOfUpdate,
+  earlyEnd,  // perhaps amid an update that has placed a file since
+};
+
+// A file that was put in the place of the one that is being changed is the newer one. Also done when an
+// installer is destroyed and when the process ends, where nobody could catch anything.
+bool bringLastTargetBack(At at) noexcept {
   const std::unique_ptr<LastXmlTarget> target = std::move(lastXmlTarget);
   if (target == nullptr) return true;
   try {
-    return target->bringBack();
+    if (at == At::endOfUpdate || !target->isOutdated()) return target->bringBack();
+    writeLog(u"Xml update installer: another file has taken the place of " + target->target());
+    return true;
   } catch (const std::exception& failure) {
     try {
       writeLog(u"Xml update installer: " + toReadableWide(failure.what()) +
@@ -114,10 +122,10 @@ bool makesNewFile(std::int32_t creationFlag) {
 }
 
 DefaultXmlUpdateInstaller::DefaultXmlUpdateInstaller()
-    : atProcessEnd_([] { static_cast<void>(bringLastTargetBack()); }) {}
+    : atProcessEnd_([] { static_cast<void>(bringLastTargetBack(At::earlyEnd)); }) {}
 
 DefaultXmlUpdateInstaller::~DefaultXmlUpdateInstaller() {
-  static_cast<void>(bringLastTargetBack());
+  static_cast<void>(bringLastTargetBack(At::earlyEnd));
 }
 
 std::unique_ptr<IUpdateInstaller> DefaultXmlUpdateInstaller::clone() const {
@@ -143,7 +151,7 @@ bool DefaultXmlUpdateInstaller::install(const InstallUpdate& update, const WideT
 }
 
 bool DefaultXmlUpdateInstaller::finish() {
-  if (!bringLastTargetBack()) hasLostChanges_ = true;
+  if (!bringLastTargetBack(At::endOfUpdate)) hasLostChanges_ = true;
   return !hasLostChanges_;
 }
 
@@ -157,7 +165,7 @@ bool DefaultXmlUpdateInstaller::turnTo(const InstallXmlEntry& entry, PathBelowRo
     writeLog(u"The path of an XML file leaves the device: " + entry.file);
     return false;
   }
-  if (!bringLastTargetBack()) hasLostChanges_ = true;
+  if (!bringLastTargetBack(At::endOfUpdate)) hasLostChanges_ = true;
   lastXmlTarget = std::make_unique<LastXmlTarget>(root.root(), entry.file);
   return true;
 }

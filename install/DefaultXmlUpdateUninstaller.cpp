@@ -31,18 +31,22 @@ class FilesOfUpdate {
 };
 
 // False if the file is on none of the storages and isn't the update's own, or is or may be on one of them and
-// can't be edited there.
+// can't be edited there. A path that leaves every storage has never led to anything.
 bool removeElements(const UpdateXmlEntry& entry, FilesOfUpdate& ownFiles, DeviceXmlFiles& files,
                     std::vector<PathBelowRoot>& storages) {
+  using Editing = DeviceXmlFiles::Editing;
   bool wasEdited = false;
+  bool leavesAll = true;
   for (PathBelowRoot& storage : storages) {
-    const DeviceXmlFiles::Editing editing = files.removeMatches(storage, entry);
-    if (editing == DeviceXmlFiles::Editing::failed) return false;
-    if (editing == DeviceXmlFiles::Editing::done) wasEdited = true;
-    if (editing == DeviceXmlFiles::Editing::refused)
+    const Editing editing = files.removeMatches(storage, entry);
+    if (editing == Editing::failed) return false;
+    if (editing == Editing::done) wasEdited = true;
+    if (editing != Editing::refused)
+      leavesAll = false;
+    else
       writeLog(u"The path of an XML file leaves the device: " + entry.file);
   }
-  return wasEdited || ownFiles.contain(entry.file);
+  return wasEdited || leavesAll || ownFiles.contain(entry.file);
 }
 
 }  // namespace

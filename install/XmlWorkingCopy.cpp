@@ -54,10 +54,6 @@ XmlEdits* XmlWorkingCopy::editsOrNew(const std::string& rootName) {
 bool XmlWorkingCopy::bringBack() {
   if (edits_.isExhausted()) logLine(u"not all that was asked for was done in ", target_);
   if (path_.empty() || (deviceFile_ == DeviceFile::copied && !edits_.isToBeSaved())) return true;
-  if (isOutdated()) {
-    logLine(u"another file has taken the place of ", target_);
-    return true;
-  }
   const OldFile old = deviceFile_ == DeviceFile::copied ? OldFile::notKept : OldFile::keptIfDamaged;
   // What lies on the device may have changed since the path was joined.
   const bool broughtBack = (!edits_.isToBeSaved() || edits_.save(path_)) &&

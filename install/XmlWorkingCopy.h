@@ -31,9 +31,8 @@ class XmlWorkingCopy {
   [[nodiscard]] XmlEdits* editsOrNew(const std::string& rootName);
 
   // Replaces the device's file, so that it holds the one or the other whole at every moment; the folders of a
-  // new file are made. Without a copy or a change the file isn't touched, nor is one that has come since the
-  // copy was made, which is newer; that is logged. False if the edits didn't reach the device though they
-  // were to, which is logged too.
+  // new file are made. Without a copy or a change the file isn't touched. False if the edits didn't reach the
+  // device, which is logged.
   [[nodiscard]] bool bringBack();
   // Whether the device's file is known to be another one than when the copy was made, or none could be made
   // then and may be made now.
