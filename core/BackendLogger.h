@@ -8,6 +8,8 @@
 
 namespace ZelmoraTevra {
 
+class LogFile;
+
 // Appends lines to one XML log file, for support. On only if it was started with the path of an existing
 // file; a line costs the same however long the log is, and after each one the file is a whole document.
 class BackendLogger {
@@ -27,8 +29,6 @@ class BackendLogger {
   int write(WideView line);
 
  private:
-  class LogFile;
-
   bool active_ = false;
   std::unique_ptr<LogFile> file_;
 };

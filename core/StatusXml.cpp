@@ -9,6 +9,7 @@
 #include "core/SharedTextBlock.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
+#include "core/XmlNames.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
@@ -137,7 +138,7 @@ bool StatusXml::save() {
 
 TiXmlDocument StatusXml::buildDocument(bool exitReport) const {
   TiXmlDocument document = newXmlDocument("UTF-8");
-  TiXmlElement& root = addElement(document, toReadableUtf8(executableBaseName_));
+  TiXmlElement& root = addElement(document, programElementName(executableBaseName_));
   addElement(root, "stat", numberText(state_));
   for (std::size_t i = 0; i < descriptions_.size(); ++i) {
     const auto& [text, attribute] = descriptions_[i];

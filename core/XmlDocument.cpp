@@ -42,7 +42,9 @@ void unifyLineEnds(std::string& text) {
   text.resize(out);
 }
 
-XmlLoad parseAsFarAsItGoes(std::string text, TiXmlDocument& document, std::size_t maximalMarkup) {
+}  // namespace
+
+XmlLoad parseXmlAsFarAsItGoes(std::string text, TiXmlDocument& document, std::size_t maximalMarkup) {
   document.Clear();
   document.ClearError();
   text.resize(std::min(text.find('\0'), text.size()));
@@ -53,10 +55,8 @@ XmlLoad parseAsFarAsItGoes(std::string text, TiXmlDocument& document, std::size_
   return document.Error() ? XmlLoad::malformed : XmlLoad::loaded;
 }
 
-}  // namespace
-
 bool parseXml(std::string text, TiXmlDocument& document, std::size_t maximalMarkup) {
-  if (parseAsFarAsItGoes(std::move(text), document, maximalMarkup) == XmlLoad::loaded) return true;
+  if (parseXmlAsFarAsItGoes(std::move(text), document, maximalMarkup) == XmlLoad::loaded) return true;
   document.Clear();
   return false;
 }
@@ -79,7 +79,7 @@ XmlLoad loadXmlAsFarAsItGoes(const WideText& path, TiXmlDocument& document) {
   document.ClearError();
   std::string text;
   if (!readXmlText(path, text)) return XmlLoad::refused;
-  return parseAsFarAsItGoes(std::move(text), document, maximalXmlMarkup);
+  return parseXmlAsFarAsItGoes(std::move(text), document, maximalXmlMarkup);
 }
 
 std::string printXml(const TiXmlNode& node) {

@@ -31,10 +31,12 @@ constexpr std::int64_t maximalXmlFileBytes = 64 << 20;
 enum class XmlLoad {
   loaded,
   malformed,  // the document holds what the parser made of the text before it gave up; its error id tells why
-  refused,    // the file can't be read or is beyond the bounds; nothing of it has been parsed
+  refused,    // it can't be read or is beyond the bounds; nothing of it has been parsed
 };
-// As loadXml, for who wants to keep what can be kept of a damaged file.
+// As loadXml and parseXml, for who wants to keep what can be kept of a damaged file.
 [[nodiscard]] XmlLoad loadXmlAsFarAsItGoes(const WideText& path, TiXmlDocument& document);
+[[nodiscard]] XmlLoad parseXmlAsFarAsItGoes(std::string text, TiXmlDocument& document,
+                                            std::size_t maximalMarkup = maximalXmlMarkup);
 
 // The document in UTF-8, an element a line, four blanks a level.
 [[nodiscard]] std::string printXml(const TiXmlNode& node);

@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdint>
 
+#include "core/Text.h"
+
 namespace ZelmoraTevra {
 
 namespace {
@@ -51,6 +53,11 @@ bool isXmlName(std::string_view text) {
     isFirst = false;
     return fits;
   });
+}
+
+std::string programElementName(WideView programName) {
+  const std::string name = toReadableUtf8(programName);
+  return isXmlName(name) ? name : "TevraCLI";
 }
 
 bool isXmlText(std::string_view text) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <string>
 #include <string_view>
+
+#include "platform/Text.h"
 
 namespace ZelmoraTevra {
 
@@ -9,6 +12,9 @@ namespace ZelmoraTevra {
 
 // True if the text can be the name of an element, for XML and for the parser.
 [[nodiscard]] bool isXmlName(std::string_view text);
+// What the document element that is named after the program is called: as the program, or "TevraCLI" if that
+// can't be a name.
+[[nodiscard]] std::string programElementName(WideView programName);
 // True if XML allows all the characters in a text.
 [[nodiscard]] bool isXmlText(std::string_view text);
 

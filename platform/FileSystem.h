@@ -41,6 +41,7 @@ enum class OpenMode {
   read,      // what stands there must be a file
   truncate,  // created, or emptied; the parent folder must exist
   append,    // created, or continued at its end; the parent folder must exist
+  update,    // for reading and writing in place; what stands there must be a file
   // The same as `truncate`, but the file itself: a symbolic link at the path is a failure.
   truncateEntry,
   createNew,  // for writing; whatever stands at the path already, be it a symbolic link, is a failure

@@ -191,13 +191,17 @@ std::unique_ptr<FileHandle> LinuxFileSystem::open(const WideText& path, OpenMode
     case OpenMode::append:
       flags |= O_RDWR | O_CREAT | O_APPEND;
       break;
+    case OpenMode::update:
+      flags |= O_RDWR;
+      break;
   }
   const int descriptor = ::open(native.c_str(), flags, 0666);
   if (!succeeded(descriptor, error)) return nullptr;
   auto handle = std::make_unique<LinuxFileHandle>(descriptor);
   // Only opening a folder for writing fails by itself.
   struct stat status {};
-  if (mode == OpenMode::read && ::fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode)) {
+  const bool mustBeFile = mode == OpenMode::read || mode == OpenMode::update;
+  if (mustBeFile && ::fstat(descriptor, &status) == 0 && !S_ISREG(status.st_mode)) {
     error = notAFile(status.st_mode);
     return nullptr;
   }

@@ -5,6 +5,7 @@
 #include "core/Text.h"
 #include "core/XmlDocument.h"
 #include "tests/support/FaultyFileSystem.h"
+#include "tests/support/ForwardingProcesses.h"
 #include "tests/support/JobTest.h"
 
 namespace ZelmoraTevra {
@@ -290,6 +291,23 @@ TEST_F(StatusXmlTest, TheRootIsNamedAfterTheProgramsOwnFile) {
   EXPECT_FALSE(status_.isParentRunning());
   names.frontEndRuns = true;
   EXPECT_TRUE(status_.isParentRunning());
+}
+
+TEST_F(StatusXmlTest, TheRootOfAProgramWhoseNameIsNoElementNameCanBeRead) {
+  class OddlyNamed : public ForwardingProcesses {
+   public:
+    using ForwardingProcesses::ForwardingProcesses;
+    WideText modulePath() override { return u"/opt/Tevra CLI 2"; }
+  } processes(*platform::machine().processes);
+  platform::Machine machine = platform::machine();
+  machine.processes = &processes;
+  useMachine(machine);
+  NamedStatus status;
+  status.setState(1);
+  EXPECT_TRUE(status.save());
+  const std::string saved = readFile(status.statusFilePath());
+  EXPECT_NE(saved.find("<TevraCLI>"), std::string::npos) << saved;
+  EXPECT_TRUE(saved.ends_with("</TevraCLI>\n")) << saved;
 }
 
 TEST_F(StatusXmlTest, ARunningStateThatCannotBeSavedIsLost) {

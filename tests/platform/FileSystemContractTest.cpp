@@ -262,6 +262,26 @@ TEST_P(FileSystemContractTest, appendCreatesOrContinuesWhereverTheFileWasSought)
   EXPECT_EQ(get("file"), "onetwo");
 }
 
+TEST_P(FileSystemContractTest, updateWritesInPlaceAndCreatesNothing) {
+  put("file", "0123456789");
+  const auto file = files().open(at(u"/file"), OpenMode::update, error_);
+  ASSERT_NE(file, nullptr);
+  EXPECT_FALSE(error_);
+  EXPECT_TRUE(file->seek(4, error_));
+  EXPECT_TRUE(file->write("xy", 2, error_));
+  EXPECT_EQ(get("file"), "0123xy6789");
+  std::string buffer(4, '\0');
+  EXPECT_EQ(file->read(buffer.data(), buffer.size(), error_), 4);
+  EXPECT_EQ(buffer, "6789");
+
+  ASSERT_TRUE(files().createFolder(at(u"/folder"), error_));
+  for (const WideText name : {u"/nothing", u"/folder"}) {
+    EXPECT_EQ(files().open(at(name), OpenMode::update, error_), nullptr);
+    EXPECT_TRUE(error_);
+  }
+  EXPECT_FALSE(std::filesystem::exists(native("nothing")));
+}
+
 TEST_P(FileSystemContractTest, readsAsFarAsTheFileGoes) {
   put("file", "0123456789");
   const auto file = files().open(at(u"/file"), OpenMode::read, error_);
