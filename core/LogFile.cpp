@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <utility>
 
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"

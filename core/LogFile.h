@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "core/LogEnd.h"
 #include "platform/FileSystem.h"

@@ -234,7 +234,7 @@ TEST_F(BackendLoggerTest, ALogBeyondTheParsersBoundsIsLeftAlone) {
   std::string attributes;
   for (int number = 0; number < 100; ++number) attributes += " a" + std::to_string(number) + "=\"\"";
   for (const std::string& before :
-       {fresh(line("caf\xE9")), fresh(line("earlier") + "    <_1>caf\xE9</_1></TevraCLI>"),
+       {fresh(line("caf\xE9")), head_ + line("earlier") + "    <_1>caf\xE9</_1></TevraCLI>",
         fresh(deep + "\n"), fresh("    <a" + attributes + "/>\n"), fresh(line("&#xZ;"))}) {
     writeFile(log_, before);
     BackendLogger logger(log_);

@@ -28,6 +28,13 @@ bool survivesTheParser(const std::string& name) {
          read.RootElement()->ValueStr() == name && read.RootElement()->NextSibling() == nullptr;
 }
 
+TEST(XmlNamesTest, TheProgramsElementHasItsNameOnlyIfThatIsOne) {
+  EXPECT_EQ(programElementName(u"Other"), "Other");
+  EXPECT_EQ(programElementName(u"caf\u00E9"), "caf\xC3\xA9");
+  for (const WideView name : {u"", u"Tevra CLI", u"2", u"a<b"})
+    EXPECT_EQ(programElementName(name), "TevraCLI");
+}
+
 TEST(XmlNamesTest, NamesBeginWithALetterOrAnUnderscore) {
   for (const char* name : {"a", "Z", "_", "map", "a1", "a-b", "a.b", "a:b", "\xC3\xA9", "a\xC2\xB7"})
     EXPECT_TRUE(isXmlName(name)) << name;

@@ -46,6 +46,8 @@ class VolumeFileSystemTest : public testing::Test {
     EXPECT_EQ(files_.open(root + u"/file", OpenMode::truncate, error_), nullptr);
     EXPECT_EQ(error_, refused);
     EXPECT_EQ(files_.open(root + u"/file", OpenMode::append, error_), nullptr);
+    EXPECT_TRUE(error_);
+    EXPECT_EQ(files_.open(root + u"/file", OpenMode::update, error_), nullptr);
     EXPECT_EQ(error_, refused);
     EXPECT_FALSE(files_.createFolder(root + u"/new", error_));
     EXPECT_EQ(error_, refused);
