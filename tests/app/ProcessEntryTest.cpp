@@ -171,6 +171,19 @@ TEST_F(ProcessEntryTest, TheLogIsNamedAfterTheProgramsLastComponent) {
   EXPECT_EQ(programFileName, u"c.exe");
 }
 
+TEST_F(ProcessEntryTest, AJobContinuesTheLogOfOneThatWasKilledInTheMiddleOfALine) {
+  writeFile(log_, "");
+  EXPECT_EQ(start(withLog()), 0);
+  const Lines first = logLines();
+  const std::string whole = readFile(log_);
+  writeFile(log_, whole.substr(0, whole.rfind("finish!")));
+  BackendLogger::destroy();
+  EXPECT_EQ(start(withLog()), 0);
+  Lines both(first.begin(), first.end() - 1);
+  both.insert(both.end(), first.begin(), first.end());
+  EXPECT_EQ(logLines(), both);
+}
+
 TEST_F(ProcessEntryTest, AProgramInAFolderWhoseNameIsNoTextRuns) {
   EXPECT_EQ(start(fields(), "/opt/\xFF/TevraCLI"), 0);
   EXPECT_EQ(programFileName, u"TevraCLI");
