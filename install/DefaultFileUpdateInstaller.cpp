@@ -34,10 +34,15 @@ struct Places {
 // Stands beside a file while it is placed, if it matters to the file's flag whether one was there. A job that
 // is cut off leaves an unfinished file, or none where there was one: the mark tells the next job that this is
 // not to be taken for the answer.
+//
+// Where the old copies go first, the mark is for a while all that tells of the file. It is on the medium
+// before they go, and the new file has its name there before the mark goes: a device that is pulled has one
+// of them at every moment.
 class PlacingMark {
  public:
-  PlacingMark(PathBelowRoot& target, const InstallFile& file) : target_(target) {
-    if (file.updateFlag == installFileIfMissing || file.updateFlag == replaceFileIfPresent)
+  PlacingMark(PathBelowRoot& target, const InstallFile& file)
+      : root_(target.root()), isOnlyTrace_(file.updateFlag == replaceFileIfPresent) {
+    if (isOnlyTrace_ || file.updateFlag == installFileIfMissing)
       path_ = target.join(file.client + u"_tevra_placing");
   }
 
@@ -45,17 +50,32 @@ class PlacingMark {
   // A device that takes no mark may take the file all the same.
   void set() const {
     if (!path_) return;
-    const WideText& root = target_.root();
-    if (!Directory_new(root).createFoldersTo(path_->substr(root.size() + 1))) return;
+    const WideText folder = parentFolder(*path_);
+    const bool hadFolder = Directory_new(folder).exists();
     File_platformIndependent mark(*path_);
-    if (mark.openForWriting(platform::OpenMode::truncateEntry)) static_cast<void>(mark.finish());
+    if (!Directory_new(root_).createFoldersTo(path_->substr(root_.size() + 1)) ||
+        !mark.openForWriting(platform::OpenMode::truncateEntry))
+      return;
+    if (isOnlyTrace_) static_cast<void>(mark.sync());
+    static_cast<void>(mark.finish());
+    if (isOnlyTrace_) syncNames(folder, hadFolder ? folder : root_);
   }
   void clear() const {
-    if (path_) File_platformIndependent(*path_).remove();
+    if (!path_) return;
+    const WideText folder = parentFolder(*path_);
+    if (!isOnlyTrace_ || syncNames(folder, folder)) File_platformIndependent(*path_).remove();
   }
 
  private:
-  const PathBelowRoot& target_;
+  // Brings the names in a folder to the medium, and those of the folders above it up to the highest one.
+  static bool syncNames(WideText folder, const WideText& highest) {
+    for (; Directory_new(folder).syncEntries(); folder = parentFolder(folder))
+      if (folder.size() <= highest.size()) return true;
+    return false;
+  }
+
+  WideText root_;
+  bool isOnlyTrace_;
   std::optional<WideText> path_;
 };
 

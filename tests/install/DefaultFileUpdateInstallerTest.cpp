@@ -115,6 +115,70 @@ TEST_F(DefaultFileUpdateInstallerTest, AFileWhosePlacingIsCutOffIsPlacedByTheNex
   }
 }
 
+// Of a device that is pulled nothing is certain but what was brought to the medium.
+TEST_F(DefaultFileUpdateInstallerTest, TheMarkIsOnTheMediumBeforeTheCopiesGoAndTheNewNameBeforeTheMarkGoes) {
+  for (const WideText& root : {target, other}) writeFile(root + u"/a", "old");
+  const auto marks = [this] { return fileExists(target + u"/a_tevra_placing"); };
+  FaultyFileSystem recording(files());
+  std::vector<std::string> operations;
+  recording.before = [&](int, const std::string& operation) {
+    const std::string copies = (fileExists(target + u"/a") ? "target " : "") +
+                               std::string(fileExists(other + u"/a") ? "other " : "");
+    operations.push_back(operation + ": " + copies + (marks() ? "mark" : ""));
+  };
+  useFileSystem(recording);
+  EXPECT_TRUE(install({file(u"a", 3)}));
+  EXPECT_EQ(operations, (std::vector<std::string>{
+                            "open: target other ", "sync: target other mark", "syncFolder: target other mark",
+                            "removeFile: target other mark", "removeFile: other mark", "open: mark",
+                            "write: target mark", "syncFolder: target mark", "removeFile: target mark"}));
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, TheFoldersThatAreMadeForAMarkAreOnTheMediumBeforeTheCopyGoes) {
+  writeFile(other + u"/new/deep/a", "old");
+  FaultyFileSystem recording(files());
+  std::vector<std::string> operations;
+  recording.before = [&](int, const std::string& operation) {
+    if (fileExists(other + u"/new/deep/a")) operations.push_back(operation);
+  };
+  useFileSystem(recording);
+  EXPECT_TRUE(install({file(u"new/deep/a", 3)}));
+  EXPECT_EQ(operations, (std::vector<std::string>{"createFolder", "createFolder", "open", "sync",
+                                                  "syncFolder", "syncFolder", "syncFolder", "removeFile"}));
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, AFileThatIsPlacedWhereNoneIsNeedsNoWaitForTheMedium) {
+  FaultyFileSystem recording(files());
+  int syncs = 0;
+  recording.before = [&](int, const std::string& operation) {
+    syncs += operation.starts_with("sync") ? 1 : 0;
+  };
+  useFileSystem(recording);
+  EXPECT_TRUE(install({file(u"a", 1), file(u"b", 0), file(u"c", 3)}));
+  EXPECT_EQ(syncs, 0);
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, AMarkStaysAsLongAsTheNewNameIsNotOnTheMedium) {
+  writeFile(target + u"/a", "old");
+  FaultyFileSystem faulty(files());
+  int syncs = 0;
+  faulty.before = [&](int number, const std::string& operation) {
+    if (operation == "syncFolder" && ++syncs == 2) faulty.failAt = number;
+  };
+  useFileSystem(faulty);
+  EXPECT_TRUE(install({file(u"a", 3)}));
+  EXPECT_EQ(tree(target), (std::vector<std::string>{"a", "a_tevra_placing"}));
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, ADeviceThatTakesNoMarkTakesTheFile) {
+  writeFile(target + u"/a", "old");
+  FaultyFileSystem faulty(files());
+  faulty.failAt = 1;
+  useFileSystem(faulty);
+  EXPECT_TRUE(install({file(u"a", 3)}));
+  EXPECT_EQ(readFile(target + u"/a"), "new a");
+}
+
 TEST_F(DefaultFileUpdateInstallerTest, ACopyThatWentForAFileThatCouldNotBePlacedIsReplacedByTheNextAttempt) {
   writeFile(target + u"/a", "old");
   EXPECT_FALSE(install({file(u"a", 3, u"no/such")}));
