@@ -85,6 +85,13 @@ class ClientUpdatesXmlFileTest : public JobTest {
   }
   [[nodiscard]] std::vector<std::string> workFolder() { return tree(workTempFolder); }
   [[nodiscard]] std::vector<std::string> layoutFolder() { return tree(path(u"device/ZELMORA")); }
+  // Of all files beside the register, whatever their names.
+  [[nodiscard]] std::vector<std::string> contents() {
+    std::vector<std::string> found;
+    for (const std::string& name : layoutFolder())
+      found.push_back(readFile(path(u"device/ZELMORA/" + toWide(name))));
+    return found;
+  }
   void resetDevice(const std::optional<std::string>& content) {
     std::filesystem::remove_all(folder.native() / "device");
     std::filesystem::remove_all(folder.native() / "temp/ZELMORATevra_tmp");
@@ -359,6 +366,58 @@ TEST_F(ClientUpdatesXmlFileTest, AJobKilledAtAnyOperationLeavesTheOldOrTheNewReg
   EXPECT_THAT(names(), ElementsAre("ooo", "new"));
   EXPECT_THAT(workFolder(), IsEmpty());
   EXPECT_GT(operation, 15);
+}
+
+TEST_F(ClientUpdatesXmlFileTest, AJobKilledAtAnyOperationLosesNothingOfADamagedRegister) {
+  const std::string damaged = old_.substr(0, 600'000);
+  resetDevice(damaged);
+  int operation = 1;
+  for (; killedAt(operation); ++operation) {
+    SCOPED_TRACE(operation);
+    EXPECT_THAT(contents(), Contains(damaged));
+    EXPECT_THAT(names(), AnyOf(IsEmpty(), ElementsAre("new")));
+    EXPECT_THAT(contents(), Contains(damaged));
+    EXPECT_TRUE(runJob());
+    EXPECT_THAT(names(), Contains("new"));
+    EXPECT_EQ(readFile(path(u"device/ZELMORA/updates.xml_damaged1")), damaged);
+    EXPECT_THAT(layoutFolder(), ElementsAre("updates.xml", "updates.xml_damaged1"));
+    resetDevice(damaged);
+  }
+  EXPECT_THAT(names(), ElementsAre("new"));
+  EXPECT_EQ(readFile(path(u"device/ZELMORA/updates.xml_damaged1")), damaged);
+  EXPECT_GT(operation, 15);
+}
+
+TEST_F(ClientUpdatesXmlFileTest, AJobKilledAtAnyOperationLeavesNoHalfRegisterWhereNoneWas) {
+  resetDevice(std::nullopt);
+  int operation = 1;
+  for (; killedAt(operation); ++operation) {
+    SCOPED_TRACE(operation);
+    if (fileExists(deviceFile_)) {
+      EXPECT_TRUE(readFile(deviceFile_).ends_with("</updates>\n"));
+    }
+    EXPECT_THAT(names(), AnyOf(IsEmpty(), ElementsAre("new")));
+    EXPECT_TRUE(runJob());
+    EXPECT_THAT(names(), Contains("new"));
+    EXPECT_THAT(layoutFolder(), ElementsAre("updates.xml"));
+    resetDevice(std::nullopt);
+  }
+  EXPECT_THAT(names(), ElementsAre("new"));
+  EXPECT_THAT(layoutFolder(), ElementsAre("updates.xml"));
+  EXPECT_GT(operation, 8);
+}
+
+// Nothing of the register's way back depends on how the device's cache is written.
+TEST_F(ClientUpdatesXmlFileTest, EachStepOfTheWayBackIsOnTheMediumBeforeTheNext) {
+  ClientUpdatesXmlFile file(root_, true);
+  writeFile(file.getFilePath(), "<updates/>");
+  FaultyFileSystem recording(files());
+  std::vector<std::string> operations;
+  recording.before = [&](int, const std::string& operation) { operations.push_back(operation); };
+  useFileSystem(recording);
+  EXPECT_TRUE(file.bringBack());
+  EXPECT_THAT(operations, ElementsAre("removeFile", "open", "write", "sync", "rename", "syncFolder", "rename",
+                                      "syncFolder", "removeFile"));
 }
 
 TEST_F(ClientUpdatesXmlFileTest, AnyOperationThatFailsLeavesTheOldOrTheNewRegister) {
