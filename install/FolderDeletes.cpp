@@ -59,9 +59,9 @@ void append(std::vector<InstallFile>& files, std::vector<InstallFile>& more) {
   files.insert(files.end(), std::move_iterator(more.begin()), std::move_iterator(more.end()));
 }
 
-// One spelling for all that name the same file.
+// One spelling for all that name the same file. What leaves the storage names none of its files.
 WideText fileKey(const WideText& client) {
-  return toUpperAscii(toBackslashes(client));
+  return staysBelowRoot(client) ? comparablePath(client) : toUpperAscii(toBackslashes(client));
 }
 
 }  // namespace

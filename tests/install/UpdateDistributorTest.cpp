@@ -658,6 +658,17 @@ TEST_F(UpdateDistributorTest, FileThatAnotherUpdateWritesIsNotDeletedWhicheverCo
     }
 }
 
+TEST_F(UpdateDistributorTest, FileThatIsWrittenUnderAnotherSpellingIsNotDeleted) {
+  useFlashOnly();
+  for (const WideText spelling :
+       {u"maps//c.map", u"maps/./c.map", u"./maps\\c.map", u"Maps/C.map.", u"maps /c.map"})
+    for (const std::int32_t writing : {installFile, installFileToo, replaceFileIfPresent})
+      EXPECT_EQ(distributed(forSoftware(0, {file(u"maps/c.map", writing), file(spelling, deleteFile)}))
+                    .files.size(),
+                1U)
+          << toUtf8(spelling);
+}
+
 TEST_F(UpdateDistributorTest, FileThatIsInstalledOnlyIfMissingIsStillDeleted) {
   useFlashOnly();
   EXPECT_EQ(filesOf(distributed(forSoftware(0, {file(u"a", installFileIfMissing), file(u"a", deleteFile)}))),
