@@ -69,6 +69,26 @@ void findInRegister(benchmark::State& state) {
 }
 BENCHMARK(findInRegister)->Arg(2000)->Arg(4000)->Unit(benchmark::kMillisecond);
 
+// A register in which all updates have one name, each of another company: every update is replaced and every
+// one found.
+void replaceInRegisterOfOneName(benchmark::State& state) {
+  const auto named = [](std::int64_t index) {
+    Update update = sampleUpdate(index);
+    update.info.company = u"Company " + numberText(index);
+    update.info.name = u"Map";
+    return update;
+  };
+  for (auto run : state) {
+    const Device device;
+    DeviceRegister deviceRegister(device.root(), {});
+    for (std::int64_t i = 0; i < 2 * state.range(0); ++i)
+      benchmark::DoNotOptimize(deviceRegister.record(named(i % state.range(0))));
+    for (std::int64_t i = 0; i < state.range(0); ++i)
+      benchmark::DoNotOptimize(deviceRegister.updates().findUpdate(named(i).info));
+  }
+}
+BENCHMARK(replaceInRegisterOfOneName)->Arg(4000)->Arg(8000)->Arg(16000)->Unit(benchmark::kMillisecond);
+
 }  // namespace
 
 }  // namespace ZelmoraTevra

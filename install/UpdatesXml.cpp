@@ -31,8 +31,12 @@ bool contains(const List& list, std::int32_t value) {
   return std::find(list.begin(), list.end(), value) != list.end();
 }
 
-bool hasCompany(const Update& update, const UpdateInfo& info) {
-  return update.info.company == info.company;
+WideText companyAndName(const UpdateInfo& info) {
+  return info.company + u'\0' + info.name;
+}
+
+bool hasCompanyAndName(const Update& update, const UpdateInfo& info) {
+  return update.info.company == info.company && update.info.name == info.name;
 }
 
 bool areEqual(const Update& left, const Update& right) {
@@ -141,14 +145,16 @@ bool UpdatesXml::save() {
 }
 
 Update UpdatesXml::findUpdate(const UpdateInfo& info) const {
-  return findFirst(info.name, [&info](const Update& update) {
-    return (info.company.empty() || hasCompany(update, info)) &&
+  const bool hasCompany = !info.company.empty();
+  return findFirst(hasCompany ? companyAndName(info) : info.name, [&info, hasCompany](const Update& update) {
+    return update.info.name == info.name && (!hasCompany || update.info.company == info.company) &&
            (info.version.empty() || update.info.version == info.version);
   });
 }
 
 Update UpdatesXml::findByCompanyAndName(const UpdateInfo& info) const {
-  return findFirst(info.name, [&info](const Update& update) { return hasCompany(update, info); });
+  return findFirst(companyAndName(info),
+                   [&info](const Update& update) { return hasCompanyAndName(update, info); });
 }
 
 void UpdatesXml::addUpdate(Update update) {
@@ -159,11 +165,11 @@ void UpdatesXml::addUpdate(Update update) {
 }
 
 bool UpdatesXml::removeUpdate(const Update& update) {
-  return removeAll(update.info.name, [&update](const Update& other) { return areEqual(other, update); });
+  return removeAll(update.info, [&update](const Update& other) { return areEqual(other, update); });
 }
 
 bool UpdatesXml::removeByCompanyAndName(const UpdateInfo& info) {
-  return removeAll(info.name, [&info](const Update& update) { return hasCompany(update, info); });
+  return removeAll(info, [&info](const Update& update) { return hasCompanyAndName(update, info); });
 }
 
 std::vector<Update> UpdatesXml::getUpdates() const {
@@ -176,7 +182,7 @@ std::vector<Update> UpdatesXml::getUpdates() const {
 
 void UpdatesXml::setUpdates(std::vector<Update> updates) {
   updates_.clear();
-  byName_.clear();
+  index_.clear();
   for (Update& update : updates) append(std::move(update));
   dirty_ = true;
 }
@@ -200,7 +206,7 @@ bool UpdatesXml::uninstallUpdate(const UpdateInfo& info,
 
 void UpdatesXml::revert() {
   updates_.clear();
-  byName_.clear();
+  index_.clear();
   dirty_ = false;
   read();
 }
@@ -262,26 +268,30 @@ bool UpdatesXml::write() const {
 }
 
 void UpdatesXml::append(Update update) {
-  byName_[update.info.name].push_back(updates_.size());
+  index_[update.info.name].insert(updates_.size());
+  index_[companyAndName(update.info)].insert(updates_.size());
   updates_.push_back(std::move(update));
 }
 
 template <typename Condition>
-Update UpdatesXml::findFirst(const WideText& name, Condition condition) const {
-  const auto named = byName_.find(name);
-  if (named == byName_.end()) return {};
-  for (const std::size_t position : named->second) {
+Update UpdatesXml::findFirst(const WideText& key, Condition condition) const {
+  const auto found = index_.find(key);
+  if (found == index_.end()) return {};
+  for (const std::size_t position : found->second) {
     if (condition(updates_[position])) return updates_[position];
   }
   return {};
 }
 
 template <typename Condition>
-bool UpdatesXml::removeAll(const WideText& name, Condition condition) {
-  const auto named = byName_.find(name);
-  if (named == byName_.end()) return false;
-  const std::size_t removed = std::erase_if(named->second, [&](std::size_t position) {
+bool UpdatesXml::removeAll(const UpdateInfo& info, Condition condition) {
+  const auto found = index_.find(companyAndName(info));
+  if (found == index_.end()) return false;
+  std::set<std::size_t>& candidates = found->second;
+  std::set<std::size_t>& sameName = index_[info.name];
+  const std::size_t removed = std::erase_if(candidates, [&](std::size_t position) {
     if (!condition(updates_[position])) return false;
+    sameName.erase(position);
     updates_[position] = {};
     return true;
   });

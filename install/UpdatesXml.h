@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -47,7 +48,7 @@ struct Update {
 
 // The parsed register. Read at construction, written by `save` and, if something changed, at destruction.
 // Adding, finding and removing cost the same however many updates there are: the updates are indexed by their
-// names.
+// names, and by company and name.
 //
 // A file that is missing, empty or not well-formed gives an empty register, to which updates can be added;
 // whose file it is looks after a damaged one. A text in it that isn't UTF-8 throws the UTF-8 library's
@@ -99,16 +100,18 @@ class UpdatesXml {
   void append(Update update);
 
   template <typename Condition>
-  [[nodiscard]] Update findFirst(const WideText& name, Condition condition) const;
+  [[nodiscard]] Update findFirst(const WideText& key, Condition condition) const;
+  // Among those with the company and the name.
   template <typename Condition>
-  bool removeAll(const WideText& name, Condition condition);
+  bool removeAll(const UpdateInfo& info, Condition condition);
 
   bool loaded_ = false;
   bool unreadable_ = false;
   bool dirty_ = false;
   IUpdatesXmlFile* file_;
   std::vector<Update> updates_;  // a removed one stays in its place with an empty name
-  std::unordered_map<WideText, std::vector<std::size_t>> byName_;  // positions in the order of the register
+  // Positions in the order of the register, under the name and under company and name.
+  std::unordered_map<WideText, std::set<std::size_t>> index_;
 };
 
 }  // namespace ZelmoraTevra

@@ -579,6 +579,50 @@ TEST_F(UpdatesXmlTest, TenThousandUpdatesAreReplacedFoundAndRemoved) {
   EXPECT_EQ(found.back().info.version, u"2");
 }
 
+TEST_F(UpdatesXmlTest, TenThousandUpdatesOfOneNameAreReplacedFoundAndRemoved) {
+  constexpr int count = 10'000;
+  UpdatesXml updates(&file_);
+  Update update = makeUpdate(u"company", u"n", u"1", 1);
+  const auto company = [&update](int number) -> const UpdateInfo& {
+    update.info.company = numberText(number);
+    return update.info;
+  };
+  for (const bool second : {false, true}) {
+    if (second) update.info.version = u"2";
+    for (int number = 0; number < count; ++number) {
+      company(number);
+      updates.addUpdate(update);
+    }
+  }
+  EXPECT_EQ(updates.findUpdate(query(u"9999", u"n")).info.version, u"2");
+  for (int number = 0; number < count; ++number) {
+    if (number % 2 == 0) {
+      EXPECT_TRUE(updates.removeByCompanyAndName(company(number)));
+    }
+    EXPECT_EQ(updates.findUpdate(query(u"", u"n")).info.company, u"1");
+  }
+  EXPECT_EQ(updates.getUpdates().size(), count / 2U);
+  for (int number = 1; number < count; number += 2) {
+    company(number);
+    EXPECT_TRUE(updates.removeUpdate(update));
+  }
+  EXPECT_FALSE(updates.findUpdate(query(u"", u"n")).isValid());
+}
+
+// Company and name never run into one another.
+TEST_F(UpdatesXmlTest, ACompanyIsNoPartOfANameNorANameOfACompany) {
+  UpdatesXml updates(&file_);
+  updates.addUpdate(makeUpdate(u"ab", u"c"));
+  updates.addUpdate(makeUpdate(u"", u"n"));
+  EXPECT_FALSE(updates.findUpdate(query(u"a", u"bc")).isValid());
+  EXPECT_FALSE(updates.findUpdate(query(u"", u"abc")).isValid());
+  EXPECT_FALSE(updates.findByCompanyAndName(query(u"a", u"bc")).isValid());
+  EXPECT_FALSE(updates.removeByCompanyAndName(query(u"abc", u"")));
+  EXPECT_TRUE(updates.findByCompanyAndName(query(u"", u"n")).isValid());
+  EXPECT_TRUE(updates.removeByCompanyAndName(query(u"", u"n")));
+  EXPECT_FALSE(updates.findUpdate(query(u"", u"n")).isValid());
+}
+
 TEST_F(UpdatesXmlTest, ARegisterThatCouldNotBeReadAgainIsNotWritten) {
   startLog();
   put(wholeRegister);
