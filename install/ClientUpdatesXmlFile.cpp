@@ -11,8 +11,8 @@ namespace ZelmoraTevra {
 
 bool isRegisterPlace(const WideText& relativePath) {
   const WideText path = comparablePath(relativePath);
-  return path == u"ZELMORA\\UPDATES.XML" || path == u"KD3\\UPDATES.XML" || path == u"ZELMORA" ||
-         path == u"KD3";
+  return path.starts_with(u"ZELMORA\\UPDATES.XML") || path.starts_with(u"KD3\\UPDATES.XML") ||
+         path == u"ZELMORA" || path == u"KD3";
 }
 
 // Whichever of the two folders holds a register.

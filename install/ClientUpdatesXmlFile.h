@@ -6,8 +6,9 @@
 
 namespace ZelmoraTevra {
 
-// True if a path on a device is that of a register or of the folder that holds it: no package writes or
-// deletes there.
+// True if a path on a device is that of a register, one that begins with it, or that of the folder that holds
+// it: no package writes or deletes there. Beside a register stand files of its name with more behind it, of
+// which one can become the register.
 [[nodiscard]] bool isRegisterPlace(const WideText& relativePath);
 
 enum class RegisterLayout { none, zelmora, kd3 };

@@ -86,10 +86,13 @@ TEST_F(DefaultFileUpdateUninstallerTest, AStorageWithoutANameHasNoFiles) {
 
 TEST_F(DefaultFileUpdateUninstallerTest, TheRegisterIsNoUpdatesFile) {
   startLog();
-  const std::vector<WideText> places{u"ZELMORA/updates.xml", u"zelmora\\UPDATES.xml", u"KD3/./updates.xml"};
+  const std::vector<WideText> places{u"ZELMORA/updates.xml", u"zelmora\\UPDATES.xml", u"KD3/./updates.xml",
+                                     u"ZELMORA/updates.xml_damaged1"};
   writeFile(root + u"/ZELMORA/updates.xml", "register");
+  writeFile(root + u"/ZELMORA/updates.xml_damaged1", "damaged");
   writeFile(root + u"/KD3/updates.xml", "register");
   EXPECT_TRUE(uninstall(places));
+  EXPECT_EQ(readFile(root + u"/ZELMORA/updates.xml_damaged1"), "damaged");
   EXPECT_EQ(readFile(root + u"/ZELMORA/updates.xml"), "register");
   EXPECT_EQ(readFile(root + u"/KD3/updates.xml"), "register");
   EXPECT_TRUE(logHas(u"The register is no update's file: ZELMORA/updates.xml"));

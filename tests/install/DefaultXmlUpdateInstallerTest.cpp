@@ -418,12 +418,14 @@ TEST_F(DefaultXmlUpdateInstallerTest, PathsThatLeaveTheStorageArePassedOver) {
 
 TEST_F(DefaultXmlUpdateInstallerTest, TheRegisterIsNoPackagesToChange) {
   startLog();
-  for (const WideText file : {u"ZELMORA/updates.xml", u"zelmora\\.\\UPDATES.XML", u"KD3//updates.xml"}) {
+  for (const WideText file : {u"ZELMORA/updates.xml", u"zelmora\\.\\UPDATES.XML", u"KD3//updates.xml",
+                              u"ZELMORA/updates.xml_tevra_new"}) {
     writeFile(path(u"flash/ZELMORA/updates.xml"), documentWith("old"));
     run({setting(file, u"x"), entryOf(file, 1, u"r", u"x")});
     EXPECT_TRUE(logHas(u"The register is no package's file: " + file));
   }
   EXPECT_EQ(device(u"ZELMORA/updates.xml"), documentWith("old"));
+  EXPECT_EQ(tree(path(u"flash/ZELMORA")), std::vector<std::string>{"updates.xml"});
   EXPECT_FALSE(std::filesystem::exists(folder.native() / "flash/KD3"));
 }
 

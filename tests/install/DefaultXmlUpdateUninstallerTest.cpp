@@ -151,6 +151,11 @@ TEST_F(DefaultXmlUpdateUninstallerTest, TheRegisterIsNeverEdited) {
   EXPECT_TRUE(uninstall({{u"zelmora/Updates.xml", 3, u"updates/update", u"name/1"}}));
   EXPECT_EQ(readFile(flash + u"/ZELMORA/updates.xml"), content);
   EXPECT_TRUE(logHas(u"The register is no update's XML file: zelmora/Updates.xml"));
+
+  const WideText setAside = u"ZELMORA/updates.xml00000000010000000002";
+  writeFile(flash + u'/' + setAside, content);
+  EXPECT_TRUE(uninstall({{setAside, 3, u"updates/update", u"name/1"}}));
+  EXPECT_EQ(readFile(flash + u'/' + setAside), content);
 }
 
 TEST_F(DefaultXmlUpdateUninstallerTest, ACloneEditsTheSameFiles) {

@@ -436,6 +436,36 @@ TEST_F(InstallPackageRunnerTest, NoPackageDeletesOrReplacesTheRegister) {
   }
 }
 
+// A file beside the register under a name of its replacement could become the register.
+TEST_F(InstallPackageRunnerTest, NoPackagePlacesOrDeletesAFileThatCanBecomeTheRegister) {
+  addPackage(software("First", file("a", "a")));
+  EXPECT_EQ(install(), 0);
+  writeFile(flash + u"/ZELMORA/updates.xml_damaged1", "for repair");
+  for (const int flag : {0, 1, 2, 3, 4}) {
+    command.packages.clear();
+    addPackage(software("Second", file("b", "b") + file("a", "ZELMORA/updates.xml_tevra_new", flag) +
+                                      file("a", "zelmora\\Updates.xml99999999990000000001", flag) +
+                                      file("a", "ZELMORA//updates.xml_damaged1", flag) +
+                                      file("a", "KD3/updates.xml/a", flag)));
+    EXPECT_EQ(install(), 0) << flag;
+    EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/", "ZELMORA/updates.xml",
+                                                     "ZELMORA/updates.xml_damaged1", "a", "b"}))
+        << flag;
+    EXPECT_EQ(readFile(flash + u"/ZELMORA/updates.xml_damaged1"), "for repair");
+    ASSERT_EQ(registered().size(), 2U) << flag;
+  }
+}
+
+TEST_F(InstallPackageRunnerTest,
+       AFolderDeletionThatNamesTheRegistersFolderLeavesAllThatCanBecomeTheRegister) {
+  writeFile(flash + u"/ZELMORA/updates.xml_damaged1", "for repair");
+  writeFile(flash + u"/ZELMORA/other", "goes");
+  addPackage(software("First", file("a", "a") + file("x", "ZELMORA", 8)));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/", "ZELMORA/updates.xml",
+                                                   "ZELMORA/updates.xml_damaged1", "a"}));
+}
+
 TEST_F(InstallPackageRunnerTest, ADeviceOfItsOwnVolumeHasAllOnTheMediumBeforeItsRegister) {
   class OwnVolume : public platform::ForwardingFileSystem {
    public:

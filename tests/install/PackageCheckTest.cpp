@@ -108,7 +108,8 @@ TEST_F(PackageCheckTest, AZipThatIsCutAnywhereHoldsLess) {
 TEST_F(PackageCheckTest, TheFolderOfTheRegisterComesWithAFileInItOnTheMainStorage) {
   for (const WideText client : {u"ZELMORA/a", u"zelmora\\sub\\a", u"./ZELMORA/a", u"KD3/a"})
     EXPECT_TRUE(bringsFolder(software({file(u"a", u"x"), file(u"a", client)})));
-  for (const WideText client : {u"x/ZELMORA/a", u"ZELMORA2/a", u"ZELMORA", u"ZELMORA/updates.xml"})
+  for (const WideText client :
+       {u"x/ZELMORA/a", u"ZELMORA2/a", u"ZELMORA", u"ZELMORA/updates.xml", u"ZELMORA/updates.xml_tevra_new"})
     EXPECT_FALSE(bringsFolder(software({file(u"a", client)})));
   for (const int flag : {0, 1, 2}) EXPECT_TRUE(bringsFolder(software({file(u"a", u"ZELMORA/a", flag)})));
   for (const int flag : {3, 4, 7, 8}) EXPECT_FALSE(bringsFolder(software({file(u"a", u"ZELMORA/a", flag)})));
