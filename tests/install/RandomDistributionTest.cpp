@@ -95,6 +95,7 @@ class RandomLayout {
 
   InstallFile randomFile() {
     InstallFile file;
+    file.local = u"entry";  // those that a distribution adds have none
     file.updateFlag = oneOf<std::int32_t>({0, 0, 1, 1, 2, 3, 3, 4, 4, 7, 8, 9});
     file.fileSize = randomSize();
     file.client =
@@ -148,12 +149,19 @@ void build(MemoryStorages& disk, const RandomLayout& layout, bool withCard) {
 
 using FileTuple = std::tuple<WideText, std::int32_t, std::int64_t>;
 
-// Sorted: the order in which a folder is listed is the file system's.
+// In the order of the list, but for the order in which a folder is listed: that is the file system's. So the
+// files that a folder's deletion has added are sorted, and the folders behind them.
 std::vector<FileTuple> filesOf(const InstallUpdate& update) {
   std::vector<FileTuple> files;
   for (const InstallFile& file : update.files)
     files.emplace_back(file.client, file.updateFlag, file.fileSize);
-  std::sort(files.begin(), files.end());
+  const std::vector<InstallFile>& list = update.files;
+  const auto added =
+      std::find_if(list.begin(), list.end(), [](const InstallFile& file) { return file.local.empty(); });
+  const auto folders = std::find_if(
+      added, list.end(), [](const InstallFile& file) { return file.updateFlag == deleteFolderIfEmpty; });
+  std::sort(files.begin() + (added - list.begin()), files.begin() + (folders - list.begin()));
+  std::sort(files.begin() + (folders - list.begin()), files.end());
   return files;
 }
 
