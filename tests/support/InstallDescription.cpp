@@ -25,8 +25,9 @@ InstallDescription& InstallDescription::extraSpace(std::int64_t software, std::i
 }
 
 InstallDescription& InstallDescription::update(const std::string& name, const std::string& location,
-                                               std::int64_t updateSize) {
+                                               std::int64_t updateSize, bool temporary) {
   std::string start = "  <update update_size=\"" + std::to_string(updateSize) + "\"";
+  if (temporary) start += " temporary=\"true\"";
   if (!location.empty()) start += " install_location=\"" + location + "\"";
   start += ">\n    <company>ZELMORA</company><name>" + name +
            "</name><version>1.0.0</version><update>1</update><uninstall>1</uninstall>\n";

@@ -24,7 +24,8 @@ class InstallDescription {
  public:
   InstallDescription& extraSpace(std::int64_t software, std::int64_t content);
   // An empty location is none: an older package.
-  InstallDescription& update(const std::string& name, const std::string& location, std::int64_t updateSize);
+  InstallDescription& update(const std::string& name, const std::string& location, std::int64_t updateSize,
+                             bool temporary = false);
   // Belong to the update before them.
   InstallDescription& file(const std::string& local, const std::string& client, const std::string& content,
                            int updateFlag = 0);
