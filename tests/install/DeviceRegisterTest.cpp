@@ -25,8 +25,7 @@ class OwnVolumes : public platform::ForwardingFileSystem {
   }
 };
 
-// The operations that an interrupted job may leave in any order unless they wait for each other, as a device
-// may see them: with what is under the register's name at the time.
+// Records each operation that changes something, with what stands under the register's name at that moment.
 class DeviceRegisterTest : public JobTest {
  protected:
   DeviceRegisterTest() {
