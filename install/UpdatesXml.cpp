@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <limits>
 #include <utility>
 
 #include "core/BackendLogger.h"
@@ -13,6 +14,7 @@
 #include "core/ProcessEnd.h"
 #include "core/Text.h"
 #include "core/XmlDocument.h"
+#include "core/XmlPrinter.h"
 #include "install/IUpdateUninstaller.h"
 #include "platform/XmlBounds.h"
 
@@ -98,8 +100,10 @@ bool canBeReadAgain(const std::string& text) {
          isWithinXmlBounds(text, maximalXmlDepth, maximalXmlAttributes, maximalXmlMarkup);
 }
 
-// The register as the XML library prints it. A tree of one update at a time: one of all of them takes many
-// times the room of the text, and time to match where it doesn't fit into the processor's cache.
+// The register in the layout of the XML library. A tree of one update at a time: one of all of them takes
+// many times the room of the text, and time to match where it doesn't fit into the processor's cache. The
+// library's own printer would make an "A" of a text that reads "&#x41;", and break the document at one that
+// reads "&#x".
 std::string printUpdates(const std::vector<Update>& updates) {
   TiXmlDocument document = newXmlDocument("");
   TiXmlElement& root = addElement(document, "updates");
@@ -108,8 +112,7 @@ std::string printUpdates(const std::vector<Update>& updates) {
 
   // Of the root the printer wants to know whether anything is in it.
   addElement(root, "update");
-  TiXmlPrinter printer;
-  printer.VisitEnter(document);
+  XmlPrinter printer(std::numeric_limits<std::size_t>::max());
   document.FirstChild()->Accept(&printer);
   printer.VisitEnter(root, nullptr);
   for (const Update& update : updates) {
@@ -119,8 +122,7 @@ std::string printUpdates(const std::vector<Update>& updates) {
     element.Accept(&printer);
   }
   printer.VisitExit(root);
-  printer.VisitExit(document);
-  return printer.Str();
+  return printer.takeText();
 }
 
 }  // namespace

@@ -524,9 +524,9 @@ TEST_F(UpdatesXmlTest, FlippedBytesDoNoHarm) {
 
 TEST_F(UpdatesXmlTest, TextsOfAllKindsComeBackAsTheyWere) {
   std::mt19937 random(20'130'517);
-  const std::vector<WideText> pieces = {u"a",      u"Z",      u"<",          u">",     u"&",
-                                        u"\"",     u"'",      u"/",          u"\\",    u";",
-                                        u"\u00e9", u"\u20ac", u"\U0001f5fa", u"&amp;", u"]]>"};
+  const std::vector<WideText> pieces = {u"a",          u"Z",     u"<",   u">",      u"&",      u"\"",
+                                        u"'",          u"/",     u"\\",  u";",      u"\u00e9", u"\u20ac",
+                                        u"\U0001f5fa", u"&amp;", u"]]>", u"&#x41;", u"&#x",    u"\n"};
   const auto text = [&] {
     WideText made;
     for (auto count = random() % 12 + 1; count > 0; --count) made += pieces[random() % pieces.size()];
@@ -554,6 +554,16 @@ TEST_F(UpdatesXmlTest, TextsOfAllKindsComeBackAsTheyWere) {
     EXPECT_EQ(found[index].files, written[index].files);
     EXPECT_EQ(found[index].xmlEntries, written[index].xmlEntries);
   }
+}
+
+TEST_F(UpdatesXmlTest, ATextThatReadsLikeAReferenceIsNotTakenForOne) {
+  put("<updates><update><name>&amp;#x41;</name></update><update><name>&amp;#x</name></update></updates>");
+  {
+    UpdatesXml updates(&file_);
+    updates.addUpdate(makeUpdate(u"c", u"n"));
+    EXPECT_TRUE(updates.save());
+  }
+  EXPECT_THAT(titles(reload()), ElementsAre("/&#x41;/", "/&#x/", "c/n/1.0.0"));
 }
 
 TEST_F(UpdatesXmlTest, TenThousandUpdatesAreReplacedFoundAndRemoved) {
