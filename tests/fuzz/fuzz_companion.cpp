@@ -1,18 +1,28 @@
-// The companion of a partial download matches its package's digest or doesn't.
-#include <exception>
+// The companion of a partial download matches its package's digest, and then names it, or doesn't. Whatever
+// it was, it can be replaced by one that matches.
 #include <string>
 
+#include "core/Text.h"
 #include "install/CompanionFile.h"
 #include "tests/fuzz/FuzzMachine.h"
+#include "tests/fuzz/Must.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
   using namespace ZelmoraTevra;
   FuzzMachine machine;
-  machine.files.contents[u"\\work\\a.zip_INCOMPLETE.xml"] =
-      std::string(reinterpret_cast<const char*>(data), size);
-  try {
-    static_cast<void>(companionMatches(u"\\work\\a.zip_INCOMPLETE.xml", u"9E107D9D372BB6826BD81D3542A419D6"));
-  } catch (const std::exception&) {
-  }
+  const WideText path = u"\\work\\a.zip_INCOMPLETE.xml";
+  const WideText md5 = u"9E107D9D372BB6826BD81D3542A419D6";
+  const std::string content(reinterpret_cast<const char*>(data), size);
+  machine.files.contents[path] = content;
+  // A digit may stand there as a reference.
+  if (companionMatches(path, md5))
+    must(toUpperAscii(toReadableWide(content)).find(md5) != WideText::npos ||
+         content.find("&#") != std::string::npos);
+  must(machine.files.contents[path] == content);
+
+  must(companionWrite(path, md5));
+  must(companionMatches(path, md5));
+  must(!companionMatches(path, u"00000000000000000000000000000000"));
+  must(machine.hasChangedOnly({path}));
   return 0;
 }
