@@ -70,10 +70,11 @@ bool isUnrecorded(const UpdateXmlEntry& entry) {
   return entry.creationFlag == 1 || entry.creationFlag == 5;
 }
 
-// As it comes back when it was written: the parser passes over blanks and three other characters in front of
-// a text.
+// As it comes back when it was written: the parser drops a text of blanks alone, and passes over blanks and
+// three other characters in front of a text.
 WideText asRead(const WideText& text) {
   WideText read;
+  if (text.find_first_not_of(u" \t\n\v\f\r") == WideText::npos) return read;
   for (const char16_t unit : text) {
     const bool isHidden = unit == u'\uFEFF' || unit == u'\uFFFE' || unit == u'\uFFFF';
     if ((read.empty() && (unit == u' ' || isHidden)) || (unit == u' ' && read.back() == u' ')) continue;
