@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <string_view>
 
 #include "core/BackendLogger.h"
 #include "core/File_platformIndependent.h"
@@ -56,6 +57,20 @@ TiXmlElement& addReadable(TiXmlElement& parent, const std::string& name, WideVie
   TiXmlElement& element = addElement(parent, name);
   element.InsertEndChild(TiXmlText(toReadableUtf8(text)));
   return element;
+}
+
+// Makes the file anew. Others may write to the folder too: what one of them has put at its name makes way, so
+// that nothing is written through a link to a file elsewhere.
+bool openAnew(File_platformIndependent& file) {
+  if (file.openForWriting(platform::OpenMode::createNew)) return true;
+  platform::ErrorCode error;
+  platform::machine().files->removeFile(file.path(), error);
+  return file.openForWriting(platform::OpenMode::createNew);
+}
+
+bool writeAndClose(std::string_view text, File_platformIndependent& file) {
+  const bool written = file.write(text.data(), text.size()) == static_cast<std::int64_t>(text.size());
+  return file.finish() && written;
 }
 
 bool isRunning(std::int32_t state) {
@@ -200,14 +215,16 @@ bool writeResponse(const TiXmlDocument& document) {
 bool writeDocumentToFrontEnd(const TiXmlDocument& document, const WideText& path, bool isLast) {
   if (commandsInSharedMemory) return writeDocumentToSharedMemory(document);
 
+  const std::string text = printXml(document);
   File_platformIndependent beside(path + u".new");
-  const bool written = saveXml(document, beside.path());
+  const bool opened = openAnew(beside);
+  const bool written = opened && writeAndClose(text, beside);
   if (written && beside.renameTo(path)) return true;
-  const bool diskFull = !written && beside.exists();
-  beside.remove();
+  if (opened) beside.remove();
   // On a full disk the old document is worth more than half of a new one, unless it is the last: that one may
   // have the room of the old one.
-  return (!diskFull || isLast) && saveXml(document, path);
+  const bool diskFull = opened && !written;
+  return (!diskFull || isLast) && saveXmlText(text, path);
 }
 
 }  // namespace ZelmoraTevra

@@ -94,7 +94,7 @@ bool saveXml(const TiXmlDocument& document, const WideText& path) {
 
 bool saveXmlText(std::string_view text, const WideText& path) {
   File_platformIndependent file(path, false);
-  if (!file.openForWriting(platform::OpenMode::truncate)) return false;
+  if (!file.openForWriting(platform::OpenMode::truncateEntry)) return false;
   const bool written = file.write(text.data(), text.size()) == static_cast<std::int64_t>(text.size());
   return file.finish() && written;
 }

@@ -40,7 +40,7 @@ enum class XmlLoad {
 
 // The document in UTF-8, an element a line, four blanks a level.
 [[nodiscard]] std::string printXml(const TiXmlNode& node);
-// Writes the printed document directly over the file.
+// Writes the printed document directly over the file. A symbolic link at the path is a failure.
 [[nodiscard]] bool saveXml(const TiXmlDocument& document, const WideText& path);
 // The same for a document that has been printed already.
 [[nodiscard]] bool saveXmlText(std::string_view text, const WideText& path);

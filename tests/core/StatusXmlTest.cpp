@@ -1,4 +1,8 @@
+#include <sys/stat.h>
 #include <tinyxml.h>
+
+#include <filesystem>
+#include <functional>
 
 #include "core/Globals.h"
 #include "core/StatusXml.h"
@@ -10,6 +14,8 @@
 
 namespace ZelmoraTevra {
 namespace {
+
+namespace fs = std::filesystem;
 
 // The status of a program that is called "TevraCLI".
 class NamedStatus : public StatusXml {
@@ -401,6 +407,50 @@ TEST_F(StatusXmlTest, WhereItCannotBeRenamedTheDocumentIsWrittenDirectly) {
   ASSERT_TRUE(status_.save());
   EXPECT_EQ(status().descriptions, (std::vector<WideText>{u"5"}));
   EXPECT_EQ(tree(path(u"tmp")).size(), 2U);
+}
+
+TEST_F(StatusXmlTest, WhatOthersPutBesideTheDocumentMakesWayAndIsNotWrittenTo) {
+  const fs::path victim = folder.native() / "victim";
+  const fs::path document = folder.native() / "tmp/ZELMORATevra_tmp" / ("ud_" + name_ + ".xml");
+  const fs::path beside = document.string() + ".new";
+  const std::vector<std::function<void()>> tricks = {
+      [&] { fs::create_symlink(victim, beside); },
+      [&] { fs::create_symlink(folder.native() / "missing", beside); },
+      [&] { fs::create_hard_link(victim, beside); },
+      [&] { ASSERT_EQ(::mkfifo(beside.c_str(), 0600), 0); },
+      [&] { writeFile(status_.statusFilePath() + u".new", "of a job that was killed"); },
+  };
+  writeFile(path(u"victim"), "mine");
+  for (const auto& trick : tricks) {
+    trick();
+    for (const int state : {1, 9}) {
+      status_.setState(state);
+      ASSERT_TRUE(status_.save());
+      EXPECT_EQ(status().state, state);
+      EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(document)));
+    }
+    EXPECT_EQ(readFile(path(u"victim")), "mine");
+    EXPECT_FALSE(fs::exists(folder.native() / "missing"));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(beside)));
+  }
+}
+
+TEST_F(StatusXmlTest, ALinkInTheDocumentsPlaceIsReplacedAndNeverWrittenThrough) {
+  const fs::path document = folder.native() / "tmp/ZELMORATevra_tmp" / ("ud_" + name_ + ".xml");
+  writeFile(path(u"victim"), "mine");
+  fs::create_symlink(folder.native() / "victim", document);
+  // Neither beside it nor by a rename: the document would have to be written directly.
+  FaultyFileSystem faulty(files());
+  faulty.failAt = 3;
+  useFileSystem(faulty);
+  status_.setState(1);
+  EXPECT_FALSE(status_.save());
+  EXPECT_EQ(readFile(path(u"victim")), "mine");
+  faulty.failAt = 0;
+  ASSERT_TRUE(status_.save());
+  EXPECT_EQ(status().state, 1);
+  EXPECT_FALSE(fs::is_symlink(document));
+  EXPECT_EQ(readFile(path(u"victim")), "mine");
 }
 
 TEST_F(StatusXmlTest, WhereNothingCanBeWrittenBesideTheDocumentIsWrittenDirectly) {

@@ -241,5 +241,12 @@ TEST_F(XmlDocumentTest, SavingTellsEveryFailure) {
   EXPECT_FALSE(saveXml(document, path(u"missing/document.xml")));
 }
 
+TEST_F(XmlDocumentTest, SavingFollowsNoLink) {
+  writeFile(path(u"victim"), "mine");
+  std::filesystem::create_symlink(folder.native() / "victim", folder.native() / "link.xml");
+  EXPECT_FALSE(saveXml(newXmlDocument("UTF-8"), path(u"link.xml")));
+  EXPECT_EQ(readFile(path(u"victim")), "mine");
+}
+
 }  // namespace
 }  // namespace ZelmoraTevra

@@ -129,13 +129,13 @@ TEST_F(GetKmlFilesRunnerTest, NothingIsToldThatALinkOnTheDeviceLeadsTo) {
 }
 
 TEST_F(GetKmlFilesRunnerTest, AResponseThatCannotBeSavedIs1184WithItsPath) {
-  // Both ways to the file are barred until the report comes.
+  // All ways to the file, two beside it and the direct one, are barred until the report comes.
   struct : platform::ForwardingFileSystem {
     using ForwardingFileSystem::ForwardingFileSystem;
     std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
                                                platform::ErrorCode& error) override {
-      const bool isResponse = path.find(u"ud_") != WideText::npos && mode == platform::OpenMode::truncate;
-      if (!isResponse || ++count > 2) return target().open(path, mode, error);
+      const bool isResponse = path.find(u"ud_") != WideText::npos && mode != platform::OpenMode::read;
+      if (!isResponse || ++count > 3) return target().open(path, mode, error);
       error = boost::system::errc::make_error_code(boost::system::errc::no_space_on_device);
       return nullptr;
     }
