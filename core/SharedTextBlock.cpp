@@ -118,10 +118,15 @@ int SharedTextBlock::write(const std::string& text) {
   try {
     MappedBlock block(object_->memory);
     if (!block.isUsable()) return -1;
-    const std::uint64_t used = sizeof(std::uint32_t) + std::min(text.size() + 1, block.textSize());
-    if (!platform::reserveSharedMemory(object_->memory.get_mapping_handle(), used)) return -1;
+    const auto reserve = [&](std::size_t bytes) {
+      return platform::reserveSharedMemory(object_->memory.get_mapping_handle(), bytes);
+    };
+    // A lock word that finds no memory was never written, and is free. One that a dead reader holds is freed
+    // also when there is no room for the text.
+    if (!reserve(sizeof(std::uint32_t))) return -1;
     block.lock().breakLock();
     if (text.size() >= block.textSize()) return -1;
+    if (!reserve(sizeof(std::uint32_t) + text.size() + 1)) return -1;
     block.lock().take();
     std::memcpy(block.text(), text.c_str(), text.size() + 1);
     block.lock().release();

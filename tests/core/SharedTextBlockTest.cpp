@@ -8,6 +8,8 @@
 #include <atomic>
 #include <boost/interprocess/shared_memory_object.hpp>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 
 #include "core/Globals.h"
 #include "core/SharedTextBlock.h"
@@ -15,6 +17,7 @@
 #include "core/Text.h"
 #include "core/XmlDocument.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/SmallVolume.h"
 
 namespace ZelmoraTevra {
 namespace {
@@ -256,6 +259,42 @@ TEST_F(SharedTextBlockTest, AReaderThatDiedWithTheLockBlocksNoWriter) {
   ASSERT_EQ(block.open(), 0);
   EXPECT_EQ(block.write("status"), 0);
   EXPECT_EQ(FrontEndBlock(name_).lockWord(), 0U);
+  EXPECT_EQ(readBack(), "status");
+}
+
+TEST_F(SharedTextBlockTest, ATextThatIsTooLongFreesTheLockOfADeadReader) {
+  createWith("commands");
+  FrontEndBlock front(name_);
+  front.lockWord() = 1;
+  SharedTextBlock block(name_);
+  ASSERT_EQ(block.open(), 0);
+  EXPECT_EQ(block.write(std::string(8'388'608, 'x')), -1);
+  EXPECT_EQ(front.lockWord(), 0U);
+  EXPECT_EQ(readBack(), "commands");
+}
+
+TEST_F(SharedTextBlockTest, ATextWithoutMemoryForItFreesTheLockOfADeadReader) {
+  const SmallVolume memory("/dev/shm", 64 * 1024);
+  if (!memory.isMounted()) GTEST_SKIP() << "a volume of its own needs the rights of the superuser";
+  createWith("commands");
+  FrontEndBlock front(name_);
+  front.lockWord() = 1;
+  SharedTextBlock block(name_);
+  ASSERT_EQ(block.open(), 0);
+  EXPECT_EQ(block.write(std::string(1'000'000, 'x')), -1);
+  EXPECT_EQ(front.lockWord(), 0U);
+  EXPECT_EQ(readBack(), "commands");
+}
+
+TEST_F(SharedTextBlockTest, WithoutMemoryForTheLockWordNothingIsWritten) {
+  const SmallVolume memory("/dev/shm", 64 * 1024);
+  if (!memory.isMounted()) GTEST_SKIP() << "a volume of its own needs the rights of the superuser";
+  std::ofstream(std::filesystem::path("/dev/shm/full")) << std::string(64 * 1024, 'x');
+  SharedTextBlock block(name_);
+  ASSERT_EQ(block.create(), 0);
+  EXPECT_EQ(block.write("status"), -1);
+  std::filesystem::remove("/dev/shm/full");
+  EXPECT_EQ(block.write("status"), 0);
   EXPECT_EQ(readBack(), "status");
 }
 
