@@ -228,8 +228,7 @@ bool DeviceRestoreJob::clearDevice() const {
                       .logsStart = true};
   if (!emptyDevice(job)) return false;
   // The mark that a job is at work went with everything else.
-  if (command_.indicatorContent)
-    writeIndicatorFile(command_.storageCardDriveLetter, *command_.indicatorContent);
+  if (command_.indicatorFile) command_.indicatorFile->write(command_.storageCardDriveLetter);
   return true;
 }
 

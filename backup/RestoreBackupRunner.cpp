@@ -3,7 +3,7 @@
 namespace ZelmoraTevra {
 
 int RestoreBackupRunner::init(const CommandRecord& record) {
-  job_.setIndicatorContent(record.indicatorContent);
+  job_.setIndicatorFile(record.indicatorFile);
   return job_.prepareRestore(record.storageCardDriveLetter, record.backupName, record.secondDriveLetter,
                              record.disableFormatFirst, record.disableFormatSecond, record.windows7);
 }

@@ -15,7 +15,6 @@
 #include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
-#include "core/IndicatorFile.h"
 #include "core/PathBelowRoot.h"
 #include "core/ProgressObserver.h"
 #include "core/Text.h"
@@ -111,7 +110,7 @@ int RestoreJob::runRestore() {
   // beside its place may have its name again.
   if (isAborted()) return -1;
   if (formats && !formatStorages()) return -1;
-  if (indicatorContent_) writeIndicatorFile(flashFolder_, *indicatorContent_);
+  if (indicatorFile_) indicatorFile_->write(flashFolder_);
 
   const int result = RestoreCopy(backupFolder_, flashFolder_, cardFolder_).run(files_);
   ProgressObserver::destroy();

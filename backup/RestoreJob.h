@@ -1,11 +1,11 @@
 #pragma once
 
-#include <optional>
-#include <string>
+#include <memory>
 #include <utility>
 
 #include "backup/BackupDescription.h"
 #include "backup/RestoreChecks.h"
+#include "core/IndicatorFile.h"
 
 namespace ZelmoraTevra {
 
@@ -20,8 +20,9 @@ class RestoreJob {
   // On a storage whose format is disabled everything is removed instead.
   [[nodiscard]] int prepareRestore(const WideText& flash, const WideText& name, const WideText& card,
                                    bool disableFormatFlash, bool disableFormatCard, bool windows7);
-  // What marks the device as being worked on. It is written again, since a format takes it away.
-  void setIndicatorContent(std::optional<std::string> content) { indicatorContent_ = std::move(content); }
+  // What marks the device as being worked on. It is written again, since a format takes it away. May
+  // be null.
+  void setIndicatorFile(std::shared_ptr<IndicatorFile> file) { indicatorFile_ = std::move(file); }
   // -1 without a report if the preparation hasn't succeeded. A failure behind the format leaves the device
   // partly filled; nothing is rolled back.
   [[nodiscard]] int runRestore();
@@ -45,7 +46,7 @@ class RestoreJob {
   bool disableFormatCard_ = false;
   bool windows7_ = false;
   bool ready_ = false;
-  std::optional<std::string> indicatorContent_;
+  std::shared_ptr<IndicatorFile> indicatorFile_;
 
   BackupDescription backup_;
   BackupDescription device_;  // brand, platform and the two identifiers count

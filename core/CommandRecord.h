@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +11,7 @@ class TiXmlElement;
 
 namespace ZelmoraTevra {
 
+class IndicatorFile;
 class InstallXml;
 
 // One package of a "PackageSequence".
@@ -70,8 +70,8 @@ struct CommandRecord {
   bool mainIsDefaultTarget = false;
   bool overwrite = false;
 
-  // Decoded. Set when the commands run, and the same for all of a job.
-  std::optional<std::string> indicatorContent;
+  // Set when the commands run, and the same for all of a job; null where the front end wants none.
+  std::shared_ptr<IndicatorFile> indicatorFile;
   // What the command itself says in place of the uploader's settings for all devices; null without it.
   std::shared_ptr<const TiXmlElement> defaultDeviceSettings;
 

@@ -1,6 +1,6 @@
 #include "core/CommandSequence.h"
 
-#include <set>
+#include <algorithm>
 #include <utility>
 
 #include "core/BackendLogger.h"
@@ -8,7 +8,6 @@
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
-#include "core/IndicatorFile.h"
 #include "core/SharedTextBlock.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
@@ -18,17 +17,7 @@ namespace ZelmoraTevra {
 CommandSequence::CommandSequence(const CommandTable& table) : table_(table) {}
 
 CommandSequence::~CommandSequence() {
-  if (!indicatorContent_ || commands_.empty()) return;
-  // A command that empties its device writes the file there again, which needn't be the first one's device.
-  std::set<WideText> roots;
-  for (const CommandRecord& record : commands_) {
-    const auto command = table_.find(record.commandName);
-    if (command != table_.end() && command->second.writesIndicatorFile)
-      roots.insert(record.storageCardDriveLetter);
-  }
-  roots.insert(commands_.front().storageCardDriveLetter);
-  for (const WideText& root : roots)
-    if (removeIndicatorFile(root)) writeLog(u"Deleted indicator file!");
+  if (indicatorFile_ && indicatorFile_->remove()) writeLog(u"Deleted indicator file!");
 }
 
 bool CommandSequence::readCommandSequence(WideText commandSource, WideText tempFolder,
@@ -98,7 +87,7 @@ bool CommandSequence::runCommand(std::size_t index) {
   CommandRecord& record = commands_[index];
   const auto command = table_.find(record.commandName);
   if (command == table_.end()) return false;
-  record.indicatorContent = indicatorContent_;
+  record.indicatorFile = indicatorFile_;
   const std::unique_ptr<ICommandWorker> worker = command->second.makeWorker();
   return worker->init(record) == 0 && worker->run() == 0;
 }
@@ -108,11 +97,13 @@ void CommandSequence::createIndicatorFile(const TiXmlElement& element) {
   if (encoded.empty()) return;
   std::string decoded;
   decodeBase64(encoded, decoded);
-  indicatorContent_ = decoded.substr(0, decoded.find('\0'));
+  decoded.resize(std::min(decoded.find('\0'), decoded.size()));
+  if (!indicatorFile_) indicatorFile_ = std::make_shared<IndicatorFile>();
+  indicatorFile_->setContent(std::move(decoded));
 
   // Without a main storage there is no device to mark.
   const CommandRecord& first = commands_.front();
-  if (writeIndicatorFile(first.storageCardDriveLetter, *indicatorContent_))
+  if (indicatorFile_->write(first.storageCardDriveLetter))
     writeLog(u"Created indicator file for: " + first.commandName);
 }
 

@@ -3,11 +3,10 @@
 #include <tinyxml.h>
 
 #include <memory>
-#include <optional>
-#include <string>
 #include <vector>
 
 #include "core/CommandTable.h"
+#include "core/IndicatorFile.h"
 
 namespace ZelmoraTevra {
 
@@ -16,8 +15,7 @@ class CommandSequence {
  public:
   // The table must outlive the sequence.
   explicit CommandSequence(const CommandTable& table);
-  // Removes the indicator file wherever a command of the job may have put it, if the job was asked to make
-  // one.
+  // Removes the indicator file wherever the job has put it.
   ~CommandSequence();
   CommandSequence(const CommandSequence&) = delete;
   CommandSequence& operator=(const CommandSequence&) = delete;
@@ -30,8 +28,8 @@ class CommandSequence {
   [[nodiscard]] int runCommandSequence();
 
   [[nodiscard]] const std::vector<CommandRecord>& commands() const { return commands_; }
-  // What the front end wants to stand in the indicator file.
-  [[nodiscard]] const std::optional<std::string>& indicatorContent() const { return indicatorContent_; }
+  // With what the front end wants to stand in it; null if it wants none.
+  [[nodiscard]] const std::shared_ptr<IndicatorFile>& indicatorFile() const { return indicatorFile_; }
 
  private:
   [[nodiscard]] bool loadDocument(const WideText& commandSource);
@@ -41,7 +39,7 @@ class CommandSequence {
   const CommandTable& table_;
   std::shared_ptr<TiXmlDocument> document_;
   std::vector<CommandRecord> commands_;
-  std::optional<std::string> indicatorContent_;
+  std::shared_ptr<IndicatorFile> indicatorFile_;
 };
 
 // Makes the folders that every command needs and sets the folder values of the process. A failure has been

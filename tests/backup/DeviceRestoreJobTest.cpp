@@ -5,6 +5,7 @@
 
 #include "backup/DeviceRestoreJob.h"
 #include "core/Globals.h"
+#include "core/IndicatorFile.h"
 #include "core/StatusXml.h"
 #include "core/Text.h"
 #include "install/InstallXml.h"
@@ -778,7 +779,7 @@ TEST_F(DeviceRestoreJobTest, BothStoragesAreFormattedBeforeTheInstallation) {
 TEST_F(DeviceRestoreJobTest, StoragesThatKeepTheirFormatAreCleared) {
   command.disableFormatFirst = true;
   command.disableFormatSecond = true;
-  command.indicatorContent = "busy";
+  command.indicatorFile = std::make_shared<IndicatorFile>("busy");
   addGoodPackage();
   EXPECT_EQ(run(), 0);
   EXPECT_THAT(maintenance_.calls, ElementsAre("examine E", "examine F"));
@@ -788,11 +789,13 @@ TEST_F(DeviceRestoreJobTest, StoragesThatKeepTheirFormatAreCleared) {
 }
 
 TEST_F(DeviceRestoreJobTest, TheIndicatorFileIsWrittenAgainAfterTheFormat) {
-  command.indicatorContent = "busy";
+  command.indicatorFile = std::make_shared<IndicatorFile>("busy");
   writeOn(u'E', "tevra-action.xml", "busy");
   addGoodPackage();
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(readFile(path(u"E/tevra-action.xml")), "busy");
+  EXPECT_TRUE(command.indicatorFile->remove());
+  EXPECT_FALSE(fileExists(path(u"E/tevra-action.xml")));
 }
 
 TEST_F(DeviceRestoreJobTest, WithoutIndicatorContentThereIsNoIndicatorFile) {

@@ -563,9 +563,12 @@ TEST_F(RestoreJobTest, APathWhoseStorageStandsElsewhereThanAtTheStartFailsOnlyWh
 TEST_F(RestoreJobTest, TheIndicatorFileIsWrittenAgainBehindTheFormat) {
   backupNamed("b").software("a", "x").write();
   writeOn(u'E', "tevra-action.xml", "of the start, and longer");
-  EXPECT_EQ(restore({.keepFlash = true, .keepCard = true, .indicator = "<action/>"}), 0);
+  const auto indicator = std::make_shared<IndicatorFile>("<action/>");
+  EXPECT_EQ(restore({.keepFlash = true, .keepCard = true, .indicator = indicator}), 0);
   EXPECT_EQ(onDrive(u'E', "tevra-action.xml"), "<action/>");
   EXPECT_THAT(treeOn(u'E'), ElementsAre("a", "tevra-action.xml"));
+  EXPECT_TRUE(indicator->remove());
+  EXPECT_THAT(treeOn(u'E'), ElementsAre("a"));
 }
 
 TEST_F(RestoreJobTest, WithoutIndicatorContentNothingIsWritten) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "backup/RestoreJob.h"
+#include "core/IndicatorFile.h"
 #include "core/StatusXml.h"
 #include "tests/device/DeviceTest.h"
 #include "tests/support/BackupBuilder.h"
@@ -48,12 +49,12 @@ class RestoreTest : public DeviceTest {
     bool keepFlash = false;
     bool keepCard = false;
     bool windows7 = false;
-    std::optional<std::string> indicator = {};
+    std::shared_ptr<IndicatorFile> indicator = {};
   };
   int restore(const Request& request) {
     testing::internal::CaptureStdout();
     RestoreJob job;
-    job.setIndicatorContent(request.indicator);
+    job.setIndicatorFile(request.indicator);
     const int prepared = job.prepareRestore(request.flash, request.name, request.card, request.keepFlash,
                                             request.keepCard, request.windows7);
     const int result = prepared == 0 ? job.runRestore() : prepared;

@@ -43,6 +43,22 @@ class ScriptedWorker : public ICommandWorker {
   WideText name_;
 };
 
+// Empties its storage, and marks it again.
+class FormattingWorker : public ICommandWorker {
+ public:
+  int init(const CommandRecord& record) override {
+    record_ = record;
+    return 0;
+  }
+  int run() override {
+    File_platformIndependent(record_.storageCardDriveLetter + u"/tevra-action.xml").remove();
+    return record_.indicatorFile->write(record_.storageCardDriveLetter) ? 0 : -1;
+  }
+
+ private:
+  CommandRecord record_;
+};
+
 class CommandSequenceTest : public JobTest {
  protected:
   CommandSequenceTest() {
@@ -58,6 +74,9 @@ class CommandSequenceTest : public JobTest {
     add(u"PLAIN", storage);
     add(u"NEEDY", needy);
     add(u"MARKING", storage).writesIndicatorFile = true;
+    Command& formatting = add(u"FORMATTING", storage);
+    formatting.writesIndicatorFile = true;
+    formatting.makeWorker = [] { return std::make_unique<FormattingWorker>(); };
     add(u"MOVING", storage).movesFolder = true;
     add(u"FAILING", storage, failing_);
     failing_.runResult = 1;
@@ -90,8 +109,9 @@ class CommandSequenceTest : public JobTest {
                                            const std::string& content = "") {
     return "<Command CommandName=\"" + name + "\" " + attributes + ">" + content + "</Command>";
   }
-  [[nodiscard]] std::string marking(const WideText& storage, const std::string& content) const {
-    return command("MARKING", "storage=\"" + toUtf8(storage) + "\"",
+  [[nodiscard]] std::string marking(const WideText& storage, const std::string& content,
+                                    const std::string& name = "MARKING") const {
+    return command(name, "storage=\"" + toUtf8(storage) + "\"",
                    "<IndicatorFileContent>" + encodeBase64(content) + "</IndicatorFileContent>");
   }
   void expectReport(WideView percent, WideView message, WideView exitCode) {
@@ -423,7 +443,13 @@ TEST_F(SharedCommandsTest, AStatusFolderThatCannotBeMadeIs1000InTheBlock) {
   EXPECT_EQ(saved.exitCode(), u"1000");
 }
 
-class IndicatorFileTest : public CommandSequenceTest {};
+class IndicatorFileTest : public CommandSequenceTest {
+ protected:
+  [[nodiscard]] std::ptrdiff_t timesLogged(const WideText& line) const {
+    const std::vector<WideText> lines = logLines();
+    return std::count(lines.begin(), lines.end(), line);
+  }
+};
 
 TEST_F(IndicatorFileTest, MarksTheDeviceForAsLongAsTheSequenceLives) {
   startLog();
@@ -432,7 +458,7 @@ TEST_F(IndicatorFileTest, MarksTheDeviceForAsLongAsTheSequenceLives) {
     CommandSequence sequence(table_);
     ASSERT_TRUE(read(sequence));
     EXPECT_EQ(readFile(indicator_), "<action/>");
-    EXPECT_EQ(sequence.indicatorContent(), "<action/>");
+    EXPECT_EQ(sequence.indicatorFile()->content(), "<action/>");
     EXPECT_EQ(sequence.runCommandSequence(), 0);
     EXPECT_TRUE(fileExists(indicator_));
   }
@@ -464,7 +490,7 @@ TEST_F(IndicatorFileTest, OnlyCommandsThatMarkTheDeviceMakeOne) {
   CommandSequence sequence(table_);
   ASSERT_TRUE(read(sequence));
   EXPECT_FALSE(fileExists(indicator_));
-  EXPECT_FALSE(sequence.indicatorContent().has_value());
+  EXPECT_EQ(sequence.indicatorFile(), nullptr);
 }
 
 TEST_F(IndicatorFileTest, WithoutContentNothingIsMadeOrDeleted) {
@@ -506,21 +532,73 @@ TEST_F(IndicatorFileTest, StandsOnTheStorageOfTheFirstCommand) {
   EXPECT_TRUE(tree(device_).empty());
 }
 
-TEST_F(IndicatorFileTest, GoesFromTheStoragesOfAllCommandsThatMayWriteItAgain) {
+TEST_F(IndicatorFileTest, GoesFromEveryStorageOnWhichItWasWrittenAgainAndIsLoggedOnce) {
+  startLog();
   const WideText other = path(u"other");
-  const WideText unmarked = path(u"unmarked");
-  for (const WideText& storage : {other, unmarked}) makeFolder(storage);
-  writeCommands(marking(device_, "x") + marking(other, "x") +
-                command("PLAIN", "storage=\"" + toUtf8(unmarked) + "\""));
+  makeFolder(other);
+  writeCommands(marking(device_, "x") + marking(other, "x", "FORMATTING"));
   {
     CommandSequence sequence(table_);
     ASSERT_TRUE(read(sequence));
     EXPECT_TRUE(tree(other).empty());
-    for (const WideText& storage : {other, unmarked}) writeFile(storage + u"/tevra-action.xml", "x");
+    EXPECT_EQ(sequence.runCommandSequence(), 0);
+    EXPECT_EQ(readFile(other + u"/tevra-action.xml"), "x");
   }
   EXPECT_TRUE(tree(device_).empty());
   EXPECT_TRUE(tree(other).empty());
-  EXPECT_FALSE(tree(unmarked).empty());
+  EXPECT_EQ(timesLogged(u"Deleted indicator file!"), 1);
+}
+
+TEST_F(IndicatorFileTest, TheMarkOfAKilledJobStaysOnAStorageThatNoCommandHasMarked) {
+  const WideText other = path(u"other");
+  writeFile(other + u"/tevra-action.xml", "of a killed job");
+  for (const char* name : {"MARKING", "FORMATTING"}) {
+    EXPECT_EQ(job(marking(device_, "x") + command("FAILING") + marking(other, "x", name)), -1);
+    EXPECT_TRUE(tree(device_).empty());
+    EXPECT_EQ(readFile(other + u"/tevra-action.xml"), "of a killed job");
+  }
+  EXPECT_EQ(job(marking(device_, "x") + marking(other, "x")), 0);
+  EXPECT_EQ(readFile(other + u"/tevra-action.xml"), "of a killed job");
+}
+
+TEST_F(IndicatorFileTest, TheMarkOfAnotherJobStaysOnADeviceThatCameTooLate) {
+  startLog();
+  const WideText late = path(u"late");
+  writeCommands(marking(late, "x"));
+  {
+    CommandSequence sequence(table_);
+    ASSERT_TRUE(read(sequence));
+    writeFile(late + u"/tevra-action.xml", "of another job");
+  }
+  EXPECT_EQ(readFile(late + u"/tevra-action.xml"), "of another job");
+  EXPECT_EQ(timesLogged(u"Deleted indicator file!"), 0);
+}
+
+TEST_F(IndicatorFileTest, IsLoggedAsDeletedOnlyWhenItHasGone) {
+  startLog();
+  FaultyFileSystem faulty(files());
+  useFileSystem(faulty);
+  writeCommands(marking(device_, "x"));
+  {
+    CommandSequence sequence(table_);
+    ASSERT_TRUE(read(sequence));
+    faulty.failAt = 1;
+    faulty.failAllAfter = true;
+  }
+  EXPECT_TRUE(fileExists(indicator_));
+  EXPECT_EQ(timesLogged(u"Deleted indicator file!"), 0);
+  EXPECT_TRUE(logHas(u"FILE: exception when try to delete " + toBackslashes(indicator_)));
+}
+
+TEST_F(IndicatorFileTest, IsLoggedAsDeletedAlsoWhenSomebodyElseHasRemovedIt) {
+  startLog();
+  writeCommands(marking(device_, "x"));
+  {
+    CommandSequence sequence(table_);
+    ASSERT_TRUE(read(sequence));
+    std::filesystem::remove(toUtf8(indicator_));
+  }
+  EXPECT_EQ(timesLogged(u"Deleted indicator file!"), 1);
 }
 
 TEST_F(IndicatorFileTest, NeverMakesTheDevicesFolder) {
