@@ -124,9 +124,14 @@ TEST_F(BadInputJobTest, EightMebibytesOfTextAreReadAndReported) {
                    "</Command></CommandSequence>")
                 .last.exitCode(),
             u"1029");
+
+  // A command of that name is unknown: only the log tells of it.
+  job.keepsLog = true;
+  std::filesystem::remove_all(job.statusFolder());
   EXPECT_TRUE(
-      runBad("<CommandSequence><Command CommandName=\"" + large + "\"/></CommandSequence>").last.exitCode() ==
-      u"1029");
+      runBad("<CommandSequence><Command CommandName=\"" + large + "\"/></CommandSequence>").statuses.empty());
+  const std::vector<std::string> lines = job.logLines();
+  EXPECT_TRUE(std::find(lines.begin(), lines.end(), "Fail to read " + large) != lines.end());
 }
 
 // A sound command in which one element or attribute is replaced.
