@@ -23,12 +23,15 @@ struct CloseFolder {
   void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
-// Empty if the link can't be read.
-std::string linkTarget(const std::string& link) {
-  std::string target(PATH_MAX, '\0');
-  const ssize_t length = ::readlink(link.c_str(), target.data(), target.size());
-  target.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
-  return target;
+// Of the process with this folder in /proc. Empty if it can't be read.
+std::string executablePath(const std::string& process) {
+  // So the system marks a program whose file was replaced while it runs.
+  constexpr std::string_view deleted = " (deleted)";
+  std::string path(PATH_MAX, '\0');
+  const ssize_t length = ::readlink((process + "/exe").c_str(), path.data(), path.size());
+  path.resize(length < 0 ? 0 : static_cast<std::size_t>(length));
+  if (path.ends_with(deleted)) path.resize(path.size() - deleted.size());
+  return path;
 }
 
 // The text before the first NUL, empty if the file can't be read.
@@ -52,11 +55,7 @@ bool isProcessNumber(std::string_view name) {
 }
 
 bool hasName(const std::string& process, std::string_view name) {
-  // So the system marks a program whose file was replaced while it runs.
-  constexpr std::string_view deleted = " (deleted)";
-  std::string executable = linkTarget(process + "/exe");
-  if (executable.ends_with(deleted)) executable.resize(executable.size() - deleted.size());
-  return equalsIgnoringCase(lastComponent(executable, "/"), name) ||
+  return equalsIgnoringCase(lastComponent(executablePath(process), "/"), name) ||
          equalsIgnoringCase(lastComponent(firstArgument(process + "/cmdline"), "/\\"), name);
 }
 
@@ -78,7 +77,7 @@ bool LinuxProcesses::isRunning(const WideText& executableName) {
 }
 
 WideText LinuxProcesses::modulePath() {
-  return fromNativePath(linkTarget("/proc/self/exe"));
+  return fromNativePath(executablePath("/proc/self"));
 }
 
 WideText LinuxProcesses::environment(const WideText& name) {
