@@ -180,8 +180,9 @@ TEST_F(BackupListTest, AnAnswerThatCannotBeWrittenIsToldWithItsFile) {
   BackupList list;
   EXPECT_EQ(list.listBackups(), 0);
   FaultyFileSystem faulty(files());
-  // The new file, and the attempt to write over the old one.
-  faulty.before = [&](int count, const std::string&) { faulty.failAt = count <= 2 ? count : 0; };
+  // The new file, tried once more when what stands in its way was to be removed, and the attempt to write
+  // over the old one.
+  faulty.before = [&](int count, const std::string&) { faulty.failAt = count <= 4 ? count : 0; };
   useFileSystem(faulty);
   EXPECT_EQ(list.writeBackupList(), -1);
   EXPECT_EQ(status().state, statErrorOccured);
