@@ -269,7 +269,7 @@ TEST_F(SharedTextBlockTest, ATextThatIsTooLongFreesTheLockOfADeadReader) {
   SharedTextBlock block(name_);
   ASSERT_EQ(block.open(), 0);
   EXPECT_EQ(block.write(std::string(8'388'608, 'x')), -1);
-  EXPECT_EQ(front.lockWord(), 0U);
+  ASSERT_EQ(front.lockWord(), 0U);
   EXPECT_EQ(readBack(), "commands");
 }
 
@@ -282,7 +282,7 @@ TEST_F(SharedTextBlockTest, ATextWithoutMemoryForItFreesTheLockOfADeadReader) {
   SharedTextBlock block(name_);
   ASSERT_EQ(block.open(), 0);
   EXPECT_EQ(block.write(std::string(1'000'000, 'x')), -1);
-  EXPECT_EQ(front.lockWord(), 0U);
+  ASSERT_EQ(front.lockWord(), 0U);
   EXPECT_EQ(readBack(), "commands");
 }
 
