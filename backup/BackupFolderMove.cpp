@@ -10,7 +10,7 @@
 #include "backup/BackupFolder.h"
 #include "backup/FolderRelation.h"
 #include "core/BackendLogger.h"
-#include "core/Digest.h"
+#include "core/CompareFiles.h"
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
@@ -82,11 +82,6 @@ bool namesTemporaryFolder(const WideText& path) {
   const std::vector<WideText> names = split(text, u'/');
   return text.find(u'/' + toUpperAscii(toWide(channelName))) != WideText::npos ||
          std::find(names.begin(), names.end(), toUpperAscii(WideText(writeProbeName))) != names.end();
-}
-
-bool isAbortRequested() {
-  StatusXml::instance().checkAbort();
-  return *StatusXml::instance().abortRequested();
 }
 
 std::int64_t sizeOf(const WideText& path) {
@@ -255,18 +250,24 @@ BackupFolderMove::Place BackupFolderMove::placeOf(BackupToMove& backup) const {
 
   PathBelowRoot source(pathIn(oldFolder_, backup.name));
   PathBelowRoot copies(target);
-  const auto isCopied = [&](const WideText& path) {
+  const auto placeOfFile = [&](const WideText& path) {
     const std::optional<WideText> copy = copies.joinExisting(path);
-    if (!copy || !File_platformIndependent(*copy).exists()) return false;
+    if (!copy || !File_platformIndependent(*copy).exists()) return Place::taken;
     const std::optional<WideText> original = source.joinExisting(path);
-    if (!original) return File_platformIndependent(pathIn(source.root(), path)).isCertainlyMissing();
-    return !File_platformIndependent(*original).isSameAs(*copy) && haveSameContent(*original, *copy);
+    if (!original) {
+      const bool isGone = File_platformIndependent(pathIn(source.root(), path)).isCertainlyMissing();
+      return isGone ? Place::holdsCopy : Place::taken;
+    }
+    if (File_platformIndependent(*original).isSameAs(*copy)) return Place::taken;
+    const Comparison comparison = compareFiles(*original, *copy, {.honoursAbort = true});
+    if (comparison == Comparison::aborted) return Place::unknown;
+    return comparison == Comparison::same ? Place::holdsCopy : Place::taken;
   };
-  if (!isCopied(backup.descriptionName())) return Place::taken;
+  if (const Place place = placeOfFile(backup.descriptionName()); place != Place::holdsCopy) return place;
   for (auto& [path, file] : backup.files) {
-    if (isAbortRequested()) return Place::unknown;
     const std::int64_t size = sizeOf(pathIn(target, path));
-    if (size < 0 || !isCopied(path)) return Place::taken;
+    if (size < 0) return Place::taken;
+    if (const Place place = placeOfFile(path); place != Place::holdsCopy) return place;
     file.size = static_cast<std::uint64_t>(size);
   }
   return Place::holdsCopy;

@@ -45,12 +45,6 @@ WideText fileDigest(const WideText& path) {
   return digest(path, UINT64_MAX, chunkBytes, u"!!!");
 }
 
-bool haveSameContent(const WideText& left, const WideText& right) {
-  if (File_platformIndependent(left).size() != File_platformIndependent(right).size()) return false;
-  const WideText leftDigest = fileDigest(left);
-  return !leftDigest.empty() && leftDigest == fileDigest(right);
-}
-
 WideText fileDigestOnMedium(const WideText& path) {
   return digest(path, UINT64_MAX, chunkBytes, u"!!!", From::medium);
 }

@@ -11,8 +11,6 @@ namespace ZelmoraTevra {
 [[nodiscard]] WideText fileDigest(const WideText& path);
 // The same, read from the medium and not from what the system still has of the file in memory.
 [[nodiscard]] WideText fileDigestOnMedium(const WideText& path);
-// Whether two files hold the same. False also if one of them can't be read.
-[[nodiscard]] bool haveSameContent(const WideText& left, const WideText& right);
 // The digest of at most the first `bytes` bytes, read `chunk` bytes at a time.
 [[nodiscard]] WideText fileStartDigest(const WideText& path, std::uint64_t bytes, std::size_t chunk);
 

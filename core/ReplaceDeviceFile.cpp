@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "core/BackendLogger.h"
+#include "core/CompareFiles.h"
 #include "core/CopyFile.h"
-#include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/EditableXml.h"
 #include "core/File_platformIndependent.h"
@@ -84,7 +84,7 @@ WideText bestCandidate(const std::vector<WideText>& setAside, const WideText& un
 bool replaceDeviceFile(const WideText& source, const WideText& destination, WideView logName, OldFile old) {
   if (!File_platformIndependent(source).exists()) return false;
   const WideText target = toBackslashes(destination);
-  if (haveSameContent(source, target)) return true;
+  if (compareFiles(source, target) == Comparison::same) return true;
 
   // The name is known beforehand: a device may hold a link there that leads out of it.
   File_platformIndependent unfinished(unfinishedPath(target));

@@ -6,13 +6,14 @@
 #include <vector>
 
 #include "core/BackendLogger.h"
+#include "core/CompareFiles.h"
 #include "core/CopyFile.h"
-#include "core/Digest.h"
 #include "core/Directory_new.h"
 #include "core/File_platformIndependent.h"
 #include "core/Globals.h"
 #include "core/PathBelowRoot.h"
 #include "core/ProgressObserver.h"
+#include "core/SaturatingInt64.h"
 #include "core/Text.h"
 #include "install/ClientUpdatesXmlFile.h"
 #include "install/UpdatesXml.h"
@@ -74,6 +75,17 @@ void removeMoveMapFolder(const WideText& root) {
   Directory_new(path).remove();
 }
 
+std::int64_t moveMapFolderBytes(const WideText& root) {
+  const std::optional<WideText> path = PathBelowRoot(root).join(WideText(moveMapFolder));
+  if (!path || !Directory_new(*path).exists()) return 0;
+  std::vector<WideText> files;
+  Directory_new(*path).files(files, true);
+  SaturatingInt64 sum;
+  for (const WideText& file : files) sum += std::max<std::int64_t>(File_platformIndependent(file).size(), 0);
+  // A damaged file system tells of more than the volume holds.
+  return std::min(sum.value(), std::max<std::int64_t>(Directory_new(root).size(), 0));
+}
+
 void MoveMap::initialise(const WideText& primaryPath, const WideText& secondaryPath,
                          std::int64_t minimumSize) {
   primaryPath_ = primaryPath;
@@ -89,13 +101,17 @@ void MoveMap::reset() {
 }
 
 WideText MoveMap::findOptimalMap() const {
-  const std::optional<Map> map = findMap();
+  const std::optional<Map> map = findMap().map;
   return map ? toBackslashes(primaryPath_ + u'\\' + map->relativePath) : WideText();
 }
 
 int MoveMap::run() const {
   removeMoveMapFolder(secondaryPath_);
-  const std::optional<Map> map = findMap();
+  const auto [map, isAborted] = findMap();
+  if (isAborted) {
+    writeLog(u"Transfer map FAIL! Aborted while a map was looked for.");
+    return static_cast<int>(CopyResult::aborted);
+  }
   if (!map) {
     writeLog(u"Optimal map NOT FOUND on primary!");
     return -1;
@@ -118,21 +134,26 @@ int MoveMap::run() const {
     writeLog(u"The register could not be told of the map. It stays on primary too: " + source);
     return -1;
   }
-  File_platformIndependent(source).remove();
+  File_platformIndependent original(source);
+  if (!original.remove() && !original.isCertainlyMissing()) {
+    writeLog(u"The map could not be removed. It stays on primary too: " + source);
+    return -1;
+  }
   return 0;
 }
 
-std::optional<MoveMap::Map> MoveMap::findMap() const {
-  const std::int64_t freeBytes = Directory_new(secondaryPath_).freeSpace();
-  if (freeBytes < 0) return std::nullopt;
-  std::optional<Map> map = findMapIn(u"ZELMORA/map", freeBytes);
-  if (!map) map = findMapIn(u"ZELMORA/MAP", freeBytes);
-  return map;
+MoveMap::Search MoveMap::findMap() const {
+  const std::int64_t freeNow = Directory_new(secondaryPath_).freeSpace();
+  if (freeNow < 0) return {};
+  // What an interrupted move has left there goes first.
+  const std::int64_t freeBytes = (SaturatingInt64(freeNow) + moveMapFolderBytes(secondaryPath_)).value();
+  const Search search = findMapIn(u"ZELMORA/map", freeBytes);
+  return search.map || search.isAborted ? search : findMapIn(u"ZELMORA/MAP", freeBytes);
 }
 
-std::optional<MoveMap::Map> MoveMap::findMapIn(const WideText& folder, std::int64_t freeBytes) const {
+MoveMap::Search MoveMap::findMapIn(const WideText& folder, std::int64_t freeBytes) const {
   const std::optional<WideText> path = PathBelowRoot(primaryPath_).join(folder);
-  if (!path || !Directory_new(*path).exists()) return std::nullopt;
+  if (!path || !Directory_new(*path).exists()) return {};
   std::vector<WideText> files;
   Directory_new(*path).files(files, false);
 
@@ -147,10 +168,11 @@ std::optional<MoveMap::Map> MoveMap::findMapIn(const WideText& folder, std::int6
                    [](const Map& left, const Map& right) { return left.size < right.size; });
   for (Map& map : maps) {
     const Place place = placeOnSecondary(map);
+    if (place == Place::unknown) return {.map = {}, .isAborted = true};
     map.isCopied = place == Place::holdsCopy;
-    if (map.isCopied || (place == Place::free && map.size < freeBytes - reserveBytes)) return map;
+    if (map.isCopied || (place == Place::free && map.size < freeBytes - reserveBytes)) return {.map = map};
   }
-  return std::nullopt;
+  return {};
 }
 
 MoveMap::Place MoveMap::placeOnSecondary(const Map& map) const {
@@ -159,9 +181,20 @@ MoveMap::Place MoveMap::placeOnSecondary(const Map& map) const {
   if (File_platformIndependent(*path).isCertainlyMissing()) return Place::free;
   // With both storages in one place a map would be its own copy, and be deleted.
   const WideText source = primaryPath_ + u'/' + map.relativePath;
-  const bool isCopy = File_platformIndependent(*path).exists() &&
-                      !File_platformIndependent(source).isSameAs(*path) && haveSameContent(source, *path);
-  return isCopy ? Place::holdsCopy : Place::taken;
+  if (File_platformIndependent(*path).size() != map.size || File_platformIndependent(source).isSameAs(*path))
+    return Place::taken;
+  // What the card has only in the system's memory, as after a copy by hand, is none yet.
+  if (!Directory_new(secondaryPath_).syncVolume()) return Place::taken;
+  switch (compareFiles(source, *path, {.honoursAbort = true, .fromMedium = true})) {
+    case Comparison::same:
+      return Place::holdsCopy;
+    case Comparison::aborted:
+      return Place::unknown;
+    case Comparison::different:
+    case Comparison::unreadable:
+      break;
+  }
+  return Place::taken;
 }
 
 int MoveMap::copyToSecondary(const Map& map) const {

@@ -16,6 +16,8 @@ constexpr WideView moveMapFolder = u".TevraTemporaryLocation";
 
 // Removes what an interrupted move has left there. Nothing is done for an empty root.
 void removeMoveMapFolder(const WideText& root);
+// The bytes that this would give back, by the sizes of the files.
+[[nodiscard]] std::int64_t moveMapFolderBytes(const WideText& root);
 
 // Frees room on a device's main storage by moving one of its maps to the card, to the same place there: the
 // smallest one that is enough. The device's register says afterwards that what holds the map is on the card.
@@ -30,11 +32,14 @@ class MoveMap {
  public:
   // The roots of the two storages, and the bytes to free: the map must be larger than that.
   void initialise(const WideText& primaryPath, const WideText& secondaryPath, std::int64_t minimumSize);
-  // The path of the map that `run` would move, with "\"; empty if there is none. Changes nothing.
+  // The path of the map that `run` would move, with "\"; empty if there is none. Changes nothing. Where a
+  // map may lie whole on the card already, both files are read; an abort, which is then looked for, ends the
+  // search without a map, and the status's flag tells of it.
   [[nodiscard]] WideText findOptimalMap() const;
-  // 0; the number of the CopyResult if the copy failed or was aborted; -1 if there is no map, or if the copy
-  // could not get its name or be told to the register. Reports nothing but the progress of the copy, as an
-  // installation, with a list of the observer's own.
+  // 0; the number of the CopyResult if the copy failed, or if the search or the copy was aborted; -1 if there
+  // is no map, or if the copy could not get its name or be told to the register, or the map on the main
+  // storage could not be removed. Reports nothing but the progress of the copy, as an installation, with a
+  // list of the observer's own.
   [[nodiscard]] int run() const;
   // Forgets the storages.
   void reset();
@@ -45,10 +50,19 @@ class MoveMap {
     std::int64_t size = 0;  // bytes
     bool isCopied = false;  // it lies whole on the card already
   };
-  enum class Place { free, holdsCopy, taken };
+  struct Search {
+    std::optional<Map> map;  // nothing: there is none
+    bool isAborted = false;
+  };
+  enum class Place {
+    free,
+    holdsCopy,
+    taken,
+    unknown,  // the front end didn't wait for the answer
+  };
 
-  [[nodiscard]] std::optional<Map> findMap() const;
-  [[nodiscard]] std::optional<Map> findMapIn(const WideText& folder, std::int64_t freeBytes) const;
+  [[nodiscard]] Search findMap() const;
+  [[nodiscard]] Search findMapIn(const WideText& folder, std::int64_t freeBytes) const;
   [[nodiscard]] Place placeOnSecondary(const Map& map) const;
   [[nodiscard]] int copyToSecondary(const Map& map) const;
   [[nodiscard]] bool giveName(const WideText& copy, const WideText& relativePath) const;

@@ -740,7 +740,7 @@ TEST_F(BackupFolderMoveTest, AFolderWithoutADescriptionThatIsNotWhatTheBackupOfI
   }
 }
 
-TEST_F(BackupFolderMoveTest, AnAbortWhileCopiesAreComparedEndsTheJobBehindTheFile) {
+TEST_F(BackupFolderMoveTest, AnAbortWhileCopiesAreComparedEndsTheJob) {
   class OpenedFiles : public platform::ForwardingFileSystem {
    public:
     using ForwardingFileSystem::ForwardingFileSystem;

@@ -175,6 +175,20 @@ TEST_F(MoveMapChoiceTest, AFolderOfManyFilesCostsOneLookAtEach) {
   EXPECT_LT(looks, count + 100);
 }
 
+// Tells of files that are opened for reading.
+class OpenedFiles : public platform::ForwardingFileSystem {
+ public:
+  using ForwardingFileSystem::ForwardingFileSystem;
+
+  std::function<void(const WideText&)> beforeReading;
+
+  std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                             platform::ErrorCode& error) override {
+    if (mode == platform::OpenMode::read) beforeReading(path);
+    return target().open(path, mode, error);
+  }
+};
+
 // A device on a simulated machine: flash (E:) and card (F:), each with a capacity of its own.
 class MoveMapTest : public JobTest {
  protected:
@@ -442,8 +456,47 @@ TEST_F(MoveMapTest, ARegisterWithBytesThatAreNoTextKeepsTheMapOnBothStorages) {
   EXPECT_EQ(readFile(deviceRegister), broken);
 }
 
+TEST_F(MoveMapTest, AMapThatCanNotBeRemovedStandsOnBothStoragesAndIsMinusOne) {
+  class Irremovable : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    bool removeFile(const WideText& path, platform::ErrorCode& error) override {
+      if (!path.ends_with(u"alps.map")) return target().removeFile(path, error);
+      error = boost::system::errc::make_error_code(boost::system::errc::device_or_resource_busy);
+      return false;
+    }
+  };
+  startLog();
+  Irremovable busy(disk);
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    useFileSystem(busy);
+    EXPECT_EQ(run(), -1);
+    EXPECT_EQ(logLines().back(),
+              u"The map could not be removed. It stays on primary too: E:/ZELMORA/map/alps.map");
+    EXPECT_TRUE(readFile(source) == map);
+    EXPECT_TRUE(readFile(target) == map);
+    EXPECT_EQ(readFile(deviceRegister), registerFor("storage_for_content"));
+    EXPECT_THAT(tree(path(u"card")), Not(Contains(StartsWith(".Tevra"))));
+  }
+  useFileSystem(disk);
+  EXPECT_EQ(run(), 0);
+  expectMoved();
+}
+
+TEST_F(MoveMapTest, AMapThatSomeoneElseRemovesAtTheEndIsMoved) {
+  EXPECT_EQ(runWatched([this](int, const std::string& operation) {
+              if (operation == "removeFile" && readFile(deviceRegister) == registerFor("storage_for_content"))
+                std::filesystem::remove(folder.native() / "flash/ZELMORA/map/alps.map");
+            }),
+            0);
+  expectMoved();
+}
+
 TEST_F(MoveMapTest, AnotherFileOfThatNameOnTheCardIsNeverReplaced) {
-  for (const std::string& other : {std::string("other"), std::string(map.size(), 'x'), std::string()}) {
+  std::string almost = map;
+  almost.back() = static_cast<char>(almost.back() ^ 1);
+  for (const std::string& other :
+       {std::string("other"), std::string(map.size(), 'x'), std::string(), almost}) {
     writeFile(target, other);
     EXPECT_EQ(run(), -1);
     EXPECT_TRUE(readFile(target) == other);
@@ -469,6 +522,57 @@ TEST_F(MoveMapTest, AWholeCopyOnTheCardIsNotCopiedAgainAndNeedsNoRoom) {
   EXPECT_EQ(run(), 0);
   expectMoved();
   EXPECT_THAT(statusHistory(), IsEmpty());
+}
+
+TEST_F(MoveMapTest, WhatIsOnTheCardAlreadyIsBroughtToTheMediumBeforeItIsTakenForTheMap) {
+  writeFile(target, map);
+  std::vector<std::string> operations;
+  OpenedFiles opened(disk);
+  opened.beforeReading = [&](const WideText& path) {
+    if (path.starts_with(u"F:") && path.ends_with(u"alps.map")) operations.emplace_back("read copy");
+  };
+  FaultyFileSystem watched(opened);
+  watched.before = [&](int, const std::string& operation) {
+    operations.push_back(operation);
+    EXPECT_TRUE(readFile(source) == map);
+  };
+  useFileSystem(watched);
+  EXPECT_EQ(run(), 0);
+  expectMoved();
+  ASSERT_GT(operations.size(), 3U);
+  EXPECT_EQ(operations[0], "syncVolume");
+  EXPECT_EQ(operations[1], "read copy");
+  EXPECT_EQ(operations[2], "syncFolder");
+  EXPECT_EQ(operations.back(), "removeFile");
+}
+
+TEST_F(MoveMapTest, ACopyThatDoesNotReachTheCardIsNone) {
+  writeFile(target, map);
+  FaultyFileSystem faulty(disk);
+  faulty.before = [&](int number, const std::string& operation) {
+    if (operation == "syncVolume") faulty.failAt = number;
+  };
+  useFileSystem(faulty);
+  EXPECT_EQ(run(), -1);
+  EXPECT_TRUE(readFile(source) == map);
+  EXPECT_TRUE(readFile(target) == map);
+  EXPECT_EQ(readFile(deviceRegister), registerFor("storage_for_software"));
+}
+
+TEST_F(MoveMapTest, AnAbortWhileTheCardsFileIsComparedLeavesBothStoragesAsTheyWere) {
+  startLog();
+  writeFile(target, map);
+  OpenedFiles opened(disk);
+  opened.beforeReading = [this](const WideText& path) {
+    if (path.ends_with(u"alps.map")) requestAbort();
+  };
+  useFileSystem(opened);
+  EXPECT_EQ(run(), static_cast<int>(CopyResult::aborted));
+  EXPECT_TRUE(readFile(source) == map);
+  EXPECT_TRUE(readFile(target) == map);
+  EXPECT_EQ(readFile(deviceRegister), registerFor("storage_for_software"));
+  EXPECT_FALSE(logHas(u"Transfer map SUCCEEDED!"));
+  EXPECT_NE(status().state, statAbort) << "the caller tells of it";
 }
 
 TEST_F(MoveMapTest, TwoNamesOfOneStorageMoveNothing) {
