@@ -4,6 +4,7 @@
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/Globals.h"
+#include "core/StatusXml.h"
 #include "core/Text.h"
 #include "install/MoveMap.h"
 #include "install/PackageDownload.h"
@@ -37,11 +38,10 @@ int CheckSizeRunner::run() {
   const WideText& primary = command_.storageCardDriveLetter;
   const WideText& secondary = command_.secondDriveLetter;
   if (!storagesExist()) return -1;
-  // An installation gives this room back before it looks for room.
-  removeMoveMapFolder(primary);
-  removeMoveMapFolder(secondary);
   UpdateDistributor distributor;
   if (distributor.setPaths(primary, secondary) != 0) return -1;
+  // An installation takes this away before it looks for room.
+  distributor.setRoomToCome(moveMapFolderBytes(primary), moveMapFolderBytes(secondary));
   if (!downloadsFit(distributor)) return -1;
 
   collectUpdates();
@@ -50,11 +50,17 @@ int CheckSizeRunner::run() {
                                      : sequence_.distributeWhole(distributor, distribution);
   if (result != 0) return -1;
   SpaceFigures figures = spaceFigures(distribution);
-  distributor.getFreeSpace(primary, figures.availableSoftware);
-  distributor.getFreeSpace(secondary, figures.availableContent);
+  distributor.getRoom(primary, figures.availableSoftware);
+  distributor.getRoom(secondary, figures.availableContent);
 
   const AnswerCodes& codes = namesLocations_ ? locatedAnswers : olderAnswers;
-  if (distribution.fits || canMoveMap(figures))
+  const bool fits = distribution.fits || canMoveMap(figures);
+  // The search for a map may read whole ones, and has been cut off then.
+  if (*StatusXml::instance().abortRequested()) {
+    saveState(statAbort, 1020);
+    return -1;
+  }
+  if (fits)
     reportFits(figures, codes.fits);
   else
     reportNotEnoughSpace(figures, codes.notEnoughSpace, primary, secondary, SpaceAfterwards::told);

@@ -40,6 +40,11 @@ int UpdateDistributor::setPaths(const WideText& primary, const WideText& seconda
   return 0;
 }
 
+void UpdateDistributor::setRoomToCome(std::int64_t primary, std::int64_t secondary) {
+  roomToComePrimary_ = primary;
+  roomToComeSecondary_ = secondary;
+}
+
 void UpdateDistributor::setExtraSpace(std::int64_t software, std::int64_t content) {
   extraSpaceSoftware_ = software;
   extraSpaceContent_ = content;
@@ -59,12 +64,14 @@ int UpdateDistributor::getFreeSpace(const WideText& path, std::int64_t& bytes) c
 }
 
 int UpdateDistributor::getRoom(const WideText& storage, std::int64_t& bytes) const {
-  if (!emptied_) return getFreeSpace(storage, bytes);
   std::int64_t free = 0;
   if (getFreeSpace(storage, free) != 0) return -1;
-  const std::int64_t used = Directory_new(storage).size();
-  if (used < 0) return -1;
-  bytes = (SaturatingInt64(free) + used).value();
+  std::int64_t toCome = storage == primaryPath_ ? roomToComePrimary_ : roomToComeSecondary_;
+  if (emptied_) {
+    toCome = Directory_new(storage).size();
+    if (toCome < 0) return -1;
+  }
+  bytes = (SaturatingInt64(free) + toCome).value();
   return 0;
 }
 

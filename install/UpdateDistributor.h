@@ -36,14 +36,17 @@ class UpdateDistributor {
   // The storages count as they will be when they have been emptied: with their whole capacity, and no file of
   // an update is on them.
   void assumeEmptied() { emptied_ = true; }
+  // Bytes that come free on the storages before anything is placed, beside what the updates replace. They
+  // count as free.
+  void setRoomToCome(std::int64_t primary, std::int64_t secondary);
   // Bytes to keep free, and bytes that temporary updates give back later.
   void setExtraSpace(std::int64_t software, std::int64_t content);
   void setTemporarySpace(std::int64_t software, std::int64_t content);
 
   // 0, or -1 if not initialised, the path is empty, or the folder doesn't exist.
   int getFreeSpace(const WideText& path, std::int64_t& bytes) const;
-  // The room that a distribution reckons with on a storage: its free space or, if it is going to be emptied,
-  // its capacity. The result is that of the question for its free space.
+  // The room that a distribution reckons with on a storage: its free space with what is to come or, if it is
+  // going to be emptied, its capacity. The result is that of the question for its free space.
   int getRoom(const WideText& storage, std::int64_t& bytes) const;
   // Whether files of these sizes fit into the work folder. The result is that of the question for its free
   // space; on failure they don't.
@@ -75,6 +78,8 @@ class UpdateDistributor {
   WideText secondaryPath_;
   bool initialized_ = false;
   bool emptied_ = false;
+  std::int64_t roomToComePrimary_ = 0;
+  std::int64_t roomToComeSecondary_ = 0;
   std::int64_t extraSpaceSoftware_ = 0;
   std::int64_t extraSpaceContent_ = 0;
   std::int64_t temporarySpaceSoftware_ = 0;

@@ -131,15 +131,42 @@ class CheckSizeRunnerTest : public JobTest {
   CommandRecord command;
 };
 
-TEST_F(CheckSizeRunnerTest, WhatAnInterruptedMoveHasLeftTakesNoRoom) {
-  writeFile(card + u"/.TevraTemporaryLocation/temp_file_incomplete", "half a map");
-  writeFile(flash + u"/.TevraTemporaryLocation/x", "");
-  addPackage(software(1000));
-  CheckSizeRunner runner;
-  EXPECT_EQ(runner.init(command), 0);
-  EXPECT_EQ(runner.run(), 0);
-  EXPECT_TRUE(tree(card).empty());
-  EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/", "ZELMORA/map/"}));
+// An installation takes it away first; the check leaves it where it is.
+TEST_F(CheckSizeRunnerTest, WhatAnInterruptedMoveHasLeftCountsAsFree) {
+  writeFile(card + u"/.TevraTemporaryLocation/temp_file_incomplete", std::string(5000, 'm'));
+  writeFile(card + u"/.TevraTemporaryLocation/below/it", std::string(70, 'x'));
+  writeFile(flash + u"/.TevraTemporaryLocation/x", std::string(200, 'x'));
+  disk.free[flash] = reserveBytes + 300'000 - 200;
+  disk.free[card] = reserveBytes + 500'000 - 5070;
+  addPackage(software(300'000) + content(500'000));
+  expectFits(u"1159");
+  expectAmounts({reserveBytes + 300'000, 0, reserveBytes}, {reserveBytes + 500'000, 0, reserveBytes});
+  disk.free[card] -= 1;
+  expectTooLarge(u"1270");
+  disk.free[card] += 1;
+  disk.free[flash] -= 1;
+  expectTooLarge(u"1042");
+}
+
+TEST_F(CheckSizeRunnerTest, WhatAnInterruptedMoveHasLeftCountsAsFreeForAMapToo) {
+  writeFile(card + u"/.TevraTemporaryLocation/temp_file_incomplete", std::string(1500, 'm'));
+  addMap("a.map", 2000);
+  disk.free[flash] = reserveBytes + 299'000;
+  disk.free[card] = reserveBytes + 501;
+  addPackage(software(300'000));
+  expectFits(u"1159");
+  disk.free[card] -= 1;
+  expectTooLarge(u"1042");
+}
+
+TEST_F(CheckSizeRunnerTest, AFolderOfThatNameThatLeadsOffTheDeviceGivesNoRoom) {
+  writeFile(path(u"computer/film"), std::string(5000, 'f'));
+  std::filesystem::create_directory_symlink(folder.native() / "computer",
+                                            folder.native() / "flash/.TevraTemporaryLocation");
+  disk.free[flash] = reserveBytes + 299'999;
+  addPackage(software(300'000));
+  expectTooLarge(u"1042");
+  expectAmounts({reserveBytes + 299'999, 1, reserveBytes - 1}, {plenty, 0, plenty});
 }
 
 TEST_F(CheckSizeRunnerTest, AMissingMainStorageIs1066WithoutAnyText) {
@@ -411,6 +438,35 @@ TEST_F(CheckSizeRunnerTest, AMapThatCanBeMovedMakesRoomForOlderPackagesToo) {
   expectFits(u"1160");
   expectAmounts({reserveBytes + 3'000'000, 1000, reserveBytes + 3'000'000},
                 {reserveBytes + 2'999'999, 1001, reserveBytes + 2'999'999});
+}
+
+TEST_F(CheckSizeRunnerTest, AnAbortWhileMapsAreComparedIsState8With1020AndNoAnswer) {
+  class Watched : public platform::ForwardingFileSystem {
+   public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    std::function<void()> atMap;
+    std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
+                                               platform::ErrorCode& error) override {
+      if (path.ends_with(u"a.map")) atMap();
+      return target().open(path, mode, error);
+    }
+  };
+  addMap("a.map", 2000);
+  writeFile(card + u"/ZELMORA/map/a.map", std::string(2000, 'm'));
+  disk.free[flash] = reserveBytes + 299'000;
+  addPackage(software(300'000));
+  expectFits(u"1159");
+
+  Watched watched(disk);
+  watched.atMap = [this] {
+    writeFile(
+        StatusXml::instance().abortFilePath(),
+        "<tevraCLIAbortSequence><Command><abortFlag>true</abortFlag></Command></tevraCLIAbortSequence>");
+  };
+  useFileSystem(watched);
+  EXPECT_EQ(check(), -1);
+  EXPECT_EQ(status().state, statAbort);
+  EXPECT_EQ(status().exitCode(), u"1020");
 }
 
 TEST_F(CheckSizeRunnerTest, WithoutAMapThatIsEnoughNothingFits) {
