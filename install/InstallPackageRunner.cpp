@@ -62,7 +62,7 @@ int InstallPackageRunner::runRoute(const InstallRoute& route) {
   if (distributor_.setPaths(plan_.primaryRoot, plan_.secondaryRoot) != 0) return -1;
   if (!fitsIntoTempFolder(route)) return -1;
   Distribution distribution;
-  if (!distribute(distribution)) return -1;
+  if (!distribute(route, distribution)) return -1;
   if (mayMoveMap(distribution) && !moveMap(route, distribution)) return -1;
   if (!distribution.fits) {
     reportTooLittleSpace(route, distribution);
@@ -100,6 +100,7 @@ bool InstallPackageRunner::collectUpdates() {
       ErrorReport(1097, u"installXML used without being initialized!").save();
       return false;
     }
+    // It was valid before; the description is shared.
     if (!package.installXml->isValid()) {
       ErrorReport(1165, u"Install file is invalid! Contact customer support.")
           .description(primaryRoot_->path())
@@ -123,15 +124,14 @@ bool InstallPackageRunner::collectUpdates() {
 bool InstallPackageRunner::fitsIntoTempFolder(const InstallRoute& route) const {
   bool fits = false;
   const bool isKnown = distributor_.checkTemporarySpace({downloadSize(plan_.packages)}, fits) == 0;
-  if (!isKnown && !isOlder_) return false;
+  if (!isKnown && !route.tellsUnknownTempRoom) return false;
   if (!fits) ErrorReport(route.tempFolderTooSmall).percent(104).pathAndDrive(userTempFolder).save();
   return fits;
 }
 
 // False after a report, or if nothing can be learned of the main storage.
-bool InstallPackageRunner::distribute(Distribution& distribution) {
-  return (isOlder_ ? sequence_.distributeWhole(distributor_, distribution)
-                   : sequence_.distribute(distributor_, distribution)) == 0;
+bool InstallPackageRunner::distribute(const InstallRoute& route, Distribution& distribution) {
+  return (sequence_.*route.distribute)(distributor_, distribution) == 0;
 }
 
 bool InstallPackageRunner::mayMoveMap(const Distribution& distribution) const {
@@ -159,9 +159,9 @@ bool InstallPackageRunner::moveMap(const InstallRoute& route, Distribution& dist
     return false;
   }
   if (result != 0) return true;
-  const bool standing = isOlder_ ? secondaryTakesWrites() && primaryTakesWrites()
-                                 : primaryTakesWrites() && secondaryTakesWrites();
-  return standing && distribute(distribution);
+  const bool standing = route.cardComesFirst ? secondaryTakesWrites() && primaryTakesWrites()
+                                             : primaryTakesWrites() && secondaryTakesWrites();
+  return standing && distribute(route, distribution);
 }
 
 void InstallPackageRunner::reportTooLittleSpace(const InstallRoute& route,

@@ -36,7 +36,7 @@ class InstallPackageRunner : public ICommandWorker {
   [[nodiscard]] bool secondaryTakesWrites() const;
   [[nodiscard]] bool collectUpdates();
   [[nodiscard]] bool fitsIntoTempFolder(const InstallRoute& route) const;
-  [[nodiscard]] bool distribute(Distribution& distribution);
+  [[nodiscard]] bool distribute(const InstallRoute& route, Distribution& distribution);
   [[nodiscard]] bool mayMoveMap(const Distribution& distribution) const;
   [[nodiscard]] bool moveMap(const InstallRoute& route, Distribution& distribution);
   void reportTooLittleSpace(const InstallRoute& route, const Distribution& distribution) const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "install/PackageSequence.h"
 #include "install/SpaceReport.h"
 #include "platform/Text.h"
 
@@ -14,18 +15,22 @@ struct CodedMessage {
 struct InstallationReports {
   CodedMessage noRegister;
   CodedMessage notRecorded;
-  int validating;
-  int damaged;              // files, as the validation found
+  int validating = 0;       // no validation, no number
+  int damaged = 0;          // files, as the validation found
   CodedMessage notDeleted;  // the downloaded files
   CodedMessage cleanupNotStarted;
   CodedMessage cleanupFailed;
 };
 
-// What an installation reports: packages that name the storages of their updates and older ones that don't
-// take the same road under numbers and messages of their own.
+// What sets an installation of packages that name the storages of their updates and one of an older package,
+// which goes whole to one storage, apart: they take the same road, and report under numbers and messages of
+// their own.
 struct InstallRoute {
+  int (PackageSequence::*distribute)(UpdateDistributor&, Distribution&) const;
   int tempFolderTooSmall;
-  WideView moveMapLine;  // in the log
+  bool tellsUnknownTempRoom;  // as too little; else the installation ends without a report
+  WideView moveMapLine;       // in the log
+  bool cardComesFirst;        // when the storages are tested behind a move
   NotEnoughSpaceCodes notEnoughSpace;
   SpaceAfterwards spaceAfterwards;
   InstallationReports reports;

@@ -146,6 +146,7 @@ int UpdateInstallation::install(InstallationRegister& deviceRegister) {
   if (!deleted) return fail(reportOf(reports_.notDeleted).pathAndDrive(userTempFolder));
   if (!broughtToDevice) return fail(reportOf(reports_.notRecorded));
 
+  // The register is there by now, so that the first of the two failures doesn't come about.
   UpdatesCleaner cleaner;
   if (cleaner.init(&deviceRegister.updates(), plan_.primaryRoot, plan_.secondaryRoot) != 0)
     return fail(reportOf(reports_.cleanupNotStarted));

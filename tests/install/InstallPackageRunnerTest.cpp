@@ -221,6 +221,20 @@ TEST_F(InstallPackageRunnerTest, APackageWithAnInvalidDescriptionIs1096) {
                                    toBackslashes(flash)}));
 }
 
+TEST_F(InstallPackageRunnerTest, ADescriptionThatGetsInvalidBehindThePreparationIs1165) {
+  addPackage(software("App", file("a", "a")));
+  InstallPackageRunner runner;
+  EXPECT_EQ(runner.init(command), 0);
+  ASSERT_NE(command.packages[0].installXml->load(u"<install"), 0);
+  EXPECT_EQ(runner.run(), -1);
+  EXPECT_EQ(status().state, statErrorOccured);
+  EXPECT_EQ(status().exitCode(), u"1165");
+  EXPECT_EQ(status().descriptions,
+            (std::vector<WideText>{u"100", u"Install file is invalid! Contact customer support.",
+                                   toBackslashes(flash)}));
+  EXPECT_EQ(tree(flash), (std::vector<std::string>{"ZELMORA/"}));
+}
+
 TEST_F(InstallPackageRunnerTest, APackageWithoutADescriptionIs1097) {
   command.packages.push_back({});
   EXPECT_NE(install(), 0);
