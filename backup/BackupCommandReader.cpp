@@ -1,7 +1,5 @@
 #include "backup/BackupCommandReader.h"
 
-#include <utility>
-
 #include "backup/BackupFolder.h"
 #include "core/CommandValues.h"
 #include "core/ErrorReport.h"
@@ -9,11 +7,6 @@
 namespace ZelmoraTevra {
 
 namespace {
-
-bool fail(int exitCode, WideText message) {
-  ErrorReport(exitCode, std::move(message)).save();
-  return false;
-}
 
 bool hasTrueAttribute(const TiXmlElement& command, const char* child, const char* attribute) {
   const TiXmlElement* const element = command.FirstChildElement(child);
@@ -27,7 +20,7 @@ bool readMakeBackupCommand(const TiXmlElement& command, CommandRecord& record) {
   readStorages(command, record);
   // A name that leads elsewhere is none.
   if (isNewBackupName(record.backupName) && !record.storageCardDriveLetter.empty()) return true;
-  return fail(1037, u"Error on reading the make backup command's parameters!");
+  return refuse(ErrorReport(1037, u"Error on reading the make backup command's parameters!"));
 }
 
 bool readRestoreBackupCommand(const TiXmlElement& command, CommandRecord& record) {
@@ -36,20 +29,20 @@ bool readRestoreBackupCommand(const TiXmlElement& command, CommandRecord& record
   record.windows7 = isNonZeroAttribute(command, "windows7");
   readDisableFormat(command, record);
   if (!record.backupName.empty() && !record.storageCardDriveLetter.empty()) return true;
-  return fail(1038, u"Error on reading the restore backup command's parameters!");
+  return refuse(ErrorReport(1038, u"Error on reading the restore backup command's parameters!"));
 }
 
 bool readDeleteBackupCommand(const TiXmlElement& command, CommandRecord& record) {
   record.backupName = plainValue(command, "/Command/BackupName");
   if (!record.backupName.empty()) return true;
-  return fail(1039, u"Error on reading the delete backup command's parameters!");
+  return refuse(ErrorReport(1039, u"Error on reading the delete backup command's parameters!"));
 }
 
 bool readMoveFolderCommand(const TiXmlElement& command, CommandRecord& record) {
   record.oldFolder = plainValue(command, "/Command/OldFolder");
   record.newFolder = plainValue(command, "/Command/NewFolder");
   if (!record.oldFolder.empty() && !record.newFolder.empty()) return true;
-  return fail(1040, u"Error on reading the move folder command's parameters!");
+  return refuse(ErrorReport(1040, u"Error on reading the move folder command's parameters!"));
 }
 
 void readDisableFormat(const TiXmlElement& command, CommandRecord& record) {

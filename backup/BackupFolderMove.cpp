@@ -32,23 +32,16 @@ platform::FileSystem& disk() {
   return *platform::machine().files;
 }
 
-int fail(const ErrorReport& report) {
-  report.save();
-  return -1;
-}
-
 int failInvalidNewFolder() {
   return fail(ErrorReport(1054, u"The new folder provided is not a valid backup folder!"));
 }
 
 bool failNotCreated() {
-  ErrorReport(1025, u"The destination file could not be created!").save();
-  return false;
+  return refuse(ErrorReport(1025, u"The destination file could not be created!"));
 }
 
 bool failCopy() {
-  ErrorReport(1026, u"An error occurred at the copy process!").save();
-  return false;
+  return refuse(ErrorReport(1026, u"An error occurred at the copy process!"));
 }
 
 bool reportCopy(CopyResult result, const WideText& source) {

@@ -20,14 +20,10 @@ namespace ZelmoraTevra {
 
 namespace {
 
+// What ends a run that has begun is the number of its report, and -1 one that hasn't.
 int fail(int exitCode, const ErrorReport& report) {
   report.save();
   return exitCode;
-}
-
-int refuse(const ErrorReport& report) {
-  report.save();
-  return -1;
 }
 
 int failDescription() {
@@ -60,11 +56,11 @@ BackupJob::~BackupJob() {
 int BackupJob::prepareBackup(const WideText& source, const WideText& name, const WideText& secondary,
                              bool personal) {
   if (source.empty() || name.empty())
-    return refuse(ErrorReport(1049, u"The path to the client folder, or the backup name is empty!"));
-  if (!Directory_new(source).exists()) return refuse(ErrorReport(1050, u"The source folder doesn't exists!"));
+    return fail(ErrorReport(1049, u"The path to the client folder, or the backup name is empty!"));
+  if (!Directory_new(source).exists()) return fail(ErrorReport(1050, u"The source folder doesn't exists!"));
   if (!secondary.empty() && !Directory_new(secondary).exists())
-    return refuse(ErrorReport(1051, u"The secondary path is provided but the directory does not exists!")
-                      .pathAndDrive(secondary));
+    return fail(ErrorReport(1051, u"The secondary path is provided but the directory does not exists!")
+                    .pathAndDrive(secondary));
   sourceFolder_ = folderText(source);
   secondaryFolder_ = folderText(secondary);
   name_ = name;
@@ -78,7 +74,7 @@ int BackupJob::prepareBackup(const WideText& source, const WideText& name, const
     BackupDescription old;
     if (readBackupIdentity(folder, name_, old) != 0) return -1;
     if (!isSameDevice(description_, old))
-      return refuse(
+      return fail(
           ErrorReport(1052, u"The backup name already exist, please provide another name for backup!"));
     if (setOldBackupAside() != 0) return -1;
   }
@@ -92,7 +88,7 @@ int BackupJob::setOldBackupAside() {
   // A storage that lies in the old backup would go with it.
   if (holdsStorage(backupFolder(name_)) ||
       !platform::machine().files->rename(backupFolder(name_), backupFolder(aside), error))
-    return refuse(ErrorReport(1060, u"The old backup could not be rename!"));
+    return fail(ErrorReport(1060, u"The old backup could not be rename!"));
   oldBackupAside_ = aside;
   return 0;
 }

@@ -16,11 +16,6 @@ namespace {
 
 constexpr std::size_t blockBytes = 0x100000;
 
-int fail(const ErrorReport& report) {
-  report.save();
-  return -1;
-}
-
 int failOnDestination(const WideText& destination, const RestoreTarget& target) {
   return fail(ErrorReport(1093, u"The destination file could not be create!")
                   .attribute(u"FILE", toForwardSlashes(destination))

@@ -14,11 +14,6 @@ namespace {
 
 constexpr DescriptionCodes descriptionCodes = {.corrupted = 1231, .needsACard = 1241};
 
-bool fail(const ErrorReport& report) {
-  report.save();
-  return false;
-}
-
 bool readDescription(const CommandRecord& record, const WideText& encoded, ContentEntry& entry) {
   WideText text;
   if (unpackDescription(encoded, text))
@@ -42,9 +37,9 @@ bool readContent(const TiXmlElement& content, const CommandRecord& record, Conte
   const WideText message = u"Error on reading the content information!";
   if (record.commandName == u"RESTORE_DEVICE") {
     if (!hasSizes || entry.md5.empty() || entry.sha1.empty() || entry.url.empty())
-      return fail(ErrorReport(1242, message));
+      return refuse(ErrorReport(1242, message));
   } else if (!hasSizes) {
-    return fail(ErrorReport(1246, message));
+    return refuse(ErrorReport(1246, message));
   }
   readSizes(texts, entry);
   return true;
@@ -55,7 +50,7 @@ bool readContent(const TiXmlElement& content, const CommandRecord& record, Conte
 bool readRestoreDeviceCommand(const TiXmlElement& command, CommandRecord& record) {
   readStorages(command, record);
   if (record.storageCardDriveLetter.empty())
-    return fail(ErrorReport(1230, u"Error on reading the storage card drive letter tag!"));
+    return refuse(ErrorReport(1230, u"Error on reading the storage card drive letter tag!"));
   record.localInstall = isNonZeroAttribute(command, "LocalInstall");
   record.windows7 = isNonZeroAttribute(command, "windows7");
   record.checkHashFile = isTrueOrCapitalsAttribute(command, "CheckHashFile");
@@ -63,7 +58,7 @@ bool readRestoreDeviceCommand(const TiXmlElement& command, CommandRecord& record
   readProxy(command, record);
 
   const TiXmlElement* packages = command.FirstChildElement("PackageSequence");
-  if (packages == nullptr) return fail(ErrorReport(1244, u"Error on reading the package sequence tag!"));
+  if (packages == nullptr) return refuse(ErrorReport(1244, u"Error on reading the package sequence tag!"));
   for (const TiXmlElement* content = packages->FirstChildElement("content"); content != nullptr;
        content = content->NextSiblingElement("content")) {
     ContentEntry entry;
@@ -71,7 +66,7 @@ bool readRestoreDeviceCommand(const TiXmlElement& command, CommandRecord& record
     record.packages.push_back(std::move(entry));
   }
   if (!record.packages.empty()) return true;
-  return fail(
+  return refuse(
       ErrorReport(1243, u"Invalid installation information! Retry later or contact Customer Support!"));
 }
 

@@ -24,17 +24,6 @@ namespace ZelmoraTevra {
 
 namespace {
 
-// What a failing condition gives, when it is told why.
-bool refuse(const ErrorReport& report) {
-  report.save();
-  return false;
-}
-
-int fail(const ErrorReport& report) {
-  report.save();
-  return -1;
-}
-
 // A file or an empty folder of the probe's name is what a killed job has left. A folder with content isn't a
 // probe: it stays, and the test is made in it.
 bool takesFolder(const WideText& storage) {
@@ -97,7 +86,7 @@ int RestoreJob::prepareRestore(const WideText& flash, const WideText& name, cons
 }
 
 int RestoreJob::runRestore() {
-  if (!ready_ || !readDescription()) return -1;
+  if (!ready_ || readBackupDescription(name_, backup_, files_) != 0) return -1;
   readDevice();
   if (!belongsToDevice()) return -1;
   if (cardFolder_.empty() && needsCard(files_))
@@ -116,14 +105,6 @@ int RestoreJob::runRestore() {
   ProgressObserver::destroy();
   if (result == 0) saveState(statSuccess, 1010);
   return result;
-}
-
-bool RestoreJob::readDescription() {
-  try {
-    return readBackupDescription(name_, backup_, files_) == 0;
-  } catch (const utf8::exception&) {
-    return refuse(ErrorReport(1089, u"Backup contents node could not be read!").pathAndDrive(backupFolder_));
-  }
 }
 
 // A device without a version file stays unknown, and so does one in whose version file a text is none: it may

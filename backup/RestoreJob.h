@@ -28,7 +28,6 @@ class RestoreJob {
   [[nodiscard]] int runRestore();
 
  private:
-  [[nodiscard]] bool readDescription();
   void readDevice();
   [[nodiscard]] bool belongsToDevice() const;
   [[nodiscard]] bool hasRoom();

@@ -15,11 +15,6 @@ namespace ZelmoraTevra {
 
 namespace {
 
-int fail(const ErrorReport& report) {
-  report.save();
-  return -1;
-}
-
 WideText jobFolderIn(const WideText& folder) {
   return pathIn(folder, toWide(channelName));
 }

@@ -46,6 +46,16 @@ void ErrorReport::save() const {
   status.save();
 }
 
+int fail(const ErrorReport& report) {
+  report.save();
+  return -1;
+}
+
+bool refuse(const ErrorReport& report) {
+  report.save();
+  return false;
+}
+
 void saveState(Status state, int exitCode) {
   StatusXml::instance().setAttribute(u"exitCode", numberText(exitCode));
   saveState(state);

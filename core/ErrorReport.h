@@ -37,6 +37,10 @@ class ErrorReport {
   std::vector<std::pair<WideText, WideText>> attributes_;
 };
 
+// Save a report, and give what ends a worker that has reported, or a condition that it says doesn't hold.
+int fail(const ErrorReport& report);     // -1
+bool refuse(const ErrorReport& report);  // false
+
 // A state with an exit code alone, or with nothing: what a job reports when all went well, and at an abort.
 void saveState(Status state, int exitCode);
 void saveState(Status state);

@@ -1,7 +1,5 @@
 #include "userdata/AddFileRunner.h"
 
-#include <utility>
-
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
 #include "core/File_platformIndependent.h"
@@ -13,15 +11,6 @@
 #include "userdata/GroupFolder.h"
 
 namespace ZelmoraTevra {
-
-namespace {
-
-int fail(int exitCode, WideText message) {
-  ErrorReport(exitCode, std::move(message)).save();
-  return -1;
-}
-
-}  // namespace
 
 int AddFileRunner::init(const CommandRecord& record) {
   job_ = FileCommandJob(record);
@@ -35,9 +24,9 @@ int AddFileRunner::run() {
   // extensions by its longest one.
   const bool isListed = !extension_.empty() && job_.optionalExtensionText.find(extension_) != WideText::npos;
   if (!isListed || !staysBelowRoot(job_.searchingFolder) || !staysBelowRoot(withExtension(name_, extension_)))
-    return fail(1240, u"BAD USAGE!");
+    return fail(ErrorReport(1240, u"BAD USAGE!"));
   bytes_ = File_platformIndependent(job_.fileName).size();
-  if (bytes_ < 0) return fail(1226, u"The file " + job_.fileName + u" does not exist.");
+  if (bytes_ < 0) return fail(ErrorReport(1226, u"The file " + job_.fileName + u" does not exist."));
 
   const Candidate root = lookAt(job_.root());
   if (root.isGood) return addTo(job_.root(), root);
@@ -73,12 +62,12 @@ int AddFileRunner::addTo(const WideText& storage, const Candidate& target) const
   const WideText message = u"An error occurred at copy process.";
   static_cast<void>(GroupFolder(storage, job_.searchingFolder).create());
   const std::optional<WideText> place = GroupFolder(storage, job_.searchingFolder).placeOf(name_, extension_);
-  if (!place) return fail(1228, message);
+  if (!place) return fail(ErrorReport(1228, message));
   UserCopySettings settings{.state = statImportKmlInProgress, .toMedium = true};
   if (target.presentFile && bytes_ > target.freeBytes) settings.makesWay = *target.presentFile;
   const CopyResult result = copyGroup({{job_.fileName, *place}}, settings).result;
   if (result == CopyResult::aborted) return -1;
-  if (result != CopyResult::done || !syncStorages({storage})) return fail(1228, message);
+  if (result != CopyResult::done || !syncStorages({storage})) return fail(ErrorReport(1228, message));
   if (target.presentFile) {
     File_platformIndependent present(*target.presentFile);
     // Where upper and lower case are the same, it may be the new one by now.

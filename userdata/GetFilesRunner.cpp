@@ -1,6 +1,5 @@
 #include "userdata/GetFilesRunner.h"
 
-#include <utility>
 #include <vector>
 
 #include "core/ErrorReport.h"
@@ -10,27 +9,19 @@
 
 namespace ZelmoraTevra {
 
-namespace {
-
-int fail(int exitCode, WideText message) {
-  ErrorReport(exitCode, std::move(message)).save();
-  return -1;
-}
-
-}  // namespace
-
 int GetFilesRunner::init(const CommandRecord& record) {
   job_ = FileCommandJob(record);
   return 0;
 }
 
 int GetFilesRunner::run() {
-  if (!job_.namesGroups()) return fail(1204, u"An error occurred when reading the GET_FILES parameters.");
+  if (!job_.namesGroups())
+    return fail(ErrorReport(1204, u"An error occurred when reading the GET_FILES parameters."));
   std::vector<FileGroup> groups;
   if (!findFileGroups(job_, groups))
-    return fail(1205, u"An error occurred while trying to read from device.");
+    return fail(ErrorReport(1205, u"An error occurred while trying to read from device."));
   if (!writeResponse(getFilesResponse(job_, groups, readPoiLimits(job_.mainFolder))))
-    return fail(1206, u"An error occurred when trying to save data to disk.");
+    return fail(ErrorReport(1206, u"An error occurred when trying to save data to disk."));
   return 0;
 }
 

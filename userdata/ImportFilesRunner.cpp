@@ -19,11 +19,6 @@ namespace {
 
 constexpr std::int64_t maximalFileBytes = 0xA00000;
 
-bool fail(int exitCode, WideText message) {
-  ErrorReport(exitCode, std::move(message)).save();
-  return false;
-}
-
 bool failOnFile(int exitCode, WideText message, const WideText& file) {
   ErrorReport(exitCode, std::move(message)).attribute(u"FILE", toForwardSlashes(file)).save();
   return false;
@@ -54,7 +49,8 @@ int ImportFilesRunner::run() {
 }
 
 bool ImportFilesRunner::collectSources() {
-  if (!job_.namesGroups()) return fail(1217, u"An error occurred when reading the IMPORT_FILES parameters.");
+  if (!job_.namesGroups())
+    return refuse(ErrorReport(1217, u"An error occurred when reading the IMPORT_FILES parameters."));
   const WideText source = withoutExtension(job_.fileName);
   for (const WideText& extension : job_.extensions)
     sources_.push_back({withExtension(source, extension), extension});
@@ -76,7 +72,7 @@ bool ImportFilesRunner::collectSources() {
     bytes_ += size;
   }
   if (File_platformIndependent(job_.fileName).size() > maximalFileBytes)
-    return fail(1268, u"File size to big!");
+    return refuse(ErrorReport(1268, u"File size to big!"));
   return true;
 }
 
@@ -96,11 +92,11 @@ const WideText* ImportFilesRunner::chooseTarget() const {
 
 bool ImportFilesRunner::choosePlaces(const WideText& target) {
   const WideText message = u"The destination file could not be create.";
-  if (!GroupFolder(target, job_.searchingFolder).create()) return fail(1221, message);
+  if (!GroupFolder(target, job_.searchingFolder).create()) return refuse(ErrorReport(1221, message));
   GroupFolder folder(target, job_.searchingFolder);
   for (const SourceFile& file : sources_) {
     const std::optional<WideText> place = folder.placeOf(leaf_, file.extension);
-    if (!place) return fail(1221, message);
+    if (!place) return refuse(ErrorReport(1221, message));
     copies_.push_back({file.path, *place});
   }
   return true;
@@ -123,7 +119,7 @@ bool ImportFilesRunner::copyTo(const WideText& target) const {
     removeCompanion(target, job_.optionalSearchingFolder, leaf_, job_.optionalDeleteExtension);
   if (copied.result == CopyResult::aborted) return false;
   if (copied.result == CopyResult::done && syncStorages({target})) return true;
-  return fail(1223, u"An error occurred at copy process.");
+  return refuse(ErrorReport(1223, u"An error occurred at copy process."));
 }
 
 }  // namespace ZelmoraTevra

@@ -12,15 +12,6 @@
 
 namespace ZelmoraTevra {
 
-namespace {
-
-int fail(const ErrorReport& report) {
-  report.save();
-  return -1;
-}
-
-}  // namespace
-
 int ImportKmlFileRunner::init(const CommandRecord& record) {
   job_.mainFolder = record.storageCardDriveLetter;
   job_.secondFolder = record.secondDriveLetter;

@@ -1,25 +1,14 @@
 #include "userdata/KmlCommandReader.h"
 
-#include <utility>
-
 #include "core/CommandValues.h"
 #include "core/ErrorReport.h"
 
 namespace ZelmoraTevra {
 
-namespace {
-
-bool fail(int exitCode, WideText message) {
-  ErrorReport(exitCode, std::move(message)).save();
-  return false;
-}
-
-}  // namespace
-
 bool readGetKmlFilesCommand(const TiXmlElement& command, CommandRecord& record) {
   readStorages(command, record);
   if (!record.storageCardDriveLetter.empty()) return true;
-  return fail(1180, u"Error on reading the get kml files parameters!");
+  return refuse(ErrorReport(1180, u"Error on reading the get kml files parameters!"));
 }
 
 bool readImportKmlFileCommand(const TiXmlElement& command, CommandRecord& record) {
@@ -27,7 +16,7 @@ bool readImportKmlFileCommand(const TiXmlElement& command, CommandRecord& record
   record.localFilePath = encodedValue(command, "/Command/LocalFilePath");
   readStorages(command, record);
   if (!record.localFilePath.empty() && !record.storageCardDriveLetter.empty()) return true;
-  return fail(1181, u"Error on reading the import kml files parameters!");
+  return refuse(ErrorReport(1181, u"Error on reading the import kml files parameters!"));
 }
 
 bool readExportKmlFileCommand(const TiXmlElement& command, CommandRecord& record) {
@@ -36,14 +25,14 @@ bool readExportKmlFileCommand(const TiXmlElement& command, CommandRecord& record
   readStorages(command, record);
   if (!record.fileName.empty() && !record.destinationFolder.empty() && !record.storageCardDriveLetter.empty())
     return true;
-  return fail(1182, u"Error on reading the export kml files parameters!");
+  return refuse(ErrorReport(1182, u"Error on reading the export kml files parameters!"));
 }
 
 bool readDeleteKmlFileCommand(const TiXmlElement& command, CommandRecord& record) {
   record.fileName = plainValue(command, "/Command/FileName");
   readStorages(command, record);
   if (!record.fileName.empty() && !record.storageCardDriveLetter.empty()) return true;
-  return fail(1183, u"Error on reading the delete kml files parameters!");
+  return refuse(ErrorReport(1183, u"Error on reading the delete kml files parameters!"));
 }
 
 }  // namespace ZelmoraTevra

@@ -11,6 +11,7 @@
 #include "install/InstallXml.h"
 #include "tests/device/DeviceTest.h"
 #include "tests/support/FaultyFileSystem.h"
+#include "tests/support/ForwardingProcesses.h"
 #include "tests/support/InstallDescription.h"
 #include "tests/support/JobProcess.h"
 #include "tests/support/ZipBuilder.h"
@@ -93,22 +94,14 @@ class SpaceHook : public platform::ForwardingFileSystem {
 // An end of the process that a test outlives.
 struct ProcessEnded {};
 
-class EndlessProcesses : public platform::Processes {
+class EndlessProcesses : public ForwardingProcesses {
  public:
-  explicit EndlessProcesses(platform::Processes& target) : target_(target) {}
+  using ForwardingProcesses::ForwardingProcesses;
 
-  bool isRunning(const WideText& executableName) override { return target_.isRunning(executableName); }
-  WideText modulePath() override { return program.empty() ? target_.modulePath() : program; }
-  WideText environment(const WideText& name) override { return target_.environment(name); }
-  void showErrorBox(const WideText& caption, const WideText& text) override {
-    target_.showErrorBox(caption, text);
-  }
-  void end(int /*exitValue*/) override { throw ProcessEnded(); }
+  WideText modulePath() override { return program.empty() ? ForwardingProcesses::modulePath() : program; }
+  [[noreturn]] void end(int /*exitValue*/) override { throw ProcessEnded(); }
 
   WideText program;  // the path of the program, unless it is empty
-
- private:
-  platform::Processes& target_;
 };
 
 class DeviceRestoreJobTest : public DeviceTest {

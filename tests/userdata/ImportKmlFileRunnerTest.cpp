@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <filesystem>
 
 #include "core/ProgressObserver.h"
