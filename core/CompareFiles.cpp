@@ -38,11 +38,12 @@ std::optional<std::size_t> readBlock(File_platformIndependent& file, std::vector
 Comparison compareFiles(const WideText& left, const WideText& right, const ComparisonSettings& settings) {
   File_platformIndependent leftFile(left, false);
   File_platformIndependent rightFile(right, false);
-  if (!leftFile.open() || !rightFile.open()) return Comparison::unreadable;
-  const std::int64_t size = leftFile.openSize();
-  const std::int64_t rightSize = rightFile.openSize();
+  const std::int64_t size = leftFile.size();
+  const std::int64_t rightSize = rightFile.size();
   if (size < 0 || rightSize < 0) return Comparison::unreadable;
+  // They needn't even be opened.
   if (size != rightSize) return Comparison::different;
+  if (!leftFile.open() || !rightFile.open()) return Comparison::unreadable;
   if (settings.fromMedium) rightFile.forgetCached();
 
   std::vector<char> leftBlock(static_cast<std::size_t>(std::clamp<std::int64_t>(size, 1, blockBytes)));
