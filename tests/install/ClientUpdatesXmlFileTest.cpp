@@ -416,6 +416,7 @@ TEST_F(ClientUpdatesXmlFileTest, EachStepOfTheWayBackIsOnTheMediumBeforeTheNext)
   recording.before = [&](int, const std::string& operation) { operations.push_back(operation); };
   useFileSystem(recording);
   EXPECT_TRUE(file.bringBack());
+  useFileSystem(files());
   EXPECT_THAT(operations, ElementsAre("removeFile", "open", "write", "sync", "rename", "syncFolder", "rename",
                                       "syncFolder", "removeFile"));
 }
