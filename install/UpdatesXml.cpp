@@ -221,8 +221,9 @@ void UpdatesXml::read() {
     unreadable_ = File_platformIndependent(path).exists() && fileDigest(path).empty();
     return;
   }
-  TiXmlElement* const root = document.RootElement();
-  if (root == nullptr || root->ValueStr() != "updates") return;
+  // The library takes a document with several roots.
+  TiXmlElement* const root = document.FirstChildElement("updates");
+  if (root == nullptr) return;
   takeElements(*root, "update", [this](const TiXmlElement& element) { readUpdate(element); });
 }
 

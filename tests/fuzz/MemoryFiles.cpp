@@ -162,7 +162,8 @@ std::unique_ptr<platform::FileHandle> MemoryFiles::open(const WideText& path, Op
     return nullptr;
   };
   if (stands == EntryKind::folder) return refuse(errc::is_a_directory);
-  if (mode == OpenMode::read && stands == EntryKind::missing) return refuse(errc::no_such_file_or_directory);
+  if ((mode == OpenMode::read || mode == OpenMode::update) && stands == EntryKind::missing)
+    return refuse(errc::no_such_file_or_directory);
   if (mode == OpenMode::createNew && stands == EntryKind::file) return refuse(errc::file_exists);
   if (kindOf(parentFolder(entry)) != EntryKind::folder) return refuse(errc::no_such_file_or_directory);
   if (mode == OpenMode::truncate || mode == OpenMode::truncateEntry) contents[entry].clear();

@@ -229,6 +229,12 @@ TEST_F(UpdatesXmlTest, AFileWithoutTheUpdatesRootLoadsWithoutUpdates) {
   EXPECT_THAT(updates.getUpdates(), IsEmpty());
 }
 
+TEST_F(UpdatesXmlTest, TheUpdatesRootMayStandBehindAnother) {
+  put("<other/><updates><update><name>Alps</name></update></updates>");
+  UpdatesXml updates(&file_);
+  EXPECT_THAT(titles(updates.getUpdates()), ElementsAre("/Alps/"));
+}
+
 TEST_F(UpdatesXmlTest, AnUpdateWithoutANameIsDroppedAndLostAtTheNextWrite) {
   put("<updates><update><company>nobody</company></update><update><name/></update>"
       "<update><name>a</name></update></updates>");
