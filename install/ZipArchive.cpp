@@ -21,6 +21,8 @@ constexpr std::size_t bytesPerPosition = 96;
 constexpr std::string_view endRecordSignature = "PK\5\6";
 
 constexpr std::size_t usualNameLength = 256;
+// What stands before an entry's data: 30 bytes, its name, and some fields more.
+constexpr std::uint64_t usualRecordSize = 512;
 
 std::string lowerCase(std::string_view name) {
   std::string lower(name);
@@ -42,11 +44,14 @@ class ZipArchive::Stream {
       padding_ = 1;
   }
 
-  // The bytes from a position on, as the source has them.
-  [[nodiscard]] std::string_view at(ZPOS64_T position) {
+  // The bytes from a position on, as the source has them, of which so many are wanted.
+  [[nodiscard]] std::string_view at(ZPOS64_T position, std::uint64_t wanted) {
     ahead_ = {};
-    return position < padding_ ? std::string_view() : source_->at(position - padding_);
+    return position < padding_ ? std::string_view() : source_->at(position - padding_, wanted);
   }
+
+  // How many bytes the library and at() are going to use from the next place on where the library reads.
+  void announce(std::uint64_t wanted) { announced_ = wanted; }
 
   [[nodiscard]] ZPOS64_T size() const { return padding_ + source_->size(); }
 
@@ -75,7 +80,7 @@ class ZipArchive::Stream {
       ++position_;
     }
     while (count < size) {
-      if (ahead_.empty()) ahead_ = source_->at(position_ - padding_);
+      if (ahead_.empty()) ahead_ = source_->at(position_ - padding_, announced_);
       const std::size_t copied = ahead_.copy(bytes + count, size - count);
       if (copied == 0) break;
       ahead_.remove_prefix(copied);
@@ -105,6 +110,7 @@ class ZipArchive::Stream {
   ZPOS64_T position_ = 0;
   // What the source has at the position, for the library reads byte by byte; empty if it has to be asked.
   std::string_view ahead_;
+  std::uint64_t announced_ = ZipSource::unknown;
   bool short_ = false;
 };
 
@@ -182,7 +188,9 @@ int ZipArchive::openEntry() {
   if (current_.method != storedMethod && current_.method != deflatedMethod) return UNZ_BADZIPFILE;
   // The library compares the entry's own record with the directory, and so learns where the data begin.
   constexpr int asPacked = 1;
+  stream_->announce(usualRecordSize + std::min<std::uint64_t>(current_.packedSize, stream_->size()));
   const int result = unzOpenCurrentFile2(zip_, nullptr, nullptr, asPacked);
+  stream_->announce(ZipSource::unknown);
   if (result != UNZ_OK) return result;
   packedPosition_ = unzGetCurrentFileZStreamPos64(zip_);
   packedLeft_ = current_.packedSize;
@@ -245,7 +253,7 @@ int ZipArchive::readDeflated(char* buffer, std::size_t size) {
 
 std::string_view ZipArchive::packedBytes() {
   if (packedLeft_ == 0) return {};
-  const std::string_view bytes = stream_->at(packedPosition_);
+  const std::string_view bytes = stream_->at(packedPosition_, packedLeft_);
   return bytes.substr(0, static_cast<std::size_t>(std::min<std::uint64_t>(bytes.size(), packedLeft_)));
 }
 

@@ -6,7 +6,8 @@ namespace ZelmoraTevra {
 
 namespace {
 
-constexpr std::size_t windowSize = 128 * 1024;
+constexpr std::uint64_t windowSize = 128 * 1024;  // bytes
+constexpr std::uint64_t pageSize = 4096;
 
 }  // namespace
 
@@ -20,26 +21,45 @@ bool ZipFileSource::open() {
   return true;
 }
 
-std::string_view ZipFileSource::at(std::uint64_t position) {
-  if (!windows_[latest_].holds(position)) {
-    latest_ = 1 - latest_;
-    if (!windows_[latest_].holds(position)) fill(windows_[latest_], position);
+std::string_view ZipFileSource::at(std::uint64_t position, std::uint64_t wanted) {
+  if (position >= size_) return {};
+  Window& window = windowFor(position);
+  if (!window.holds(position)) {
+    std::uint64_t start = position;
+    std::uint64_t size = windowSize;
+    if (window.end() != position) {
+      start -= position % (wanted == unknown ? windowSize : pageSize);
+      size = std::min(windowSize, position - start + std::clamp<std::uint64_t>(wanted, 1, windowSize));
+    }
+    fill(window, start, size);
   }
-  const Window& window = windows_[latest_];
   if (!window.holds(position)) return {};
   return std::string_view(window.bytes.get(), window.length)
       .substr(static_cast<std::size_t>(position - window.start));
 }
 
-void ZipFileSource::fill(Window& window, std::uint64_t position) {
+// The one that has the position, or that it goes on behind; else the one that wasn't used last.
+ZipFileSource::Window& ZipFileSource::windowFor(std::uint64_t position) {
+  const auto choose = [this](const auto& suits) {
+    if (suits(windows_[latest_])) return true;
+    if (!suits(windows_[1 - latest_])) return false;
+    latest_ = 1 - latest_;
+    return true;
+  };
+  if (!choose([position](const Window& window) { return window.holds(position); }) &&
+      !choose([position](const Window& window) { return window.end() == position; }))
+    latest_ = 1 - latest_;
+  return windows_[latest_];
+}
+
+void ZipFileSource::fill(Window& window, std::uint64_t start, std::uint64_t size) {
+  window.start = start;
   window.length = 0;
-  if (position >= size_) return;
-  window.start = position - position % windowSize;
-  if (window.start != filePosition_ && !file_.seek(window.start)) return;
+  if (start != filePosition_ && !file_.seek(start)) return;
   std::int64_t count = 0;
-  file_.read(window.bytes.get(), windowSize, count);
+  file_.read(window.bytes.get(), static_cast<std::size_t>(size), count);
   window.length = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
-  filePosition_ = window.start + window.length;
+  filePosition_ = window.end();
 }
 
 }  // namespace ZelmoraTevra

@@ -10,7 +10,8 @@ namespace ZelmoraTevra {
 
 // An archive on disk. The zip library reads its records byte by byte and goes back and forth between an
 // entry's data and the archive's directory: two windows on the file, one for each, let it do so with few
-// reads of the disk.
+// reads of the disk. Entries that are read one behind the other come in whole windows, one elsewhere comes
+// alone.
 class ZipFileSource : public ZipSource {
  public:
   explicit ZipFileSource(const WideText& path);
@@ -18,7 +19,7 @@ class ZipFileSource : public ZipSource {
   [[nodiscard]] bool open();
 
   [[nodiscard]] std::uint64_t size() const override { return size_; }
-  [[nodiscard]] std::string_view at(std::uint64_t position) override;
+  [[nodiscard]] std::string_view at(std::uint64_t position, std::uint64_t wanted) override;
 
  private:
   struct Window {
@@ -26,12 +27,12 @@ class ZipFileSource : public ZipSource {
     std::size_t length = 0;
     std::unique_ptr<char[]> bytes;
 
-    [[nodiscard]] bool holds(std::uint64_t position) const {
-      return position >= start && position - start < length;
-    }
+    [[nodiscard]] std::uint64_t end() const { return start + length; }
+    [[nodiscard]] bool holds(std::uint64_t position) const { return position >= start && position < end(); }
   };
 
-  void fill(Window& window, std::uint64_t position);
+  [[nodiscard]] Window& windowFor(std::uint64_t position);
+  void fill(Window& window, std::uint64_t start, std::uint64_t size);
 
   File_platformIndependent file_;
   std::uint64_t size_ = 0;

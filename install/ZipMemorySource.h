@@ -12,7 +12,7 @@ class ZipMemorySource : public ZipSource {
   explicit ZipMemorySource(std::string_view bytes) : bytes_(bytes) {}
 
   [[nodiscard]] std::uint64_t size() const override { return bytes_.size(); }
-  [[nodiscard]] std::string_view at(std::uint64_t position) override;
+  [[nodiscard]] std::string_view at(std::uint64_t position, std::uint64_t wanted) override;
 
  private:
   std::string_view bytes_;

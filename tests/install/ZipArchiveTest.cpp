@@ -43,13 +43,14 @@ std::string noise(std::size_t size) {
   return bytes;
 }
 
-// Counts the reads and seeks of the files below it.
+// Counts the reads and seeks of the files below it, and the bytes that were read.
 class CountingFileSystem : public platform::ForwardingFileSystem {
  public:
   using ForwardingFileSystem::ForwardingFileSystem;
 
   int reads = 0;
   int seeks = 0;
+  std::int64_t bytes = 0;
 
   std::unique_ptr<platform::FileHandle> open(const WideText& path, platform::OpenMode mode,
                                              platform::ErrorCode& error) override {
@@ -65,7 +66,9 @@ class CountingFileSystem : public platform::ForwardingFileSystem {
         : ForwardingFileHandle(std::move(target)), owner_(owner) {}
     std::int64_t read(void* buffer, std::size_t size, platform::ErrorCode& error) override {
       ++owner_.reads;
-      return target().read(buffer, size, error);
+      const std::int64_t count = target().read(buffer, size, error);
+      owner_.bytes += count;
+      return count;
     }
     bool seek(std::uint64_t position, platform::ErrorCode& error) override {
       ++owner_.seeks;
@@ -251,6 +254,10 @@ TEST_F(ZipFileSourceTest, ReadsTheSameBytesAnywhereAndInAnyOrder) {
     const std::string expected = position < bytes.size() ? bytes.substr(position, size) : "";
     ASSERT_EQ(source.read(position, buffer.data(), size), expected.size());
     ASSERT_EQ(buffer.substr(0, expected.size()), expected);
+    const std::size_t other = bytes.size() - 1 - position % bytes.size();
+    const std::string_view together = source.at(other, size);
+    ASSERT_FALSE(together.empty());
+    ASSERT_EQ(together, std::string_view(bytes).substr(other, together.size()));
   }
 }
 
@@ -279,6 +286,46 @@ TEST_F(ZipFileSourceTest, TwiceAsManyEntriesCostTwiceAsManyReads) {
   const int reads = readsFor(4000);
   EXPECT_LE(reads, 80);
   EXPECT_LE(readsFor(8000), 2.2 * reads);
+}
+
+// Most packages hold their entries in another order than the one in which they are placed.
+TEST_F(ZipFileSourceTest, EntryElsewhereIsReadWithoutItsNeighbours) {
+  CountingFileSystem counting(files());
+  useFileSystem(counting);
+  ZipBuilder builder;
+  for (int i = 0; i < 200; ++i) builder.add("file" + std::to_string(i), noise(20'000));
+  writeFile(path(u"p.zip"), builder.bytes());
+  auto source = std::make_unique<ZipFileSource>(path(u"p.zip"));
+  ASSERT_TRUE(source->open());
+  ZipArchive archive(std::move(source));
+  ASSERT_TRUE(archive.choose("file0"));
+  counting.reads = 0;
+  counting.bytes = 0;
+  for (int i = 0; i < 200; ++i) {
+    ASSERT_TRUE(archive.choose("file" + std::to_string(i * 37 % 200)));
+    ASSERT_EQ(unpack(archive).size(), 20'000U);
+  }
+  EXPECT_LE(counting.reads, 205);
+  EXPECT_LE(counting.bytes, 200 * 28'000);
+}
+
+TEST_F(ZipFileSourceTest, LargeEntriesDoNotPushTheDirectoryOut) {
+  CountingFileSystem counting(files());
+  useFileSystem(counting);
+  ZipBuilder builder;
+  for (int i = 0; i < 10; ++i) builder.add("file" + std::to_string(i), noise(600'000));
+  writeFile(path(u"p.zip"), builder.bytes());
+  auto source = std::make_unique<ZipFileSource>(path(u"p.zip"));
+  ASSERT_TRUE(source->open());
+  ZipArchive archive(std::move(source));
+  ASSERT_TRUE(archive.choose("file0"));
+  counting.reads = 0;
+  counting.bytes = 0;
+  for (int i = 0; i < 10; ++i) {
+    ASSERT_TRUE(archive.choose("file" + std::to_string(i)));
+    ASSERT_EQ(unpack(archive).size(), 600'000U);
+  }
+  EXPECT_LE(counting.bytes, 10 * 600'000 + 200'000);
 }
 
 }  // namespace ZelmoraTevra
