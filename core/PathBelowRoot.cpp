@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <utility>
-#include <vector>
 
 #include "core/Text.h"
+#include "platform/DrivePath.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
@@ -30,14 +30,22 @@ WideView asDeviceTakesIt(WideView name) {
   return name.substr(0, name.find_last_not_of(u". ") + 1);
 }
 
+// Takes the first component off a path, and the separator behind it.
+WideView takeComponent(WideView& path) {
+  const auto end =
+      static_cast<std::size_t>(std::find_if(path.begin(), path.end(), platform::isSeparator) - path.begin());
+  const WideView component = path.substr(0, end);
+  path.remove_prefix(std::min(end + 1, path.size()));
+  return component;
+}
+
 // The path without its "." components, its separators as they are.
 WideText withoutDots(WideView path) {
   WideText plain;
+  plain.reserve(path.size());
   while (!path.empty()) {
-    const std::size_t end = std::min(path.find_first_of(u"/\\"), path.size());
-    const WideView withSeparator = path.substr(0, end + 1);
-    if (path.substr(0, end) != u".") plain += withSeparator;
-    path.remove_prefix(withSeparator.size());
+    const WideView rest = path;
+    if (takeComponent(path) != u".") plain += rest.substr(0, rest.size() - path.size());
   }
   return plain;
 }
@@ -46,14 +54,16 @@ WideText withoutDots(WideView path) {
 
 bool staysBelowRoot(WideView path) {
   if (path.empty() || path.size() > maximalPathUnits || path.find(u'\0') != WideView::npos) return false;
-  if (path.front() == u'/' || path.front() == u'\\') return false;
+  if (platform::isSeparator(path.front())) return false;
   if (path.size() >= 2 && isAsciiLetter(path[0]) && path[1] == u':') return false;
-  const std::vector<WideText> components = split(toForwardSlashes(WideText(path)), u'/');
-  if (components.size() > maximalPathComponents) return false;
   bool namesSomething = false;
-  for (const WideText& name : components) {
-    if (name == u".." || (name != u"." && !name.empty() && asDeviceTakesIt(name).empty())) return false;
-    namesSomething = namesSomething || !asDeviceTakesIt(name).empty();
+  for (std::size_t components = 1; !path.empty(); ++components) {
+    if (components > maximalPathComponents) return false;
+    const WideView name = takeComponent(path);
+    const bool isName = !asDeviceTakesIt(name).empty();
+    // What is left is "..", and what a device takes for it or for nothing.
+    if (!isName && !name.empty() && name != u".") return false;
+    namesSomething = namesSomething || isName;
   }
   return namesSomething;
 }
@@ -65,8 +75,9 @@ bool isLinkAt(const WideText& path) {
 
 WideText comparablePath(WideView path) {
   WideText comparable;
-  for (const WideText& component : split(toForwardSlashes(WideText(path)), u'/')) {
-    const WideView name = asDeviceTakesIt(component);
+  comparable.reserve(path.size());
+  while (!path.empty()) {
+    const WideView name = asDeviceTakesIt(takeComponent(path));
     if (name.empty()) continue;
     if (!comparable.empty()) comparable += u'\\';
     comparable += name;
@@ -108,9 +119,11 @@ std::optional<WideText> PathBelowRoot::joinInFolder(const WideText& relativePath
 
 PathBelowRoot::Folder PathBelowRoot::lookAt(const WideText& relativeFolder) const {
   WideText path = root_;
-  for (const WideText& name : split(toForwardSlashes(relativeFolder), u'/')) {
+  for (WideView rest = relativeFolder; !rest.empty();) {
+    const WideView name = takeComponent(rest);
     if (name.empty()) continue;
-    path += u'\\' + name;
+    path += u'\\';
+    path += name;
     if (isLinkAt(path)) return Folder::behindLink;
     // Below a folder that isn't there is no link either, however long the path goes on.
     if (isMissing(path)) return Folder::missing;

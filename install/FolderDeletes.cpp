@@ -1,5 +1,6 @@
 #include "install/FolderDeletes.h"
 
+#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <unordered_set>
@@ -87,6 +88,13 @@ void expandFolderDeletes(const std::vector<InstallUpdate*>& updates, const WideT
 }
 
 void dropRedundantDeletes(const std::vector<InstallUpdate*>& updates) {
+  const auto isDeletion = [](const InstallFile& file) { return file.updateFlag == deleteFile; };
+  // Few packages delete files.
+  if (std::none_of(updates.begin(), updates.end(), [&](const InstallUpdate* update) {
+        return std::any_of(update->files.begin(), update->files.end(), isDeletion);
+      }))
+    return;
+
   std::unordered_set<WideText> written;
   for (const InstallUpdate* update : updates)
     for (const InstallFile& file : update->files)
@@ -94,8 +102,8 @@ void dropRedundantDeletes(const std::vector<InstallUpdate*>& updates) {
           file.updateFlag == replaceFileIfPresent)
         written.insert(fileKey(file.client));
   for (InstallUpdate* update : updates)
-    std::erase_if(update->files, [&written](const InstallFile& file) {
-      return file.updateFlag == deleteFile && written.contains(fileKey(file.client));
+    std::erase_if(update->files, [&](const InstallFile& file) {
+      return isDeletion(file) && written.contains(fileKey(file.client));
     });
 }
 
