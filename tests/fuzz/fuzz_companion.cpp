@@ -23,6 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
   must(companionWrite(path, md5));
   must(companionMatches(path, md5));
   must(!companionMatches(path, u"00000000000000000000000000000000"));
-  must(machine.hasChangedOnly({path}));
+  // It is written beside and renamed.
+  must(machine.hasChangedOnly({path, path + u"_tevra_new"}));
+  must(machine.files.contents.size() == 1);
   return 0;
 }
