@@ -2,6 +2,6 @@
 #include "platform/StandardStreams.h"
 
 int main(int argc, char** argv) {
-  ZelmoraTevra::platform::openMissingStandardStreams();
+  ZelmoraTevra::platform::prepareStandardStreams();
   return ZelmoraTevra::runProcess(argc, argv);
 }

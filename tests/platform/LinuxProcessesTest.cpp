@@ -4,10 +4,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
+#include "platform/StandardStreams.h"
 #include "platform/linux/LinuxProcesses.h"
 #include "tests/support/ScopedEnvironment.h"
 #include "tests/support/TemporaryFolder.h"
@@ -137,6 +140,19 @@ TEST_F(LinuxProcessesTest, theErrorBoxWithoutACaptionIsTheTextAlone) {
   testing::internal::CaptureStderr();
   processes_.showErrorBox(u"", u"Wrong\nparameters.");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "Wrong parameters.\n");
+}
+
+TEST_F(LinuxProcessesTest, anErrorBoxThatNobodyReadsEndsNoJob) {
+  const auto tellNobody = [this] {
+    prepareStandardStreams();
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0) std::_Exit(1);
+    ::close(ends[0]);
+    ::dup2(ends[1], STDERR_FILENO);
+    processes_.showErrorBox(u"ZELMORA", u"Wrong parameters.");
+    std::_Exit(7);
+  };
+  EXPECT_EXIT(tellNobody(), testing::ExitedWithCode(7), "");
 }
 
 TEST_F(LinuxProcessesTest, endGivesTheExitValueAsTheSystemShowsIt) {

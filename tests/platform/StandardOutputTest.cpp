@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/StandardOutput.h"
+#include "platform/StandardStreams.h"
 
 namespace ZelmoraTevra::platform {
 
@@ -28,15 +29,16 @@ TEST(StandardOutputTest, thatNobodyReadsItIsNoFailure) {
   ::close(ends[0]);
   const int saved = ::dup(STDOUT_FILENO);
   ::dup2(ends[1], STDOUT_FILENO);
+  struct sigaction previous = {};
+  ASSERT_EQ(::sigaction(SIGPIPE, nullptr, &previous), 0);
+  prepareStandardStreams();
   writeToStandardOutput("nobody reads this");
   ::close(STDOUT_FILENO);
   writeToStandardOutput("there is no output at all");
   ::dup2(saved, STDOUT_FILENO);
   ::close(saved);
   ::close(ends[1]);
-  struct sigaction action = {};
-  ASSERT_EQ(::sigaction(SIGPIPE, nullptr, &action), 0);
-  EXPECT_EQ(action.sa_handler, SIG_DFL);
+  ASSERT_EQ(::sigaction(SIGPIPE, &previous, nullptr), 0);
 }
 
 TEST(StandardOutputTest, aPipeThatIsFullAndDoesNotWaitGetsTheWholeText) {
