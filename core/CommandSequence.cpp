@@ -7,7 +7,9 @@
 #include "core/Base64.h"
 #include "core/Directory_new.h"
 #include "core/ErrorReport.h"
+#include "core/File_platformIndependent.h"
 #include "core/Globals.h"
+#include "core/PathBelowRoot.h"
 #include "core/SharedTextBlock.h"
 #include "core/XmlDocument.h"
 #include "platform/Machine.h"
@@ -138,7 +140,11 @@ bool prepareFolders(const WideText& tempFolder, const WideText& backupFolder, bo
         .save();
     return false;
   }
-  Directory_new probe(backupFolder + u'\\' + WideText(writeProbeName));
+  const WideText probePath = backupFolder + u'\\' + WideText(writeProbeName);
+  // A job that was killed while it tested the folder has left an empty file.
+  File_platformIndependent leftover(probePath, false);
+  if (!isLinkAt(probePath) && leftover.exists() && leftover.size() == 0) leftover.remove();
+  Directory_new probe(probePath);
   if (!probe.create() && !movesFolder) {
     ErrorReport(1004, u"The folder for the new backup is write protected!").pathAndDrive(backupFolder).save();
     return false;

@@ -101,9 +101,12 @@ std::int64_t Directory_new::freeSpace() const {
 bool Directory_new::isWriteProtected() {
   if (!exists()) return false;
   File_platformIndependent probe(path_ + u'\\' + WideText(writeProbeName), false);
-  // What a device has under this name may be a link to a file of the user's.
+  // What a device has under this name may be a link to a file of the user's, or the empty folder of a job
+  // that was killed. In a folder with content, as of a move that was cut off, the test is made inside.
   ErrorCode error;
   if (disk().isLink(probe.path(), error)) disk().removeFile(probe.path(), error);
+  Directory_new leftover(probe.path());
+  if (leftover.exists() && !disk().removeFolder(probe.path(), error)) return leftover.isWriteProtected();
   if (!probe.openForWriting(platform::OpenMode::truncateEntry)) return true;
   probe.close();
   probe.remove();

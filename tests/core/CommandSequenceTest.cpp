@@ -343,6 +343,12 @@ TEST_F(PreparedFoldersTest, AFileInPlaceOfTheProbeIs1004) {
   EXPECT_EQ(status().exitCode(), u"1004");
 }
 
+TEST_F(PreparedFoldersTest, AnEmptyFileThatAKilledJobLeftOfItsTestGoes) {
+  writeFile(backups_ + u"/Tevra_131284_tmp", "");
+  EXPECT_TRUE(prepareFolders(temp_, backups_, false));
+  EXPECT_TRUE(tree(backups_).empty());
+}
+
 TEST_F(PreparedFoldersTest, TheTableTellsWhichCommandMovesAFolder) {
   writeFile(backups_ + u"/Tevra_131284_tmp", "in the way");
   EXPECT_EQ(job(command("MOVING")), 0);

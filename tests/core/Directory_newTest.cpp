@@ -167,8 +167,24 @@ TEST_F(Directory_newTest, WriteProtectedIsWhereNoFileCanBeCreatedForWhateverReas
   faulty.failAt = 1;
   useFileSystem(faulty);
   EXPECT_TRUE(Directory_new(path_).isWriteProtected());
-  faulty.failAt = 0;
+}
+
+TEST_F(Directory_newTest, AnEmptyFolderThatAKilledJobLeftOfItsTestGoes) {
   makeFolder(path(u"dir/Tevra_131284_tmp"));
+  EXPECT_FALSE(Directory_new(path_).isWriteProtected());
+  EXPECT_TRUE(tree(path_).empty());
+}
+
+TEST_F(Directory_newTest, InAFolderOfTheTestsNameWithContentTheTestIsMadeInside) {
+  writeFile(path(u"dir/Tevra_131284_tmp/copied/file"), "user's");
+  EXPECT_FALSE(Directory_new(path_).isWriteProtected());
+  EXPECT_EQ(tree(path_), (std::vector<std::string>{"Tevra_131284_tmp/", "Tevra_131284_tmp/copied/",
+                                                   "Tevra_131284_tmp/copied/file"}));
+  FaultyFileSystem faulty(files());
+  faulty.before = [&](int number, const std::string& operation) {
+    if (operation == "open") faulty.failAt = number;
+  };
+  useFileSystem(faulty);
   EXPECT_TRUE(Directory_new(path_).isWriteProtected());
 }
 
