@@ -50,7 +50,7 @@ std::unique_ptr<TiXmlNode> headOf(const WideText& folder) {
 
 int BackupList::listBackups() {
   TiXmlDocument document = newXmlDocument("UTF-8");
-  TiXmlElement& root = addElement(document, toReadableUtf8(StatusXml::instance().executableBaseName()));
+  TiXmlElement& root = addElement(document, programElementName(StatusXml::instance().executableBaseName()));
   std::vector<WideText> folders;
   Directory_new(backupRootFolder).folders(folders, false);
   for (const WideText& folder : folders) {

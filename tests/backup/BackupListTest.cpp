@@ -13,6 +13,7 @@
 #include "core/Text.h"
 #include "tests/support/BackupBuilder.h"
 #include "tests/support/FaultyFileSystem.h"
+#include "tests/support/ForwardingProcesses.h"
 #include "tests/support/JobTest.h"
 
 namespace ZelmoraTevra {
@@ -53,6 +54,20 @@ class BackupListTest : public JobTest {
 
 TEST_F(BackupListTest, AnEmptyBackupRootGivesARootElementOnly) {
   EXPECT_EQ(answer(), "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<" + root + " />\n");
+}
+
+TEST_F(BackupListTest, TheRootOfAProgramWhoseNameIsNoElementNameCanBeRead) {
+  class OddlyNamed : public ForwardingProcesses {
+   public:
+    using ForwardingProcesses::ForwardingProcesses;
+    WideText modulePath() override { return u"/opt/Tevra CLI 2"; }
+  } processes(*platform::machine().processes);
+  platform::Machine machine = platform::machine();
+  machine.processes = &processes;
+  useMachine(machine);
+  StatusXml::destroy();
+  EXPECT_EQ(answer(), "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<TevraCLI />\n");
+  StatusXml::destroy();
 }
 
 TEST_F(BackupListTest, TheHeadIsTheDescriptionsOwnWithoutTheFiles) {
