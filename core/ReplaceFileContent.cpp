@@ -1,14 +1,21 @@
 #include "core/ReplaceFileContent.h"
 
 #include "core/File_platformIndependent.h"
+#include "core/Text.h"
 #include "platform/Machine.h"
 
 namespace ZelmoraTevra {
 
 namespace {
 
+constexpr std::size_t maximalNameBytes = 255;
+
+WideText besidePath(const WideText& path) {
+  return path + u"_tevra_new";
+}
+
 File_platformIndependent besideFile(const WideText& path) {
-  return File_platformIndependent(path + u"_tevra_new", false);
+  return File_platformIndependent(besidePath(path), false);
 }
 
 }  // namespace
@@ -25,6 +32,10 @@ bool replaceFileContent(std::string_view content, const WideText& path) {
   if (written && beside.renameTo(path)) return true;
   beside.remove();
   return false;
+}
+
+bool fileBesideCanBeNamed(const WideText& path) {
+  return toReadableUtf8(lastComponent(besidePath(path))).size() <= maximalNameBytes;
 }
 
 void removeUnfinishedContent(const WideText& path) {

@@ -11,6 +11,9 @@ namespace ZelmoraTevra {
 // way for the file. False leaves what stood there as it was.
 [[nodiscard]] bool replaceFileContent(std::string_view content, const WideText& path);
 
+// False if the name of the file is so long that one beside it could get none.
+[[nodiscard]] bool fileBesideCanBeNamed(const WideText& path);
+
 // Removes what a replacement that was cut off has left beside the file.
 void removeUnfinishedContent(const WideText& path);
 

@@ -198,6 +198,13 @@ WideText StatusXml::abortFilePath() const {
   return pathInStatusFolder(u"_abort.xml");
 }
 
+bool StatusXml::isFrontEndsName(WideView fileName) const {
+  const WideText status = lastComponent(statusFilePath());
+  for (const WideText& name : {status, status + u".new", lastComponent(abortFilePath())})
+    if (equalsIgnoringAsciiCase(fileName, name)) return true;
+  return false;
+}
+
 WideText StatusXml::pathInStatusFolder(WideView ending) const {
   WideText path = platform::machine().processes->environment(u"TMP");
   path += u'\\';

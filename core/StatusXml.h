@@ -77,6 +77,9 @@ class StatusXml {
   // Where the status document is, and where the front end puts its abort file.
   [[nodiscard]] WideText statusFilePath() const;
   [[nodiscard]] WideText abortFilePath() const;
+  // Whether one of the files between the process and its front end is called so. The work folder may be the
+  // folder in which they lie: nothing that comes from elsewhere may get such a name.
+  [[nodiscard]] bool isFrontEndsName(WideView fileName) const;
 
  protected:
   // Sets `executableBaseName` from the program's own path.

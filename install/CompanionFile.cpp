@@ -42,7 +42,10 @@ bool companionWrite(const WideText& path, const WideText& md5) {
   const std::string text = printXml(document);
   std::string present;
   if (readXmlText(path, present) && present == text) return true;
-  if (replaceFileContent(text, path)) return true;
+  // Half a companion matches nothing.
+  const bool written =
+      fileBesideCanBeNamed(path) ? replaceFileContent(text, path) : overwriteFileContent(text, path);
+  if (written) return true;
   if (!companionMatches(path, md5)) File_platformIndependent(path).remove();
   return false;
 }

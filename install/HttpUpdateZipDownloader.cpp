@@ -8,6 +8,7 @@
 
 #include "core/BackendLogger.h"
 #include "core/Globals.h"
+#include "core/PathBelowRoot.h"
 #include "core/ProcessEnd.h"
 #include "core/StatusXml.h"
 #include "core/Text.h"
@@ -32,6 +33,15 @@ struct Remains {
   platform::OpenMode mode = platform::OpenMode::truncate;
   std::int64_t offset = 0;
 };
+
+// The name of a part is known beforehand: what others have put there is no part. A link makes way, so that no
+// file elsewhere is written; false for what is neither file nor folder.
+bool makeWayForPart(const WideText& workingPath) {
+  platform::FileSystem& disk = *platform::machine().files;
+  platform::ErrorCode error;
+  if (isLinkAt(workingPath)) disk.removeFile(workingPath, error);
+  return !isLinkAt(workingPath) && disk.kind(workingPath, error) != platform::EntryKind::other;
+}
 
 Remains examineRemains(const WideText& workingPath, const UpdateDownloadJob& job) {
   const File_platformIndependent file(workingPath);
@@ -105,7 +115,8 @@ std::int32_t HttpUpdateZipDownloader::downloadRetryCount = 0;
 
 WideText downloadedFilePath(const WideText& url) {
   const WideText name = fileNameOfUrl(splitUrl(url));
-  return name.empty() ? WideText() : workTempFolder + u'\\' + name;
+  if (name.empty() || StatusXml::instance().isFrontEndsName(name)) return {};
+  return workTempFolder + u'\\' + name;
 }
 
 HttpUpdateZipDownloader::~HttpUpdateZipDownloader() {
@@ -137,7 +148,8 @@ bool HttpUpdateZipDownloader::download(const UpdateDownloadJob& job, ProgressObs
   }
 
   const WideText workingPath = finalPath + u"_INCOMPLETE";
-  const Remains remains = examineRemains(workingPath, job);
+  const bool hasPlace = makeWayForPart(workingPath);
+  const Remains remains = hasPlace ? examineRemains(workingPath, job) : Remains{};
   if (remains.complete) {
     if (renameFile(workingPath, finalPath)) {
       removeLater(previousPath, finalPath);
@@ -150,7 +162,7 @@ bool HttpUpdateZipDownloader::download(const UpdateDownloadJob& job, ProgressObs
   }
 
   File_platformIndependent output(workingPath, false);  // its path as it is goes into reports
-  if (!output.openForWriting(remains.mode)) {
+  if (!hasPlace || !output.openForWriting(remains.mode)) {
     report(job, ErrorReport(1140, u"Error while trying to open the output file."));
     return false;
   }

@@ -82,10 +82,11 @@ bool hasClashingDownloads(std::span<const ContentEntry> packages) {
   return false;
 }
 
-bool deleteDownloadedFile(const WideText& zipPath) {
+bool deleteDownloadedFile(const WideText& zipPath, const WideText& kept) {
   bool deleted = true;
   for (const WideView ending : downloadEndings) {
     File_platformIndependent file(zipPath + WideText(ending));
+    if (!kept.empty() && file.isSameAs(kept)) continue;
     if (file.exists() && !file.remove()) deleted = false;
   }
   return deleted;

@@ -24,8 +24,8 @@ namespace ZelmoraTevra {
 // beside it while it comes: the second would replace the first before that one is installed.
 [[nodiscard]] bool hasClashingDownloads(std::span<const ContentEntry> packages);
 
-// Removes a downloaded zip and what a partial download of it may have left. False if a file is there and
-// can't be removed.
-[[nodiscard]] bool deleteDownloadedFile(const WideText& zipPath);
+// Removes a downloaded zip and what a partial download of it may have left, but not the file to keep. False
+// if a file is there and can't be removed.
+[[nodiscard]] bool deleteDownloadedFile(const WideText& zipPath, const WideText& kept = {});
 
 }  // namespace ZelmoraTevra

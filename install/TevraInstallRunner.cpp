@@ -46,7 +46,7 @@ bool TevraInstallRunner::runTevraInstall() {
   if (extracted.empty()) return false;
 
   // A zip that the user keeps on the own disk isn't ours to delete; a download that stays is only in the way.
-  if (!command_.localInstall) static_cast<void>(deleteDownloadedFile(zip));
+  if (!command_.localInstall) static_cast<void>(deleteDownloadedFile(zip, extracted));
   StatusXml& status = StatusXml::instance();
   status.setState(statSuccess);
   status.setDescription(toForwardSlashes(extracted));

@@ -259,7 +259,8 @@ WideText UpdateZipExtractor::extractFirstEntry(const WideText& zipPath) {
   const WideText target = folder + u'/' + name;
   const WideText notExtractedTarget = notExtracted + target;
   if (!infoRead) return fail(ErrorReport(1116, notExtractedTarget));
-  if (!PathBelowRoot(folder).join(name) || isSamePath(target, zipPath) || isArchive(target))
+  if (!PathBelowRoot(folder).join(name) || isSamePath(target, zipPath) || isArchive(target) ||
+      StatusXml::instance().isFrontEndsName(lastComponent(name)))
     return fail(ErrorReport(1115, notExtractedTarget));
   if (!takeChunk()) return fail(ErrorReport(1117, notExtractedTarget));
 

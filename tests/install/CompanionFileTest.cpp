@@ -99,6 +99,15 @@ TEST_F(CompanionFileTest, ACompanionThatCannotBeWrittenLeavesNone) {
   }
 }
 
+TEST_F(CompanionFileTest, AFileWhoseNameIsNearlyTooLongHasACompanionToo) {
+  // With "_INCOMPLETE.xml" behind it the longest name that a file can have.
+  const WideText longest = path(WideText(240, u'a') + u"_INCOMPLETE.xml");
+  EXPECT_TRUE(companionWrite(longest, WideText(md5)));
+  EXPECT_TRUE(companionMatches(longest, WideText(md5)));
+  EXPECT_TRUE(companionWrite(longest, u"D41D8CD98F00B204E9800998ECF8427E"));
+  EXPECT_FALSE(companionMatches(longest, WideText(md5)));
+}
+
 TEST_F(CompanionFileTest, AMatchingCompanionStandsAtEveryMoment) {
   // With the MD5 in capitals it is as it would be written, in small letters it only matches.
   for (const WideText& present : {WideText(md5), WideText(u"900150983cd24fb0d6963f7d28e17f72")}) {

@@ -1,4 +1,5 @@
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -492,6 +493,38 @@ TEST_F(HttpUpdateZipDownloaderTest, AWorkingFileThatCannotBeOpenedIs1140) {
   EXPECT_FALSE(download());
   expectReport(7, {u"100", u"Error while trying to open the output file."}, packageAttributes(u"1140", u"0"));
   EXPECT_FALSE(fileExists(companionPath));
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, ALinkInThePlaceOfThePartMakesWay) {
+  if (!serveContent()) GTEST_SKIP() << cannotListen;
+  writeFile(path(u"precious"), "user's");
+  for (const char* const target : {"precious", "no such file"}) {
+    std::filesystem::create_symlink(folder.native() / target, workFolder() / "a.zip_INCOMPLETE");
+    EXPECT_TRUE(download());
+    expectComplete();
+    EXPECT_FALSE(std::filesystem::is_symlink(workFolder() / "a.zip"));
+    EXPECT_EQ(readFile(path(u"precious")), "user's");
+    EXPECT_FALSE(fileExists(path(u"no such file")));
+    std::filesystem::remove(workFolder() / "a.zip");
+  }
+}
+
+TEST_F(HttpUpdateZipDownloaderTest, WhatIsNoFileInThePlaceOfThePartIs1140) {
+  ASSERT_EQ(::mkfifo((workFolder() / "a.zip_INCOMPLETE").c_str(), 0600), 0);
+  EXPECT_FALSE(download());
+  expectReport(7, {u"100", u"Error while trying to open the output file."}, packageAttributes(u"1140", u"0"));
+}
+
+// The work folder may be the folder of the status.
+TEST_F(HttpUpdateZipDownloaderTest, AFileCalledAsOneOfTheFrontEndsIs1138) {
+  const WideText status = lastComponent(StatusXml::instance().statusFilePath());
+  const WideText abort = lastComponent(StatusXml::instance().abortFilePath());
+  for (const WideText& name : {status, toUpperAscii(status), status + u".new", abort}) {
+    UpdateDownloadJob bad = job();
+    bad.url = u"http://server/" + name + u"?x";
+    EXPECT_FALSE(download(bad)) << toUtf8(name);
+    expectReport(7, {u"100", u"Invalid http path."}, packageAttributes(u"1138", u"0"));
+  }
 }
 
 // --- Resuming ---------------------------------------------------------------------------------------------
@@ -1232,26 +1265,32 @@ TEST_F(HttpUpdateZipDownloaderRealServerTest, ARangeBehindTheEndOfTheServersFile
   expectReport(16, {u"103", u"416", finalPath}, packageAttributes(u"1142", u"0"));
 }
 
-TEST_F(HttpUpdateZipDownloaderRealServerTest, FetchesThroughAProxyWithoutAUser) {
+TEST_F(HttpUpdateZipDownloaderRealServerTest, FetchesTheRestThroughAProxyWithoutAUser) {
   const auto proxy = ProxyServer::start();
   if (proxy == nullptr) GTEST_SKIP() << "needs tinyproxy";
   proxyHost = proxy->host();
   proxyPort = proxy->port();
-  leavePart(1'000'000, content, job().md5);
+  leavePart(4'321'000, content, job().md5);
   EXPECT_TRUE(download());
   expectComplete();
+  ASSERT_EQ(statusHistory().size(), 1U);
+  EXPECT_GT(textToInt64(statusHistory()[0].descriptions[1]), 4'321'000);
+  EXPECT_TRUE(proxy->wasAskedTo("GET http://" + nginx->host() + "/maps/a.zip"));
 }
 
-TEST_F(HttpUpdateZipDownloaderRealServerTest, FetchesThroughATunnelOfAProxyWithAUser) {
+TEST_F(HttpUpdateZipDownloaderRealServerTest, FetchesTheRestThroughATunnelOfAProxyWithAUser) {
   const auto proxy = ProxyServer::start("user", "secret");
   if (proxy == nullptr) GTEST_SKIP() << "needs tinyproxy";
   proxyHost = proxy->host();
   proxyPort = proxy->port();
   proxyUser = "user";
   proxyPassword = "secret";
-  leavePart(1'000'000, content, job().md5);
+  leavePart(4'321'000, content, job().md5);
   EXPECT_TRUE(download());
   expectComplete();
+  ASSERT_EQ(statusHistory().size(), 1U);
+  EXPECT_GT(textToInt64(statusHistory()[0].descriptions[1]), 4'321'000);
+  EXPECT_TRUE(proxy->wasAskedTo("CONNECT " + nginx->host()));
 }
 
 TEST_F(HttpUpdateZipDownloaderRealServerTest, AProxyRefusesAWrongPassword) {

@@ -1,3 +1,4 @@
+#include "core/Digest.h"
 #include "core/Globals.h"
 #include "core/StatusXml.h"
 #include "core/Text.h"
@@ -42,6 +43,29 @@ TEST_F(TevraInstallRunnerTest, UnpacksTheFirstEntryBesideTheZipAndNamesIt) {
   EXPECT_EQ(status().exitCode(), u"1010");
   ASSERT_EQ(status().descriptions.size(), 1U);
   EXPECT_EQ(toForwardSlashes(status().descriptions[0]), path(u"downloads/setup.exe"));
+}
+
+// A complete download that is there needs no server.
+TEST_F(TevraInstallRunnerTest, AnEntryCalledAsAPartOfItsZipIsNotDeletedWithIt) {
+  ZipBuilder zip;
+  zip.add("p.zip_INCOMPLETE.xml", "program");
+  writeFile(workTempFolder + u"/p.zip", zip.bytes());
+  command.localInstall = false;
+  package.url = u"http://server/p.zip?a";
+  package.fileSize = zip.bytes().size();
+  package.md5 = fileDigest(workTempFolder + u"/p.zip");
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(tree(workTempFolder), (std::vector<std::string>{"p.zip_INCOMPLETE.xml"}));
+  ASSERT_EQ(status().descriptions.size(), 1U);
+  EXPECT_EQ(readFile(status().descriptions[0]), "program");
+}
+
+TEST_F(TevraInstallRunnerTest, AnEntryCalledAsTheStatusIsNotUnpacked) {
+  ZipBuilder zip;
+  zip.add(toUtf8(lastComponent(StatusXml::instance().statusFilePath())), "program");
+  writeFile(zipPath, zip.bytes());
+  EXPECT_EQ(run(), -1);
+  EXPECT_EQ(status().exitCode(), u"1115");
 }
 
 TEST_F(TevraInstallRunnerTest, TheUsersOwnZipStays) {

@@ -103,6 +103,7 @@ TEST_F(DownloadJobTest, APackageComesThroughAProxy) {
                                        .text());
   EXPECT_EQ(result.document(), success);
   expectSpringInstalled();
+  EXPECT_TRUE(proxy->wasAskedTo("GET http://" + nginx->host() + "/spring.zip"));
 }
 
 TEST_F(DownloadJobTest, APackageComesThroughAProxyThatAsksForAPassword) {
@@ -118,6 +119,7 @@ TEST_F(DownloadJobTest, APackageComesThroughAProxyThatAsksForAPassword) {
                                        .text());
   EXPECT_EQ(result.document(), success);
   expectSpringInstalled();
+  EXPECT_TRUE(proxy->wasAskedTo("CONNECT " + nginx->host()));
 }
 
 TEST_F(DownloadJobTest, AProxyThatRefusesThePasswordEndsTheJob) {

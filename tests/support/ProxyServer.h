@@ -17,6 +17,8 @@ class ProxyServer {
 
   [[nodiscard]] const std::string& host() const { return host_; }
   [[nodiscard]] const std::string& port() const { return port_; }
+  // Waits until it has told of a request whose first line begins so. False if it ends before.
+  [[nodiscard]] bool wasAskedTo(const std::string& request) { return process_->waitForLine("): " + request); }
 
  private:
   ProxyServer() = default;
