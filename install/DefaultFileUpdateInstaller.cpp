@@ -10,6 +10,7 @@
 #include "core/ProcessEnd.h"
 #include "core/Text.h"
 #include "install/ClientUpdatesXmlFile.h"
+#include "install/PlacingMark.h"
 
 namespace ZelmoraTevra {
 
@@ -29,54 +30,6 @@ struct Places {
 
   [[nodiscard]] bool isOnTarget() const { return target && File_platformIndependent(*target).exists(); }
   [[nodiscard]] bool isOnOther() const { return other && File_platformIndependent(*other).exists(); }
-};
-
-// Stands beside a file while it is placed, if it matters to the file's flag whether one was there. A job that
-// is cut off leaves an unfinished file, or none where there was one: the mark tells the next job that this is
-// not to be taken for the answer.
-//
-// Where the old copies go first, the mark is for a while all that tells of the file. It is on the medium
-// before they go, and the new file has its name there before the mark goes: a device that is pulled has one
-// of them at every moment.
-class PlacingMark {
- public:
-  PlacingMark(PathBelowRoot& target, const InstallFile& file)
-      : root_(target.root()), isOnlyTrace_(file.updateFlag == replaceFileIfPresent) {
-    if (isOnlyTrace_ || file.updateFlag == installFileIfMissing)
-      path_ = target.join(file.client + u"_tevra_placing");
-  }
-
-  [[nodiscard]] bool stands() const { return path_ && File_platformIndependent(*path_).exists(); }
-  // A device that takes no mark may take the file all the same.
-  void set() const {
-    if (!path_) return;
-    const WideText folder = parentFolder(*path_);
-    const bool hadFolder = Directory_new(folder).exists();
-    File_platformIndependent mark(*path_);
-    if (!Directory_new(root_).createFoldersTo(path_->substr(root_.size() + 1)) ||
-        !mark.openForWriting(platform::OpenMode::truncateEntry))
-      return;
-    if (isOnlyTrace_) static_cast<void>(mark.sync());
-    static_cast<void>(mark.finish());
-    if (isOnlyTrace_) syncNames(folder, hadFolder ? folder : root_);
-  }
-  void clear() const {
-    if (!path_) return;
-    const WideText folder = parentFolder(*path_);
-    if (!isOnlyTrace_ || syncNames(folder, folder)) File_platformIndependent(*path_).remove();
-  }
-
- private:
-  // Brings the names in a folder to the medium, and those of the folders above it up to the highest one.
-  static bool syncNames(WideText folder, const WideText& highest) {
-    for (; Directory_new(folder).syncEntries(); folder = parentFolder(folder))
-      if (folder.size() <= highest.size()) return true;
-    return false;
-  }
-
-  WideText root_;
-  bool isOnlyTrace_;
-  std::optional<WideText> path_;
 };
 
 void removeFolderIfEmpty(const std::optional<WideText>& path) {
@@ -147,7 +100,7 @@ bool DefaultFileUpdateInstaller::install(const InstallUpdate& update, const Wide
       if (!place(file, zipPath, targetRoot, observer)) return false;
       continue;
     }
-    const PlacingMark mark(target, file);
+    const PlacingMark mark(target, other, file);
     if (!isToBePlaced(file, {target.join(file.client), other.join(file.client)}, mark)) continue;
     const bool placed = place(file, zipPath, targetRoot, observer);
     // What was to be replaced and has gone is to be placed by the next attempt.

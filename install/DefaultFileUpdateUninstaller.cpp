@@ -6,6 +6,7 @@
 #include "core/File_platformIndependent.h"
 #include "core/PathBelowRoot.h"
 #include "install/ClientUpdatesXmlFile.h"
+#include "install/PlacingMark.h"
 
 namespace ZelmoraTevra {
 
@@ -20,8 +21,10 @@ bool DefaultFileUpdateUninstaller::uninstall(const Update& update, const WideTex
       writeLog(u"The register is no update's file: " + file.client);
       continue;
     }
-    if (const std::optional<WideText> path = storage.joinExisting(file.client))
-      File_platformIndependent(*path).remove();
+    const std::optional<WideText> path = storage.joinInPresentFolder(file.client);
+    if (!path) continue;
+    File_platformIndependent(*path).remove();
+    removePlacingMark(*path);
   }
   return true;
 }

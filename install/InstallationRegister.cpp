@@ -32,8 +32,8 @@ InstallationRegister::InstallationRegister(WideText primaryRoot, WideText second
       atProcessEnd_([this] { close(); }) {}
 
 bool InstallationRegister::open() {
-  follows_ = false;
   register_ = openRegister(primaryRoot_, secondaryRoot_);
+  follows_ = register_ != nullptr && registerLayout(primaryRoot_) == RegisterLayout::kd3;
   return register_ != nullptr;
 }
 
@@ -76,11 +76,12 @@ bool InstallationRegister::follow() {
   for (Update& update : waiting_) recorded = register_->record(std::move(update)) && recorded;
   waiting_.clear();
   if (layout == RegisterLayout::kd3) return recorded;
-  // The newer folder wins: nobody would find a register in the older one.
+  // The newer folder wins: nobody would find a register in the older one. It goes when the new one is there.
   follows_ = false;
+  if (!recorded || !register_->bringToDevice()) return false;
   const std::optional<WideText> left = PathBelowRoot(primaryRoot_).joinExisting(u"KD3\\updates.xml");
   if (left) File_platformIndependent(*left).remove();
-  return recorded;
+  return true;
 }
 
 }  // namespace ZelmoraTevra

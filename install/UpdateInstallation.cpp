@@ -1,6 +1,7 @@
 #include "install/UpdateInstallation.h"
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <set>
 #include <utility>
@@ -19,6 +20,7 @@
 #include "install/InstallValidator.h"
 #include "install/InstallationRegister.h"
 #include "install/PackageDownload.h"
+#include "install/PlacingMark.h"
 #include "install/UpdatesCleaner.h"
 #include "platform/Machine.h"
 
@@ -51,6 +53,31 @@ ErrorReport reportOf(const CodedMessage& failure) {
   return ErrorReport(failure.exitCode, WideText(failure.message));
 }
 
+// The zips from which updates are placed.
+class Zips {
+ public:
+  explicit Zips(const std::vector<InstallUpdate*>& updates) {
+    const WideText* last = nullptr;
+    for (const InstallUpdate* update : updates) {
+      if (last != nullptr && *last == update->localSource) continue;
+      last = &update->localSource;
+      pathsByName_.emplace(nameOf(platform::machine().files->resolved(*last)), *last);
+    }
+  }
+
+  // Few files of a device are called as a zip is, so that the disk is hardly ever asked.
+  [[nodiscard]] bool contain(const WideText& path) const {
+    const auto [first, behind] = pathsByName_.equal_range(nameOf(path));
+    return std::any_of(first, behind,
+                       [&](const auto& zip) { return File_platformIndependent(zip.second).isSameAs(path); });
+  }
+
+ private:
+  static WideText nameOf(const WideText& path) { return comparablePath(lastComponent(path)); }
+
+  std::multimap<WideText, WideText> pathsByName_;
+};
+
 Update registerEntry(const InstallUpdate& update) {
   Update entry;
   entry.info.company = update.company;
@@ -59,7 +86,8 @@ Update registerEntry(const InstallUpdate& update) {
   entry.info.update = static_cast<std::int32_t>(update.update);
   entry.info.uninstall = static_cast<std::int32_t>(update.uninstall);
   entry.info.installLocation = update.locationContent ? u"storage_for_content" : u"storage_for_software";
-  for (const InstallFile& file : update.files) entry.files.push_back({file.client, file.updateFlag});
+  for (const InstallFile& file : update.files)
+    if (!isRegisterPlace(file.client)) entry.files.push_back({file.client, file.updateFlag});
   for (const InstallXmlEntry& xml : update.xmlEntries)
     entry.xmlEntries.push_back({xml.file, xml.creationFlag, xml.base, xml.condition});
   return entry;
@@ -169,10 +197,12 @@ void UpdateInstallation::loadPlacementProgress() const {
 }
 
 // What is replaced goes before anything is placed: an update must fit on a device that has little room. The
-// register is no package's to delete; what a package places there gives way to the register again.
+// register is no package's to delete; what a package places there gives way to the register again. Nor is a
+// zip that the user keeps on the device a package's to delete.
 void UpdateInstallation::removeReplacedFiles() const {
   PathBelowRoot primary(plan_.primaryRoot);
   PathBelowRoot secondary(plan_.secondaryRoot);
+  const Zips zips(plan_.updates);
   for (const InstallUpdate* update : plan_.updates) {
     for (const InstallFile& file : update->files) {
       if (file.updateFlag != installFile && file.updateFlag != installFileToo &&
@@ -180,8 +210,10 @@ void UpdateInstallation::removeReplacedFiles() const {
         continue;
       if (isRegisterPlace(file.client)) continue;
       for (PathBelowRoot* root : {&primary, &secondary})
-        if (const auto path = root->joinInPresentFolder(file.client))
+        if (const auto path = root->joinInPresentFolder(file.client); path && !zips.contain(*path)) {
           File_platformIndependent(*path).remove();
+          removePlacingMark(*path);
+        }
     }
   }
 }

@@ -188,6 +188,25 @@ TEST_F(DefaultFileUpdateInstallerTest, ACopyThatWentForAFileThatCouldNotBePlaced
   EXPECT_EQ(tree(target), (std::vector<std::string>{"a"}));
 }
 
+TEST_F(DefaultFileUpdateInstallerTest, TheNextAttemptMayReplaceSuchAFileOnTheOtherStorage) {
+  writeFile(other + u"/a", "old");
+  EXPECT_FALSE(install({file(u"a", 3, u"no/such")}));
+  EXPECT_EQ(tree(target), (std::vector<std::string>{"a_tevra_placing"}));
+  InstallUpdate update;
+  update.files = {file(u"a", 3)};
+  EXPECT_TRUE(installer->install(update, zipPath, other, target, target, nullptr));
+  EXPECT_EQ(readFile(other + u"/a"), "new a");
+  EXPECT_EQ(tree(other), (std::vector<std::string>{"a"}));
+  EXPECT_TRUE(tree(target).empty());
+}
+
+TEST_F(DefaultFileUpdateInstallerTest, AnUnfinishedFileOfFlag1OnTheOtherStorageSaysNothingOfTheOneHere) {
+  writeFile(target + u"/a", "user's");
+  writeFile(other + u"/a_tevra_placing", "");
+  EXPECT_TRUE(install({file(u"a", 1)}));
+  EXPECT_EQ(readFile(target + u"/a"), "user's");
+}
+
 TEST_F(DefaultFileUpdateInstallerTest, AFileThatWasMissingLeavesNothingWhenItCanNotBePlaced) {
   EXPECT_FALSE(install({file(u"a", 1, u"no/such")}));
   EXPECT_TRUE(tree(target).empty());

@@ -32,6 +32,13 @@ TEST_F(DefaultFileUpdateUninstallerTest, DeletesTheFilesAndLeavesTheFoldersAndTh
   EXPECT_EQ(tree(root), (std::vector<std::string>{"maps/", "maps/other", "maps/sub/"}));
 }
 
+TEST_F(DefaultFileUpdateUninstallerTest, MarksOfFilesThatWereToBePlacedGoToo) {
+  for (const WideText name : {u"a", u"a_tevra_placing", u"b_tevra_placing", u"c_tevra_placing"})
+    writeFile(root + u'/' + name, "");
+  EXPECT_TRUE(uninstall({u"a", u"b"}));
+  EXPECT_EQ(tree(root), (std::vector<std::string>{"c_tevra_placing"}));
+}
+
 TEST_F(DefaultFileUpdateUninstallerTest, AFileThatHasGoneAlreadyIsNoError) {
   writeFile(root + u"/b", "x");
   EXPECT_TRUE(uninstall({u"a", u"none/a", u"b"}));

@@ -564,6 +564,69 @@ TEST_F(InstallPackageRunnerTest, ALocalZipStaysWhereItIs) {
   EXPECT_TRUE(fileExists(zipPath + u"_INCOMPLETE.xml"));
 }
 
+TEST_F(InstallPackageRunnerTest, NoPackageDeletesTheLocalZipThatItComesFrom) {
+  const WideText onDevice = flash + u"/download/package.zip";
+  makeFolder(flash + u"/download");
+  std::filesystem::rename(folder.native() / "package.zip", folder.native() / "flash/download/package.zip");
+  writeFile(flash + u"/download/other", "old");
+  addPackage(software("App", file("", "DOWNLOAD", 8) + file("", "download", 8) +
+                                 file("", "download/package.zip", 4) + file("a", "apps/a")));
+  command.packages.front().url = onDevice;
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(readFile(flash + u"/apps/a"), "new a");
+  EXPECT_TRUE(fileExists(onDevice));
+  EXPECT_FALSE(fileExists(flash + u"/download/other"));
+}
+
+TEST_F(InstallPackageRunnerTest, ALocalZipThatAPackageWouldReplaceIsThereAfterTheFailure) {
+  const WideText onDevice = flash + u"/package.zip";
+  std::filesystem::rename(folder.native() / "package.zip", folder.native() / "flash/package.zip");
+  addPackage(software("App", file("a", "package.zip")));
+  command.packages.front().url = onDevice;
+  EXPECT_EQ(install(), -1);
+  EXPECT_TRUE(fileExists(onDevice));
+}
+
+// A job before it was cut off, or had a zip without the file.
+TEST_F(InstallPackageRunnerTest, AReplacedOrDeletedFileKeepsNoMarkOfAnEarlierJob) {
+  for (const WideText name : {u"a", u"b"}) {
+    writeFile(flash + u'/' + name, "old");
+    writeFile(flash + u'/' + name + u"_tevra_placing", "");
+  }
+  addPackage(software("App", file("a", "a") + file("", "b", 4)));
+  EXPECT_EQ(install(), 0);
+  EXPECT_FALSE(fileExists(flash + u"/a_tevra_placing"));
+  EXPECT_FALSE(fileExists(flash + u"/b_tevra_placing"));
+
+  writeFile(flash + u"/a", "the user's edit");
+  command.packages.clear();
+  addPackage(software("Other", file("a", "a", 1)));
+  EXPECT_EQ(install(), 0);
+  EXPECT_EQ(readFile(flash + u"/a"), "the user's edit");
+}
+
+TEST_F(InstallPackageRunnerTest, APathAtTheRegistersPlaceIsRecordedOfNoUpdate) {
+  addPackage(software("App", file("a", "apps/a") + file("b", "ZELMORA/updates.xml", 1)));
+  EXPECT_EQ(install(), 0);
+  ASSERT_EQ(registered().size(), 1U);
+  EXPECT_EQ(registered().front().files, (std::vector<UpdateFile>{{u"apps/a", 0}}));
+}
+
+TEST_F(InstallPackageRunnerTest, TheRegisterFollowsAPackageThatBringsTheNewerFolder) {
+  std::filesystem::rename(folder.native() / "flash/ZELMORA", folder.native() / "flash/KD3");
+  addPackage(software("Old", file("a", "apps/a")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_TRUE(fileExists(flash + u"/KD3/updates.xml"));
+  command.packages.clear();
+  addPackage(software("New", file("b", "ZELMORA/app/b")));
+  EXPECT_EQ(install(), 0);
+  EXPECT_FALSE(fileExists(flash + u"/KD3/updates.xml"));
+  const std::vector<Update> updates = registered();
+  ASSERT_EQ(updates.size(), 2U);
+  EXPECT_EQ(updates[0].info.name, u"Old");
+  EXPECT_EQ(updates[1].info.name, u"New");
+}
+
 TEST_F(InstallPackageRunnerTest, AnUpdateOfWhichNothingIsLeftIsDroppedFromTheRegister) {
   addPackage(software("First", file("a", "shared")) + content("Map", file("b", "b")));
   EXPECT_EQ(install(), 0);
