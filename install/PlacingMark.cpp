@@ -9,8 +9,6 @@ namespace ZelmoraTevra {
 
 namespace {
 
-constexpr WideView ending = u"_tevra_placing";
-
 bool isThere(const std::optional<WideText>& path) {
   return path && File_platformIndependent(*path).exists();
 }
@@ -26,7 +24,7 @@ bool syncNames(WideText folder, const WideText& highest) {
 
 PlacingMark::PlacingMark(PathBelowRoot& target, PathBelowRoot& other, const InstallFile& file)
     : root_(target.root()), isOnlyTrace_(file.updateFlag == replaceFileIfPresent) {
-  const WideText mark = file.client + WideText(ending);
+  const WideText mark = placingMarkOf(file.client);
   if (isOnlyTrace_ || file.updateFlag == installFileIfMissing) path_ = target.join(mark);
   if (isOnlyTrace_) pathOnOther_ = other.joinInPresentFolder(mark);
 }
@@ -56,9 +54,13 @@ void PlacingMark::clear() const {
   if (isThere(pathOnOther_)) File_platformIndependent(*pathOnOther_).remove();
 }
 
+WideText placingMarkOf(const WideText& path) {
+  return path + u"_tevra_placing";
+}
+
 void removePlacingMark(const WideText& path) {
   platform::ErrorCode error;
-  platform::machine().files->removeFile(path + WideText(ending), error);
+  platform::machine().files->removeFile(placingMarkOf(path), error);
 }
 
 }  // namespace ZelmoraTevra

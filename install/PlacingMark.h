@@ -31,6 +31,9 @@ class PlacingMark {
   std::optional<WideText> pathOnOther_;
 };
 
+// Where the mark of a file with a mark stands.
+[[nodiscard]] WideText placingMarkOf(const WideText& path);
+
 // For who deletes a file, or replaces it whatever was there: a mark that an earlier job has left beside it
 // would make a later one take the file for unfinished.
 void removePlacingMark(const WideText& path);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "install/PlacingMark.h"
+
 namespace ZelmoraTevra {
 
 namespace {
@@ -20,15 +22,15 @@ bool UpdateMeter::measure(InstallUpdate& update) {
   bool missesOnPrimary = false;
   bool missesOnSecondary = false;
   for (const InstallFile& file : update.files) {
-    const std::int64_t onPrimary = primary_.sizeOf(file.client);
+    std::int64_t onPrimary = primary_.sizeOf(file.client);
+    std::int64_t onSecondary = secondary_.isNamed() ? secondary_.sizeOf(file.client) : -1;
     missesOnPrimary = missesOnPrimary || onPrimary < 0;
-    if (!secondary_.isNamed()) {
+    missesOnSecondary = missesOnSecondary || (secondary_.isNamed() && onSecondary < 0);
+    completeUnfinished(file, onPrimary, onSecondary);
+    if (secondary_.isNamed())
+      measureOnBoth(file, onPrimary, onSecondary, need);
+    else
       measureOnPrimary(file, onPrimary, need);
-      continue;
-    }
-    const std::int64_t onSecondary = secondary_.sizeOf(file.client);
-    missesOnSecondary = missesOnSecondary || onSecondary < 0;
-    measureOnBoth(file, onPrimary, onSecondary, need);
   }
   // On a storage that has gone every file is missing. One look for each update tells the two apart.
   if (missesOnPrimary && !primary_.isPresent()) return false;
@@ -47,6 +49,28 @@ void UpdateMeter::reclaim(const InstallUpdate& update) {
       continue;
     reclaimPrimary_ += std::max<std::int64_t>(primary_.sizeOf(file.client), 0);
     if (secondary_.isNamed()) reclaimSecondary_ += std::max<std::int64_t>(secondary_.sizeOf(file.client), 0);
+  }
+}
+
+// The installer places such a file: of one with flag 1 what is there is overwritten, one with flag 3 has lost
+// its copies but counts as there.
+void UpdateMeter::completeUnfinished(const InstallFile& file, std::int64_t& onPrimary,
+                                     std::int64_t& onSecondary) {
+  const auto isMarked = [&file](StorageFiles& storage) {
+    return storage.isNamed() && storage.sizeOf(placingMarkOf(file.client)) >= 0;
+  };
+  if (file.updateFlag == installFileIfMissing) {
+    if (onPrimary >= 0 && isMarked(primary_)) {
+      reclaimPrimary_ += onPrimary;
+      onPrimary = -1;
+    }
+    if (onSecondary >= 0 && isMarked(secondary_)) {
+      reclaimSecondary_ += onSecondary;
+      onSecondary = -1;
+    }
+  } else if (file.updateFlag == replaceFileIfPresent && onPrimary < 0 && onSecondary < 0 &&
+             (isMarked(primary_) || isMarked(secondary_))) {
+    onPrimary = 0;
   }
 }
 

@@ -34,6 +34,8 @@ class UpdateMeter {
     SaturatingInt64 overhead;
   };
 
+  // What counts as present of a file that an earlier job left unfinished.
+  void completeUnfinished(const InstallFile& file, std::int64_t& onPrimary, std::int64_t& onSecondary);
   void measureOnPrimary(const InstallFile& file, std::int64_t present, Need& need);
   void measureOnBoth(const InstallFile& file, std::int64_t onPrimary, std::int64_t onSecondary, Need& need);
 

@@ -945,6 +945,12 @@ TEST_F(InstallPackageRunnerTest, AFileThatTwoUpdatesPlaceIsValidatedAsTheLastOne
   addPackage(software("One", file("a", "shared")) + software("Two", file("b", "shared")));
   EXPECT_EQ(install(), 0);
   EXPECT_EQ(readFile(flash + u"/shared"), "new b");
+
+  DamagedCard damaged(small, flash + u"/shared");
+  damaged.onRead = [&] { writeFile(flash + u"/shared", "damaged"); };
+  useFileSystem(damaged);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1174");
 }
 
 TEST_F(InstallPackageRunnerTest, AFileThatALaterUpdateTakesToTheOtherStorageIsValidatedThere) {
@@ -953,6 +959,12 @@ TEST_F(InstallPackageRunnerTest, AFileThatALaterUpdateTakesToTheOtherStorageIsVa
   EXPECT_EQ(install(), 0);
   EXPECT_FALSE(fileExists(flash + u"/shared"));
   EXPECT_EQ(readFile(card + u"/shared"), "new b");
+
+  DamagedCard damaged(small, card + u"/shared");
+  damaged.onRead = [&] { writeFile(card + u"/shared", "damaged"); };
+  useFileSystem(damaged);
+  EXPECT_NE(install(), 0);
+  EXPECT_EQ(status().exitCode(), u"1174");
 }
 
 TEST_F(InstallPackageRunnerTest, TheRegisterIsOnTheDeviceBeforeADamagedPackageIsReported) {

@@ -309,6 +309,30 @@ TEST_F(UpdateDistributorTest, FlagsOnFlashOnly) {
   }
 }
 
+// A job that was cut off has left part of a file of flag 1, or deleted the copies of one of flag 3: the next
+// one places them.
+TEST_F(UpdateDistributorTest, AFileThatWasLeftUnfinishedNeedsItsRoom) {
+  storages.addFile(flash + u"\\half", 70);
+  for (const WideText name : {u"\\half_tevra_placing", u"\\gone_tevra_placing"})
+    storages.addFile(flash + name, 0);
+  for (const bool withCard : {false, true}) {
+    SCOPED_TRACE(withCard ? "with a card" : "flash only");
+    distributor.setPaths(flash, withCard ? card : u"");
+    InstallUpdate measured = distributed(forSoftware(1000, {file(u"half", installFileIfMissing, 100)}));
+    EXPECT_EQ(measured.neededPrimary, 1000);
+    EXPECT_EQ(measured.clusterOverhead, cluster - 100);
+    EXPECT_EQ(result.neededSoftware, 1000 + cluster - 100 - 70);
+
+    measured = distributed(forSoftware(1000, {file(u"gone", replaceFileIfPresent, 100)}));
+    EXPECT_EQ(measured.neededPrimary, 1000);
+    EXPECT_EQ(measured.clusterOverhead, cluster - 100);
+    EXPECT_EQ(result.neededSoftware, 1000 + cluster - 100);
+  }
+  storages.addFile(card + u"\\else_tevra_placing", 0);
+  const InstallUpdate measured = distributed(forContent(1000, {file(u"else", replaceFileIfPresent, 100)}));
+  EXPECT_EQ(measured.neededSecondary, 1000);
+}
+
 TEST_F(UpdateDistributorTest, FlagsWithACard) {
   struct Row {
     std::int32_t flag;
