@@ -57,11 +57,7 @@ TEST_F(BackupListTest, AnEmptyBackupRootGivesARootElementOnly) {
 }
 
 TEST_F(BackupListTest, TheRootOfAProgramWhoseNameIsNoElementNameCanBeRead) {
-  class OddlyNamed : public ForwardingProcesses {
-   public:
-    using ForwardingProcesses::ForwardingProcesses;
-    WideText modulePath() override { return u"/opt/Tevra CLI 2"; }
-  } processes(*platform::machine().processes);
+  ProgramAt processes(*platform::machine().processes, u"/opt/Tevra CLI 2");
   platform::Machine machine = platform::machine();
   machine.processes = &processes;
   useMachine(machine);

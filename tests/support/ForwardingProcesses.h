@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <utility>
 
 #include "platform/Processes.h"
 
@@ -24,6 +25,17 @@ class ForwardingProcesses : public platform::Processes {
 
  private:
   platform::Processes& target_;
+};
+
+// The program's file lies elsewhere, or is called differently.
+class ProgramAt : public ForwardingProcesses {
+ public:
+  ProgramAt(platform::Processes& target, WideText path)
+      : ForwardingProcesses(target), path_(std::move(path)) {}
+  WideText modulePath() override { return path_; }
+
+ private:
+  WideText path_;
 };
 
 }  // namespace ZelmoraTevra
