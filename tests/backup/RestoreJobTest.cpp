@@ -9,6 +9,7 @@
 #include "core/ProgressObserver.h"
 #include "tests/backup/RestoreTest.h"
 #include "tests/support/FaultyFileSystem.h"
+#include "tests/support/ForwardingProcesses.h"
 #include "tests/support/KillLoop.h"
 #include "tests/support/UnsyncedFileSystem.h"
 
@@ -513,23 +514,9 @@ TEST_F(RestoreBeforeFormatTest, WhatTheJobItselfNeedsIsNotFormattedAway) {
   expectRefused("work folder");
   workTempFolder = work;
 
-  class MovedProgram : public platform::Processes {
-   public:
-    explicit MovedProgram(platform::Processes& target) : target_(target) {}
-    bool isRunning(const WideText& executableName) override { return target_.isRunning(executableName); }
-    WideText modulePath() override { return u"F:\\work\\TevraCLI.exe"; }
-    WideText environment(const WideText& name) override { return target_.environment(name); }
-    void showErrorBox(const WideText& caption, const WideText& text) override {
-      target_.showErrorBox(caption, text);
-    }
-    void end(int exitValue) override { target_.end(exitValue); }
-
-   private:
-    platform::Processes& target_;
-  };
   {
     platform::Machine machine = platform::machine();
-    MovedProgram processes(*machine.processes);
+    ProgramAt processes(*machine.processes, u"F:\\work\\TevraCLI.exe");
     machine.processes = &processes;
     const platform::ScopedMachine scope(machine);
     expectRefused("program");
