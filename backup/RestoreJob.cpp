@@ -24,16 +24,10 @@ namespace ZelmoraTevra {
 
 namespace {
 
-// A file or an empty folder of the probe's name is what a killed job has left. A folder with content isn't a
-// probe: it stays, and the test is made in it.
 bool takesFolder(const WideText& storage) {
-  const WideText probe = pathIn(storage, writeProbeName);
+  const WideText probe = freeWriteProbe(storage);
   platform::FileSystem& disk = *platform::machine().files;
   platform::ErrorCode error;
-  // Neither takes what is of the other kind, nor a folder with content.
-  disk.removeFile(probe, error);
-  disk.removeFolder(probe, error);
-  if (!isLinkAt(probe) && Directory_new(probe).exists()) return takesFolder(probe);
   const bool isMade = disk.createFolder(probe, error);
   disk.removeFolder(probe, error);
   return isMade;

@@ -49,6 +49,17 @@ bool removeTree(const WideText& folder) {
 
 }  // namespace
 
+WideText freeWriteProbe(const WideText& folder) {
+  const WideText probe = folder + u'\\' + WideText(writeProbeName);
+  ErrorCode error;
+  const bool isLink = disk().isLink(probe, error);
+  const EntryKind kind = disk().kind(probe, error);
+  if (isLink || kind == EntryKind::file) disk().removeFile(probe, error);
+  if (!isLink && kind == EntryKind::folder && !disk().removeFolder(probe, error))
+    return freeWriteProbe(probe);
+  return probe;
+}
+
 Directory_new::Directory_new(WideText path, bool normalise)
     : path_(normalise ? toBackslashes(std::move(path)) : std::move(path)) {}
 
@@ -100,13 +111,7 @@ std::int64_t Directory_new::freeSpace() const {
 
 bool Directory_new::isWriteProtected() {
   if (!exists()) return false;
-  File_platformIndependent probe(path_ + u'\\' + WideText(writeProbeName), false);
-  // What a device has under this name may be a link to a file of the user's, or the empty folder of a job
-  // that was killed. In a folder with content, as of a move that was cut off, the test is made inside.
-  ErrorCode error;
-  if (disk().isLink(probe.path(), error)) disk().removeFile(probe.path(), error);
-  Directory_new leftover(probe.path());
-  if (leftover.exists() && !disk().removeFolder(probe.path(), error)) return leftover.isWriteProtected();
+  File_platformIndependent probe(freeWriteProbe(path_), false);
   if (!probe.openForWriting(platform::OpenMode::truncateEntry)) return true;
   probe.close();
   probe.remove();

@@ -10,6 +10,10 @@ namespace ZelmoraTevra {
 
 // The entry that a test for writing makes in a folder and removes again.
 constexpr WideView writeProbeName = u"Tevra_131284_tmp";
+// Where such an entry can be made. What stands there is what a killed job has left, or a link of whoever made
+// the folder: a file, a link and an empty folder go. A folder with content, as of a move that was cut off,
+// stays, and the entry has its place in it. What can't be removed is still there, and lets the test fail.
+[[nodiscard]] WideText freeWriteProbe(const WideText& folder);
 
 // One folder. No operation throws: a failure is a line in the log and the operation's failure value.
 class Directory_new {

@@ -337,10 +337,15 @@ TEST_F(Directory_newTest, AFolderWhoseTestFileIsALinkThatStaysIsWriteProtected) 
   } stuck(files());
   writeFile(path(u"mine"), "user's");
   makeFolder(path(u"device"));
-  fs::create_symlink(folder.native() / "mine", folder.native() / "device/Tevra_131284_tmp");
+  makeFolder(path(u"elsewhere"));
   useFileSystem(stuck);
-  EXPECT_TRUE(Directory_new(path(u"device")).isWriteProtected());
-  EXPECT_EQ(readFile(path(u"mine")), "user's");
+  for (const char* const target : {"mine", "elsewhere"}) {
+    fs::create_symlink(folder.native() / target, folder.native() / "device/Tevra_131284_tmp");
+    EXPECT_TRUE(Directory_new(path(u"device")).isWriteProtected()) << target;
+    EXPECT_EQ(readFile(path(u"mine")), "user's");
+    EXPECT_TRUE(tree(path(u"elsewhere")).empty());
+    fs::remove(folder.native() / "device/Tevra_131284_tmp");
+  }
 }
 
 TEST_F(Directory_newTest, RemovingALinkToAFolderLeavesWhatItLeadsTo) {

@@ -5,6 +5,7 @@
 #include "device/GetInfoXml.h"
 #include "tests/device/GetInfoTest.h"
 #include "tests/support/FaultyFileSystem.h"
+#include "tests/support/ForwardingProcesses.h"
 
 namespace ZelmoraTevra {
 namespace {
@@ -100,6 +101,20 @@ TEST_F(GetInfoRunnerTest, ALoneDriveWithoutVersionFileHasNoSoftwareAndAnEmptyMis
                                                   "serialNumber=9", "space", "MIS"));
   EXPECT_THAT(answer(), HasSubstr("<MIS></MIS>"));
   EXPECT_THAT(tree(path(u"stick")), IsEmpty());
+}
+
+TEST_F(GetInfoRunnerTest, TheRootOfAProgramWhoseNameIsNoElementNameCanBeRead) {
+  makeFolder(path(u"stick"));
+  connect(stick_);
+  platform::Machine machine = platform::machine();
+  ProgramAt processes(*machine.processes, u"/opt/Tevra CLI 2");
+  machine.processes = &processes;
+  useMachine(machine);
+  StatusXml::destroy();
+  EXPECT_EQ(GetInfoRunner().run(), 0);
+  const std::string written = readFile(StatusXml::instance().statusFilePath());
+  EXPECT_THAT(written, EndsWith("</TevraCLI>\n"));
+  StatusXml::destroy();
 }
 
 TEST_F(GetInfoRunnerTest, AMakersDriveWithoutVersionFileIsTakenForACard) {

@@ -1,7 +1,12 @@
+#include <filesystem>
+
 #include "core/ProcessEnd.h"
+#include "core/Text.h"
 #include "install/InstallationRegister.h"
+#include "tests/support/FaultyFileSystem.h"
 #include "tests/support/InstallDescription.h"
 #include "tests/support/JobTest.h"
+#include "tests/support/KillLoop.h"
 
 namespace ZelmoraTevra {
 namespace {
@@ -81,6 +86,38 @@ TEST_F(InstallationRegisterTest, MovesFromTheOlderFolderToTheNewerOneWhenThatCom
   EXPECT_TRUE(following.close());
   EXPECT_EQ(readFile(newer), registerOf({"A", "B"}));
   EXPECT_FALSE(fileExists(older));
+}
+
+TEST_F(InstallationRegisterTest, WhileARegisterMovesOneOfTheTwoFoldersHasItAtEveryMoment) {
+  int operation = 0;
+  for (bool killed = true; killed;) {
+    std::filesystem::remove_all(toUtf8(root));
+    writeFile(older, registerOf({"A"}));
+    ++operation;
+    killed = !runsToItsEnd([&] {
+      InstallationRegister opened(root, {});
+      EXPECT_TRUE(opened.open());
+      makeFolder(root + u"/ZELMORA");
+      FaultyFileSystem faulty(files());
+      faulty.before = [operation](int number, const std::string&) {
+        if (number == operation) dieHere();
+      };
+      useFileSystem(faulty);
+      EXPECT_TRUE(opened.record(update("B")));
+      EXPECT_TRUE(opened.settle());
+      EXPECT_TRUE(opened.close());
+    });
+    if (!killed) break;
+    // As the next job finds it.
+    InstallationRegister next(root, {});
+    ASSERT_TRUE(next.open());
+    EXPECT_TRUE(next.updates().findByCompanyAndName(update("A").info).isValid() ||
+                readFile(older) == registerOf({"A"}))
+        << operation;
+  }
+  EXPECT_EQ(readFile(newer), registerOf({"A", "B"}));
+  EXPECT_FALSE(fileExists(older));
+  EXPECT_GT(operation, 6);
 }
 
 TEST_F(InstallationRegisterTest, WhatWasPlacedIsInTheRegisterHoweverTheProcessEnds) {

@@ -23,17 +23,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// The program lies somewhere else.
-class MovedProcesses : public ForwardingProcesses {
- public:
-  MovedProcesses(platform::Processes& target, WideText program)
-      : ForwardingProcesses(target), program_(std::move(program)) {}
-  WideText modulePath() override { return program_; }
-
- private:
-  WideText program_;
-};
-
 // Counts how often a folder is listed, and gives no answer for some files.
 class WatchedFileSystem : public platform::ForwardingFileSystem {
  public:
@@ -127,7 +116,7 @@ class UploadFilesRunnerTest : public JobTest {
     addUserDataCommands(commands);
     return commands;
   }();
-  MovedProcesses processes{*platform::nativeMachine().processes, path(u"program/bin/TevraCLI")};
+  ProgramAt processes{*platform::nativeMachine().processes, path(u"program/bin/TevraCLI")};
   const WideText settings = path(u"program/etc/Tevra/UploaderSettings.xml");
   // What happens while the server is asked whether it is there: all files have been looked for then.
   std::function<void()> atTheHead;
